@@ -1,0 +1,129 @@
+#include "vorn_sync_files.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <cerrno>
+#include <filesystem>
+#include <qplatformdefs.h>
+#include <system_error>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr int kQtTemporarySuffixLength = 6;
+
+fs::path nativePath(const QString& path)
+{
+    return fs::path(QFile::encodeName(path).toStdString());
+}
+
+// QT_STAT is Qt's own name for the platform's stat: one call gives size, time and kind, with the reason of
+// a failure kept (QFileInfo loses it, and reads the time zone for every time it gives).
+int statErrno(const QByteArray& path, VornSyncFileFacts& facts)
+{
+    QT_STATBUF buffer;
+    if (QT_STAT(path.constData(), &buffer) != 0)
+        return errno;
+    facts.presence = VornSyncPresence::Present;
+    facts.isPlainFile = (buffer.st_mode & QT_STAT_MASK) == QT_STAT_REG;
+    if (facts.isPlainFile) {
+        facts.size = buffer.st_size;
+        facts.lmdSecs = buffer.st_mtime;
+#ifdef Q_OS_LINUX
+        facts.lmdNanosecs = buffer.st_mtim.tv_nsec;
+#endif
+    }
+    return 0;
+}
+
+bool isDanglingLink(const QString& path)
+{
+    std::error_code error;
+    return fs::symlink_status(nativePath(path), error).type() == fs::file_type::symlink;
+}
+
+// Opening the parent proves that it is there and readable: "not found" alone may mean an unmounted share.
+bool isReadableDirectory(const QString& path)
+{
+    std::error_code error;
+    fs::directory_iterator(nativePath(path), error);
+    return !error;
+}
+
+} // namespace
+
+namespace VornSyncFiles {
+
+VornSyncFileFacts listedFacts(const QString& path)
+{
+    VornSyncFileFacts result;
+    const int error = statErrno(QFile::encodeName(path), result);
+    if (error == ENOENT && isDanglingLink(path))
+        result.presence = VornSyncPresence::Present;
+    return result;
+}
+
+VornSyncFileFacts facts(const QString& path)
+{
+    VornSyncFileFacts result;
+    const int error = statErrno(QFile::encodeName(path), result);
+    if (error != ENOENT)
+        return result;
+    if (isDanglingLink(path))
+        result.presence = VornSyncPresence::Present;
+    else if (isReadableDirectory(QFileInfo(path).path()))
+        result.presence = VornSyncPresence::Absent;
+    return result;
+}
+
+VornSyncPresence directoryPresence(const QString& path)
+{
+    if (path.isEmpty())
+        return VornSyncPresence::Unknown;
+    std::error_code error;
+    const fs::file_status status = fs::status(nativePath(path), error);
+    if (status.type() == fs::file_type::directory)
+        return VornSyncPresence::Present;
+    if (status.type() == fs::file_type::not_found)
+        return VornSyncPresence::Absent;
+    return VornSyncPresence::Unknown;
+}
+
+bool rename(const QString& from, const QString& to, QString* error)
+{
+    std::error_code code;
+    fs::rename(nativePath(from), nativePath(to), code);
+    if (code && error)
+        *error = QString::fromLocal8Bit(code.message().c_str());
+    return !code;
+}
+
+bool isSameFile(const QString& left, const QString& right)
+{
+    std::error_code error;
+    return fs::equivalent(nativePath(left), nativePath(right), error) && !error;
+}
+
+bool isSamePlace(const QString& left, const QString& right)
+{
+    if (QDir::cleanPath(QFileInfo(left).absoluteFilePath())
+        == QDir::cleanPath(QFileInfo(right).absoluteFilePath()))
+        return true;
+    std::error_code error;
+    const fs::path leftPath = fs::weakly_canonical(nativePath(left), error);
+    const fs::path rightPath = error ? fs::path() : fs::weakly_canonical(nativePath(right), error);
+    if (!error && leftPath == rightPath)
+        return true;
+    return isSameFile(left, right);
+}
+
+bool isQtTemporaryName(const QString& fileName)
+{
+    const QLatin1String prefix("qt_temp.");
+    return fileName.size() == prefix.size() + kQtTemporarySuffixLength && fileName.startsWith(prefix);
+}
+
+} // namespace VornSyncFiles

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <QDateTime>
+#include <QString>
+
+// Times as the database holds them (ISO 8601 text) and as decisions compare them (whole seconds since the
+// epoch). Pure functions, callable from any thread.
+
+namespace VornSyncTimes {
+
+// A stored time and a file's time may differ by this much and still be the same: file systems round.
+constexpr qint64 kToleranceSecs = 3;
+
+// The text of `time`, as it is given: a time in UTC ends in "Z".
+QString toText(const QDateTime& time);
+
+// Seconds since the epoch; 0 for a text that is no ISO 8601 time. A text without an offset is local time.
+qint64 secsFromText(const QString& text);
+
+// A file's modification time in the form the database functions expect.
+QDateTime fromSecs(qint64 secsSinceEpoch);
+
+// True when the two times differ by more than the tolerance, either way.
+bool differ(qint64 leftSecs, qint64 rightSecs);
+
+} // namespace VornSyncTimes

@@ -1,0 +1,32 @@
+#include "vorn_utilities.h"
+
+#include <QDateTime>
+#include <QFileInfo>
+
+QString getDate()
+{
+    return QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd hh:mm:ss.zzz"));
+}
+
+QString addLastPathSepIfNeeded(const QString& path)
+{
+    if (path.endsWith(QLatin1Char('/')))
+        return path;
+    return path + QLatin1Char('/');
+}
+
+QString getAssociatedDirectoryPath(const QString& filePath)
+{
+    const QFileInfo file(filePath);
+    const QString baseName = file.completeBaseName();
+
+    // Without a suffix the base name is the file itself; ".bashrc" has an empty one and "...x" one of ".."
+    // and either would name the directory the file lies in, or its parent.
+    if (!file.fileName().contains(QLatin1Char('.')))
+        return QString();
+    if (baseName.isEmpty() || baseName == QLatin1String(".") || baseName == QLatin1String(".."))
+        return QString();
+
+    const QString directoryPath = file.path() + QLatin1Char('/') + baseName;
+    return QFileInfo(directoryPath).isDir() ? directoryPath : QString();
+}

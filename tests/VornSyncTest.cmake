@@ -1,0 +1,16 @@
+# vorn_sync_add_test(name SOURCES file... [LIBRARIES target...] [TIMEOUT seconds] [LABELS label...])
+# One executable and one CTest entry. Names may be non-ASCII in every test, hence the UTF-8 locale.
+function(vorn_sync_add_test name)
+    cmake_parse_arguments(arg "" "TIMEOUT" "SOURCES;LIBRARIES;LABELS" ${ARGN})
+    if(NOT arg_TIMEOUT)
+        set(arg_TIMEOUT 300)
+    endif()
+    add_executable(${name} ${arg_SOURCES})
+    target_link_libraries(${name} PRIVATE vorn_sync_test_support Qt5::Test ${arg_LIBRARIES})
+    vorn_sync_target(${name})
+    add_test(NAME ${name} COMMAND ${name})
+    set_tests_properties(${name} PROPERTIES
+        TIMEOUT ${arg_TIMEOUT}
+        LABELS "${arg_LABELS}"
+        ENVIRONMENT "LC_ALL=C.UTF-8;QT_QPA_PLATFORM=offscreen")
+endfunction()
