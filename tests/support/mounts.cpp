@@ -1,0 +1,108 @@
+#include "mounts.h"
+
+#include <QFile>
+#include <QProcess>
+#include <QStandardPaths>
+
+#include <cerrno>
+#include <cstring>
+
+#include <sys/mount.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace VornSyncTest {
+
+namespace {
+
+constexpr long kNobody = 65534;
+
+QString errorText()
+{
+    return QString::fromLocal8Bit(std::strerror(errno));
+}
+
+// The system call itself: the C library's function would change every thread of the process.
+bool setThreadUser(long real, long effective)
+{
+    return ::syscall(SYS_setresuid, real, effective, 0L) == 0;
+}
+
+} // namespace
+
+TmpfsMount::TmpfsMount(const QString& mountPoint, const QString& options)
+    : m_mountPoint(mountPoint)
+    , m_options(options)
+{
+    m_isMounted = ::mount("tmpfs", QFile::encodeName(m_mountPoint).constData(), "tmpfs", 0,
+                          m_options.toUtf8().constData()) == 0;
+    if (!m_isMounted)
+        m_reason = QStringLiteral("cannot mount a tmpfs: ") + errorText();
+}
+
+TmpfsMount::~TmpfsMount()
+{
+    unmount();
+}
+
+bool TmpfsMount::remount(bool readOnly)
+{
+    const unsigned long flags = unsigned(MS_REMOUNT) | (readOnly ? unsigned(MS_RDONLY) : 0U);
+    return m_isMounted && ::mount("tmpfs", QFile::encodeName(m_mountPoint).constData(), "tmpfs", flags,
+                                  m_options.toUtf8().constData()) == 0;
+}
+
+bool TmpfsMount::unmount()
+{
+    if (!m_isMounted)
+        return true;
+    m_isMounted = ::umount2(QFile::encodeName(m_mountPoint).constData(), MNT_DETACH) != 0;
+    return !m_isMounted;
+}
+
+UnprivilegedScope::UnprivilegedScope()
+    : m_wasRoot(::geteuid() == 0)
+{
+    // The saved user stays root, so that the scope can end.
+    m_isActive = m_wasRoot ? setThreadUser(kNobody, kNobody) : true;
+}
+
+UnprivilegedScope::~UnprivilegedScope()
+{
+    if (m_wasRoot && m_isActive && !setThreadUser(0, 0))
+        qFatal("cannot become root again");
+}
+
+ProcessResult runAsUser(const QString& program, const QStringList& arguments, int timeoutMs)
+{
+    ProcessResult result;
+    QProcess process;
+    if (::geteuid() == 0) {
+        const QString setpriv = QStandardPaths::findExecutable(QStringLiteral("setpriv"));
+        if (setpriv.isEmpty()) {
+            result.reason = QStringLiteral("setpriv is not installed");
+            return result;
+        }
+        process.setProgram(setpriv);
+        process.setArguments(QStringList{QStringLiteral("--reuid=65534"), QStringLiteral("--regid=65534"),
+                                         QStringLiteral("--clear-groups"), program} +
+                             arguments);
+    } else {
+        process.setProgram(program);
+        process.setArguments(arguments);
+    }
+    process.start();
+    if (!process.waitForFinished(timeoutMs)) {
+        result.reason = process.errorString();
+        process.kill();
+        process.waitForFinished();
+        return result;
+    }
+    result.hasRun = true;
+    result.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    result.output = process.readAllStandardOutput();
+    result.errorOutput = process.readAllStandardError();
+    return result;
+}
+
+} // namespace VornSyncTest

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+
+namespace VornSyncTest {
+
+// A tmpfs over an existing directory, unmounted (lazily) when the object goes. Needs the right to mount; a
+// test skips with reason() when isMounted() is false.
+class TmpfsMount
+{
+    Q_DISABLE_COPY_MOVE(TmpfsMount)
+
+public:
+    // Options as mount -o takes them for a tmpfs: "size=1m", "size=1m,nr_inodes=8".
+    explicit TmpfsMount(const QString& mountPoint, const QString& options = QStringLiteral("size=1m"));
+    ~TmpfsMount();
+
+    bool isMounted() const { return m_isMounted; }
+    QString reason() const { return m_reason; }
+    QString path() const { return m_mountPoint; }
+
+    bool remount(bool readOnly);
+    bool unmount();
+
+private:
+    QString m_mountPoint;
+    QString m_options;
+    QString m_reason;
+    bool m_isMounted = false;
+};
+
+// While it lives, this thread (and threads it starts) is an ordinary user without rights over others'
+// files. Does nothing when the process is not root: isActive() then says whether permissions are checked.
+class UnprivilegedScope
+{
+    Q_DISABLE_COPY_MOVE(UnprivilegedScope)
+
+public:
+    UnprivilegedScope();
+    ~UnprivilegedScope();
+
+    bool isActive() const { return m_isActive; }
+
+private:
+    bool m_isActive = false;
+    bool m_wasRoot = false;
+};
+
+struct ProcessResult
+{
+    bool hasRun = false; // false: see reason
+    QString reason;
+    int exitCode = -1; // -1 also for a crash
+    QByteArray output;
+    QByteArray errorOutput;
+};
+
+// Runs a program to its end as the user 65534, without rights over others' files.
+ProcessResult runAsUser(const QString& program, const QStringList& arguments, int timeoutMs = 60000);
+
+} // namespace VornSyncTest
