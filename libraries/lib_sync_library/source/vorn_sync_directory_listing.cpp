@@ -40,8 +40,8 @@ VornSyncDirectoryListing VornSyncDirectoryListing::read(const QString& directory
     std::error_code error;
     fs::directory_iterator it(fs::path(QFile::encodeName(directoryPath).toStdString()), error);
     for (int count = 0; !error && it != fs::directory_iterator(); it.increment(error), ++count) {
-        if (count % kEntriesPerInterruptionCheck == 0
-            && QThread::currentThread()->isInterruptionRequested()) {
+        if (count % kEntriesPerInterruptionCheck == 0 &&
+            QThread::currentThread()->isInterruptionRequested()) {
             listing.m_outcome = Outcome::Interrupted;
             return listing;
         }
@@ -71,8 +71,9 @@ void VornSyncDirectoryListing::append(const QByteArray& nativeName, bool isPlain
     } else {
         entry.name = QFile::decodeName(nativeName);
         if (QFile::encodeName(entry.name) != nativeName) {
-            VORN_SYNC_TRACE(kTag, "listDirectory",
-                            QStringLiteral("Skip a name that the locale can't represent: '%1'").arg(entry.name));
+            VORN_SYNC_TRACE(
+                kTag, "listDirectory",
+                QStringLiteral("Skip a name that the locale can't represent: '%1'").arg(entry.name));
             return;
         }
     }

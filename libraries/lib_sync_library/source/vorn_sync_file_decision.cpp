@@ -7,13 +7,6 @@ bool isLocalPlainFile(const VornSyncPassFile& file)
     return file.local.presence == VornSyncPresence::Present && file.local.isPlainFile;
 }
 
-// The distant copy was found newer; while the local file stays as it was then, it must not be sent over it.
-bool isHeldByNewerDistant(const VornSyncPassFile& file)
-{
-    return file.row.isDistantNewer && file.local.size == file.row.markedLocalSize
-           && file.local.lmdSecs == file.row.markedLocalLmdSecs;
-}
-
 // Rows whose agreement is not on record: reset by a repair, or migrated without a distant time.
 bool isAgreementUnknown(const VornSyncFileRow& row)
 {
@@ -30,6 +23,12 @@ VornSyncVerdict forMissingDistant(const VornSyncPassFile& file)
 } // namespace
 
 namespace VornSyncFileDecision {
+
+bool isHeldByNewerDistant(const VornSyncPassFile& file)
+{
+    return file.row.isDistantNewer && file.local.size == file.row.markedLocalSize &&
+           file.local.lmdSecs == file.row.markedLocalLmdSecs;
+}
 
 bool isLocalChanged(const VornSyncPassFile& file)
 {

@@ -40,6 +40,10 @@ namespace VornSyncFileDecision {
 // True when the local file is not what the row recorded.
 bool isLocalChanged(const VornSyncPassFile& file);
 
+// True while a newer distant copy was found and the local file is still as it was then: sending it would
+// undo somebody's work, and its size is no news.
+bool isHeldByNewerDistant(const VornSyncPassFile& file);
+
 // For a file that has a row.
 VornSyncVerdict forTracked(const VornSyncPassFile& file);
 

@@ -109,8 +109,8 @@ bool isSameFile(const QString& left, const QString& right)
 
 bool isSamePlace(const QString& left, const QString& right)
 {
-    if (QDir::cleanPath(QFileInfo(left).absoluteFilePath())
-        == QDir::cleanPath(QFileInfo(right).absoluteFilePath()))
+    if (QDir::cleanPath(QFileInfo(left).absoluteFilePath()) ==
+        QDir::cleanPath(QFileInfo(right).absoluteFilePath()))
         return true;
     std::error_code error;
     const fs::path leftPath = fs::weakly_canonical(nativePath(left), error);

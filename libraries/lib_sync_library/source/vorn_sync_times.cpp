@@ -24,8 +24,8 @@ bool secsFromUtcText(const QString& text, qint64& secs)
     if (text.size() != kUtcTextLength)
         return false;
     const QChar* chars = text.constData();
-    if (chars[4] != QLatin1Char('-') || chars[7] != QLatin1Char('-') || chars[10] != QLatin1Char('T')
-        || chars[13] != QLatin1Char(':') || chars[16] != QLatin1Char(':') || chars[19] != QLatin1Char('Z'))
+    if (chars[4] != QLatin1Char('-') || chars[7] != QLatin1Char('-') || chars[10] != QLatin1Char('T') ||
+        chars[13] != QLatin1Char(':') || chars[16] != QLatin1Char(':') || chars[19] != QLatin1Char('Z'))
         return false;
     const int year = digits(chars, 0, 4);
     const int month = digits(chars, 5, 2);
@@ -33,8 +33,8 @@ bool secsFromUtcText(const QString& text, qint64& secs)
     const int hour = digits(chars, 11, 2);
     const int minute = digits(chars, 14, 2);
     const int second = digits(chars, 17, 2);
-    if (!QDate::isValid(year, month, day) || hour < 0 || hour > 23 || minute < 0 || minute > 59 || second < 0
-        || second > 59)
+    if (!QDate::isValid(year, month, day) || hour < 0 || hour > 23 || minute < 0 || minute > 59 ||
+        second < 0 || second > 59)
         return false;
     const qint64 days = QDate(year, month, day).toJulianDay() - QDate(1970, 1, 1).toJulianDay();
     secs = days * kSecsPerDay + hour * 3600 + minute * 60 + second;

@@ -61,17 +61,28 @@ namespace VornSyncTypes {
 QString statusName(int status)
 {
     switch (static_cast<SyncFileStatus>(status)) {
-    case ceSfsUnknown: return QStringLiteral("ceSfsUnknown");
-    case ceSfsUpToDate: return QStringLiteral("ceSfsUpToDate");
-    case ceSfsPendingSync: return QStringLiteral("ceSfsPendingSync");
-    case ceSfsSyncing: return QStringLiteral("ceSfsSyncing");
-    case ceSfsTrashed: return QStringLiteral("ceSfsTrashed");
-    case ceSfsPendingDelete: return QStringLiteral("ceSfsPendingDelete");
-    case ceSfsDeleting: return QStringLiteral("ceSfsDeleting");
-    case ceSfsDeleted: return QStringLiteral("ceSfsDeleted");
-    case ceSfsPendingRestore: return QStringLiteral("ceSfsPendingRestore");
-    case ceSfsRestoring: return QStringLiteral("ceSfsRestoring");
-    case ceSfsError: return QStringLiteral("ceSfsError");
+    case ceSfsUnknown:
+        return QStringLiteral("ceSfsUnknown");
+    case ceSfsUpToDate:
+        return QStringLiteral("ceSfsUpToDate");
+    case ceSfsPendingSync:
+        return QStringLiteral("ceSfsPendingSync");
+    case ceSfsSyncing:
+        return QStringLiteral("ceSfsSyncing");
+    case ceSfsTrashed:
+        return QStringLiteral("ceSfsTrashed");
+    case ceSfsPendingDelete:
+        return QStringLiteral("ceSfsPendingDelete");
+    case ceSfsDeleting:
+        return QStringLiteral("ceSfsDeleting");
+    case ceSfsDeleted:
+        return QStringLiteral("ceSfsDeleted");
+    case ceSfsPendingRestore:
+        return QStringLiteral("ceSfsPendingRestore");
+    case ceSfsRestoring:
+        return QStringLiteral("ceSfsRestoring");
+    case ceSfsError:
+        return QStringLiteral("ceSfsError");
     }
     return QString();
 }
@@ -84,10 +95,14 @@ QString errorCodeName(int code)
 QString operationName(int operation)
 {
     switch (static_cast<SyncOperation>(operation)) {
-    case ceStoCopy: return QStringLiteral("ceStoCopy");
-    case ceStoMove: return QStringLiteral("ceStoMove");
-    case ceStoMoveBack: return QStringLiteral("ceStoMoveBack");
-    case ceStoRename: return QStringLiteral("ceStoRename");
+    case ceStoCopy:
+        return QStringLiteral("ceStoCopy");
+    case ceStoMove:
+        return QStringLiteral("ceStoMove");
+    case ceStoMoveBack:
+        return QStringLiteral("ceStoMoveBack");
+    case ceStoRename:
+        return QStringLiteral("ceStoRename");
     }
     return QString();
 }
@@ -115,14 +130,17 @@ int staleTimeoutSecs(int status, qint64 size)
     case ceSfsPendingSync:
     case ceSfsSyncing:
     case ceSfsPendingRestore:
-    case ceSfsRestoring: return staleCopyTimeoutSecs(size);
+    case ceSfsRestoring:
+        return staleCopyTimeoutSecs(size);
     case ceSfsPendingDelete:
-    case ceSfsDeleting: return kStaleDeleteSecs;
+    case ceSfsDeleting:
+        return kStaleDeleteSecs;
     case ceSfsUnknown:
     case ceSfsUpToDate:
     case ceSfsTrashed:
     case ceSfsDeleted:
-    case ceSfsError: return 0;
+    case ceSfsError:
+        return 0;
     }
     return 0;
 }

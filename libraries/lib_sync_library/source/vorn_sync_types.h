@@ -8,17 +8,17 @@
 // Everything here is pure and may be called from any thread.
 
 enum SyncFileStatus : qint32 {
-    ceSfsUnknown = 0,          // nothing known; the file is examined from scratch
-    ceSfsUpToDate = 17,        // local and distant copies agree
-    ceSfsPendingSync = 18,     // a copy to the distant side is wanted
-    ceSfsSyncing = 20,         // a copy task is running
-    ceSfsTrashed = 33,         // the file lies in the trash directory
-    ceSfsPendingDelete = 34,   // a move to the trash is wanted
-    ceSfsDeleting = 36,        // a move to the trash is running
-    ceSfsDeleted = 40,         // the file is gone for good
-    ceSfsPendingRestore = 66,  // a restore from the trash is wanted
-    ceSfsRestoring = 68,       // a restore is running
-    ceSfsError = 128           // bit added to the base status; error_code says why
+    ceSfsUnknown = 0,         // nothing known; the file is examined from scratch
+    ceSfsUpToDate = 17,       // local and distant copies agree
+    ceSfsPendingSync = 18,    // a copy to the distant side is wanted
+    ceSfsSyncing = 20,        // a copy task is running
+    ceSfsTrashed = 33,        // the file lies in the trash directory
+    ceSfsPendingDelete = 34,  // a move to the trash is wanted
+    ceSfsDeleting = 36,       // a move to the trash is running
+    ceSfsDeleted = 40,        // the file is gone for good
+    ceSfsPendingRestore = 66, // a restore from the trash is wanted
+    ceSfsRestoring = 68,      // a restore is running
+    ceSfsError = 128          // bit added to the base status; error_code says why
 };
 
 enum SyncErrorCode : qint32 {
@@ -53,13 +53,31 @@ constexpr int kPendingBit = 0x02;
 constexpr int kInProgressBit = 0x04;
 
 // Stored in distant_lmd while the distant time is not known yet.
-inline QString undefinedTimeText() { return QStringLiteral("UNDEFINED"); }
+inline QString undefinedTimeText()
+{
+    return QStringLiteral("UNDEFINED");
+}
 
-inline bool isInError(int status) { return (status & kErrorBit) != 0; }
-inline bool isInProgress(int status) { return (status & kInProgressBit) != 0; }
-inline bool isPending(int status) { return (status & kPendingBit) != 0; }
-inline bool isTombstoned(int status) { return status == ceSfsTrashed || status == ceSfsDeleted; }
-inline int baseStatus(int status) { return status & ~kErrorBit; }
+inline bool isInError(int status)
+{
+    return (status & kErrorBit) != 0;
+}
+inline bool isInProgress(int status)
+{
+    return (status & kInProgressBit) != 0;
+}
+inline bool isPending(int status)
+{
+    return (status & kPendingBit) != 0;
+}
+inline bool isTombstoned(int status)
+{
+    return status == ceSfsTrashed || status == ceSfsDeleted;
+}
+inline int baseStatus(int status)
+{
+    return status & ~kErrorBit;
+}
 
 // The value's own name; empty for a value outside the enumeration.
 QString statusName(int status);

@@ -1,0 +1,1576 @@
+#include "vorn_sync_synchronizer.h"
+
+#include "vorn_sync_database.h"
+#include "vorn_sync_directory_listing.h"
+#include "vorn_sync_log.h"
+#include "vorn_sync_times.h"
+
+#include <QDateTime>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QThread>
+#include <QTimer>
+
+#include <algorithm>
+
+using VornSyncTypes::isInError;
+using VornSyncTypes::isInProgress;
+using VornSyncTypes::isPending;
+using VornSyncTypes::isTombstoned;
+using VornSyncTypes::statusName;
+
+namespace {
+
+constexpr auto kTag = "Sync: ";
+
+constexpr int kSaturationThreshold = 10;       // tasks in flight from which on a cycle is skipped
+constexpr int kVerificationPeriodCycles = 6;   // every sixth cycle verifies
+constexpr int kVerificationBudgetPercent = 20; // of the sync interval
+constexpr qint64 kVerificationBudgetMinimumMs = 100;
+constexpr int kDistantMissingThreshold = 2; // observations before a missing copy is believed
+constexpr int kTrashRetentionDays = 30;
+constexpr int kSideCarDelayMs = 500; // an SQLite checkpoint is mostly over by then
+constexpr int kSideCarDeferrals = 10;
+constexpr int kTaskAttempts = 5;
+constexpr int kRetryDelayStepMs = 1000;
+
+bool isStopping()
+{
+    return QThread::currentThread()->isInterruptionRequested();
+}
+
+QString joined(const QString& directory, const QString& fileName)
+{
+    return directory + QLatin1Char('/') + fileName;
+}
+
+bool isPlainFile(const VornSyncFileFacts& facts)
+{
+    return facts.presence == VornSyncPresence::Present && facts.isPlainFile;
+}
+
+QDateTime timeOf(const VornSyncFileFacts& facts)
+{
+    return isPlainFile(facts) ? VornSyncTimes::fromSecs(facts.lmdSecs) : QDateTime();
+}
+
+// The text that a pass traces for a file it passes over.
+QString skipText(const char* kind, const QString& fileName, int directoryId, const QString& reason)
+{
+    return QStringLiteral("Skip %1 '%2' (dirId=%3): %4")
+        .arg(QLatin1String(kind), fileName, QString::number(directoryId), reason);
+}
+
+// "'<f>' (dirId=<d>)", the way most trace lines name a file.
+QString named(const QString& fileName, int directoryId)
+{
+    return QStringLiteral("'%1' (dirId=%2)").arg(fileName, QString::number(directoryId));
+}
+
+} // namespace
+
+// Everything one pass knows. The rows are read in one statement; a row that is written while the pass runs
+// is read again before it is decided on.
+struct VornSyncSynchronizer::Pass
+{
+    int directoryId = VornSyncTypes::kNoDirectoryId;
+    QString localPath;
+    VornSyncDirectoryListing local;
+    VornSyncDirectoryListing distant;
+    QVector<VornSyncFileRow> rows;
+    QHash<QString, int> rowIndexes;
+    QSet<QString> renaming;
+    QHash<QString, VornSyncFileFacts> localFacts; // each local file is asked for once
+    QStringList excludedNames;                    // sorted; filled when the first side-car test asks
+    bool hasExcludedNames = false;
+
+    // A plain file that the listing leaves out (a hidden one) is still there: only the disk knows.
+    VornSyncFileFacts factsOf(const QString& fileName)
+    {
+        const auto known = localFacts.constFind(fileName);
+        if (known != localFacts.constEnd())
+            return known.value();
+        const QString path = joined(localPath, fileName);
+        const VornSyncFileFacts facts =
+            local.find(fileName) ? VornSyncFiles::listedFacts(path) : VornSyncFiles::facts(path);
+        localFacts.insert(fileName, facts);
+        return facts;
+    }
+};
+
+// --- Life cycle -----------------------------------------------------------------------------------------
+
+VornSyncSynchronizer::VornSyncSynchronizer(const QString& trashPath_, int syncIntervalMs_,
+                                           const QStringList& patterns, QObject* parent)
+    : QObject(parent)
+    , trashPath(trashPath_)
+    , syncIntervalMs(syncIntervalMs_)
+{
+    for (const QString& pattern : patterns) {
+        if (pattern.isEmpty())
+            continue;
+        const QRegularExpression expression(QRegularExpression::wildcardToRegularExpression(pattern),
+                                            QRegularExpression::CaseInsensitiveOption);
+        if (expression.isValid()) {
+            exclusionPatterns.append(expression);
+            continue;
+        }
+        qWarning() << "VornSyncSynchronizer: ignoring invalid exclusion pattern" << pattern
+                   << "reason:" << expression.errorString();
+    }
+    VORN_SYNC_TRACE(
+        kTag, "VornSyncSynchronizer",
+        QStringLiteral("Created with trash path: %1, sync interval: %2 ms, exclusion patterns: %3")
+            .arg(trashPath, QString::number(syncIntervalMs), patterns.join(QStringLiteral(", "))));
+}
+
+VornSyncSynchronizer::~VornSyncSynchronizer()
+{
+    VORN_SYNC_TRACE(kTag, "~VornSyncSynchronizer", QStringLiteral("Destroyed"));
+}
+
+void VornSyncSynchronizer::initialize(VornSyncDatabase* newDatabase)
+{
+    database.storeRelease(newDatabase);
+    VORN_SYNC_TRACE(kTag, "initialize", QStringLiteral("Initialized with database"));
+    sweepExcludedRowsFromDatabase();
+    if (db())
+        db()->cleanupInconsistentTrashedDates();
+}
+
+void VornSyncSynchronizer::sweepExcludedRowsFromDatabase()
+{
+    if (!db() || exclusionPatterns.isEmpty())
+        return;
+    int purged = 0;
+    const QList<int> directoryIds = db()->getDirectoryIds(false);
+    for (int directoryId : directoryIds) {
+        const QSet<QString> fileNames = db()->getActiveFileNames(directoryId);
+        for (const QString& fileName : fileNames) {
+            if (matchesExclusionPattern(fileName) && db()->removeFileSync(directoryId, fileName))
+                ++purged;
+        }
+    }
+    if (purged == 0)
+        return;
+    VORN_SYNC_TRACE(kTag, "sweepExcludedRowsFromDatabase",
+                    QStringLiteral("Purged %1 legacy rows matching exclusion patterns").arg(purged));
+    emit errorStateChanged();
+}
+
+void VornSyncSynchronizer::emitError(const QString& message)
+{
+    VORN_SYNC_TRACE(kTag, "emitError", message);
+    emit errorOccurred(message);
+}
+
+VornSyncDatabase* VornSyncSynchronizer::db() const
+{
+    return database.loadAcquire();
+}
+
+bool VornSyncSynchronizer::hasDatabase()
+{
+    if (db())
+        return true;
+    emitError(QStringLiteral("ERROR: Database not initialized in synchronizer"));
+    return false;
+}
+
+bool VornSyncSynchronizer::isUsableFileName(int directoryId, const QString& fileName)
+{
+    if (VornSyncTypes::isValidFileName(fileName))
+        return true;
+    emitError(QStringLiteral("ERROR: Invalid file name: '%1' in directoryId: %2")
+                  .arg(fileName, QString::number(directoryId)));
+    return false;
+}
+
+// --- Paths and names ------------------------------------------------------------------------------------
+
+QString VornSyncSynchronizer::cachedPath(QHash<int, QString>& cache, int directoryId,
+                                         QString (VornSyncDatabase::*read)(int))
+{
+    {
+        QMutexLocker locker(&pathCacheMutex);
+        const auto it = cache.constFind(directoryId);
+        if (it != cache.constEnd())
+            return it.value();
+    }
+    if (!db())
+        return QString();
+    const QString path = (db()->*read)(directoryId);
+    QMutexLocker locker(&pathCacheMutex);
+    cache.insert(directoryId, path);
+    return path;
+}
+
+QString VornSyncSynchronizer::localDirPath(int directoryId)
+{
+    return cachedPath(localPathCache, directoryId, &VornSyncDatabase::getDirectoryLocalPath);
+}
+
+QString VornSyncSynchronizer::distantDirPath(int directoryId)
+{
+    return cachedPath(distantPathCache, directoryId, &VornSyncDatabase::getDirectoryDistantPath);
+}
+
+QString VornSyncSynchronizer::trashDirPath(int directoryId)
+{
+    return cachedPath(trashPathCache, directoryId, &VornSyncDatabase::getDirectoryTrashPath);
+}
+
+void VornSyncSynchronizer::invalidateDirPathCache(int directoryId)
+{
+    {
+        QMutexLocker locker(&pathCacheMutex);
+        if (directoryId < 0) {
+            localPathCache.clear();
+            distantPathCache.clear();
+            trashPathCache.clear();
+        } else {
+            localPathCache.remove(directoryId);
+            distantPathCache.remove(directoryId);
+            trashPathCache.remove(directoryId);
+        }
+    }
+    QMetaObject::invokeMethod(
+        this, [this, directoryId] { clearTables(directoryId); },
+        QThread::currentThread() == thread() ? Qt::DirectConnection : Qt::QueuedConnection);
+}
+
+// A directory id may be used again after a wipe: what was remembered about the old one must not meet the new
+// one. An id that is still registered only had its paths changed.
+void VornSyncSynchronizer::clearTables(int directoryId)
+{
+    const bool all = directoryId < 0;
+    if (!db() || (!all && !db()->getDirectoryAlias(directoryId).isEmpty()))
+        return;
+    const auto isMeant = [all, directoryId](const VornSyncFileKey& key) {
+        return all || key.first == directoryId;
+    };
+    const auto clear = [&isMeant](auto& table) {
+        for (auto it = table.begin(); it != table.end();)
+            it = isMeant(it.key()) ? table.erase(it) : it + 1;
+    };
+    const auto clearSet = [&isMeant](QSet<VornSyncFileKey>& set) {
+        for (auto it = set.begin(); it != set.end();)
+            it = isMeant(*it) ? set.erase(it) : it + 1;
+    };
+
+    clear(distantMissingObservations);
+    clearSet(observedThisCycle);
+    clearSet(changedInFlight);
+    clear(sideCarRetries);
+    clear(verifyQueueIndex);
+    const auto stale = [&isMeant](const VerifyEntry& e) { return isMeant({e.directoryId, e.fileName}); };
+    verifyQueue.erase(std::remove_if(verifyQueue.begin(), verifyQueue.end(), stale), verifyQueue.end());
+    const QList<VornSyncFileKey> timerKeys = sideCarTimers.keys();
+    for (const VornSyncFileKey& key : timerKeys) {
+        if (isMeant(key))
+            dropSideCarTimer(key);
+    }
+    {
+        QMutexLocker locker(&inFlightMutex);
+        clearSet(deferredDistantRemoves);
+    }
+    QMutexLocker locker(&renameMutex);
+    clearSet(renameLocks);
+    clear(pendingRenames);
+}
+
+bool VornSyncSynchronizer::matchesExclusionPattern(const QString& fileName) const
+{
+    if (fileName.isEmpty())
+        return false;
+    return std::any_of(exclusionPatterns.begin(), exclusionPatterns.end(),
+                       [&fileName](const QRegularExpression& e) { return e.match(fileName).hasMatch(); });
+}
+
+QStringList VornSyncSynchronizer::excludedNames(const VornSyncDirectoryListing& listing) const
+{
+    QStringList names;
+    for (const VornSyncDirectoryListing::Entry& entry : listing.entries()) {
+        if (entry.isPlainFile && !entry.isHidden && matchesExclusionPattern(entry.name))
+            names.append(entry.name);
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+bool VornSyncSynchronizer::hasActiveSideCar(const QString& localFilePath) const
+{
+    if (exclusionPatterns.isEmpty() || localFilePath.isEmpty())
+        return false;
+    const QFileInfo file(localFilePath);
+    const QString fileName = file.fileName();
+
+    // The pass that is running has listed the directory already: one listing serves all its files.
+    QStringList names;
+    if (currentPass && localFilePath == joined(currentPass->localPath, fileName)) {
+        if (!currentPass->hasExcludedNames) {
+            currentPass->excludedNames = excludedNames(currentPass->local);
+            currentPass->hasExcludedNames = true;
+        }
+        names = currentPass->excludedNames;
+    } else {
+        names = excludedNames(VornSyncDirectoryListing::read(file.path()));
+    }
+
+    // Sorted names that begin with the file's name stand together, from the name itself on.
+    auto it = std::lower_bound(names.constBegin(), names.constEnd(), fileName);
+    if (it != names.constEnd() && *it == fileName)
+        ++it;
+    return it != names.constEnd() && it->startsWith(fileName);
+}
+
+// --- Directory pass -------------------------------------------------------------------------------------
+
+void VornSyncSynchronizer::synchronizeDirectory(int directoryId)
+{
+    Q_ASSERT(QThread::currentThread() == thread());
+    VORN_SYNC_TRACE(kTag, "synchronizeDirectory",
+                    QStringLiteral("Start directory synchronization for directoryId: %1").arg(directoryId));
+    if (!hasDatabase())
+        return;
+
+    Pass pass;
+    pass.directoryId = directoryId;
+    if (gather(pass)) {
+        currentPass = &pass;
+        passTracked(pass);
+        if (pass.distant.isComplete())
+            passLocal(pass);
+        else
+            VORN_SYNC_TRACE(
+                kTag, "synchronizeDirectory",
+                QStringLiteral("Skip local files scan (dirId=%1): distant directory not accessible")
+                    .arg(directoryId));
+        currentPass = nullptr;
+    }
+    VORN_SYNC_TRACE(kTag, "synchronizeDirectory",
+                    QStringLiteral("End directory synchronization for directoryId: %1").arg(directoryId));
+}
+
+// False when nothing may be decided: the rows or the local directory can't be read, or the thread is to stop.
+bool VornSyncSynchronizer::gather(Pass& pass)
+{
+    const int directoryId = pass.directoryId;
+    pass.localPath = localDirPath(directoryId);
+    // Without its rows every local file would look new.
+    if (!db()->readDirectoryRows(directoryId, pass.rows))
+        return false;
+    pass.distant = VornSyncDirectoryListing::read(distantDirPath(directoryId));
+    pass.local = VornSyncDirectoryListing::read(pass.localPath);
+    if (isStopping())
+        return false;
+    if (pass.local.outcome() == VornSyncDirectoryListing::Outcome::Failed) {
+        emitError(QStringLiteral("ERROR: Local directory can't be listed: '%1'. Error: %2")
+                      .arg(pass.localPath, pass.local.errorText()));
+        return false;
+    }
+
+    pass.rowIndexes.reserve(pass.rows.size());
+    int trackedCount = 0;
+    for (int i = 0; i < pass.rows.size(); ++i) {
+        pass.rowIndexes.insert(pass.rows.at(i).fileName, i);
+        trackedCount += isTombstoned(pass.rows.at(i).status) ? 0 : 1;
+    }
+    VORN_SYNC_TRACE(kTag, "synchronizeDirectory",
+                    QStringLiteral("Directory %1: trackedFiles=%2, distantFiles=%3, localFiles=%4, "
+                                   "distantAccessible=%5")
+                        .arg(directoryId)
+                        .arg(trackedCount)
+                        .arg(pass.distant.isComplete() ? pass.distant.plainFileCount() : 0)
+                        .arg(pass.local.plainFileCount())
+                        .arg(pass.distant.isComplete() ? QStringLiteral("YES") : QStringLiteral("NO")));
+    {
+        QMutexLocker locker(&renameMutex);
+        for (const VornSyncFileKey& key : qAsConst(renameLocks)) {
+            if (key.first == directoryId)
+                pass.renaming.insert(key.second);
+        }
+    }
+    pruneObservations(pass);
+    return true;
+}
+
+// What was observed of a row counts only while the row stays up to date.
+void VornSyncSynchronizer::pruneObservations(const Pass& pass)
+{
+    for (auto it = distantMissingObservations.begin(); it != distantMissingObservations.end();) {
+        const int index = pass.rowIndexes.value(it.key().second, -1);
+        const bool isUpToDate = index >= 0 && pass.rows.at(index).status == ceSfsUpToDate;
+        const bool isStale = it.key().first == pass.directoryId && !isUpToDate;
+        it = isStale ? distantMissingObservations.erase(it) : it + 1;
+    }
+}
+
+void VornSyncSynchronizer::refreshRow(const Pass& pass, VornSyncPassFile& file, const QString& fileName)
+{
+    const int index = pass.rowIndexes.value(fileName, -1);
+    file.hasRow = index >= 0;
+    if (file.hasRow)
+        file.row = pass.rows.at(index);
+    file.row.fileName = fileName;
+    if (!db()->isRowChangedSinceRead(pass.directoryId, fileName))
+        return;
+    VornSyncFileRow row;
+    bool found = false;
+    if (!db()->readFileRow(pass.directoryId, fileName, row, found))
+        return;
+    file.hasRow = found;
+    file.row = found ? row : VornSyncFileRow();
+    file.row.fileName = fileName;
+}
+
+void VornSyncSynchronizer::passTracked(Pass& pass)
+{
+    for (int i = 0; i < pass.rows.size() && !isStopping(); ++i) {
+        const QString fileName = pass.rows.at(i).fileName;
+        if (isTombstoned(pass.rows.at(i).status) || !VornSyncTypes::isValidFileName(fileName))
+            continue;
+        VornSyncPassFile file;
+        refreshRow(pass, file, fileName);
+        if (!file.hasRow)
+            continue;
+        file.isRenaming = pass.renaming.contains(fileName);
+        file.isDistantAccessible = pass.distant.isComplete();
+        if (file.isDistantAccessible)
+            file.distant = pass.distant.presence(fileName);
+        // A file in error that is not listed is passed over whatever the disk says.
+        if (!pass.local.find(fileName) && isInError(file.row.status))
+            file.local.presence = VornSyncPresence::Absent;
+        else
+            file.local = pass.factsOf(fileName);
+        actOnTracked(pass, file);
+    }
+}
+
+void VornSyncSynchronizer::actOnTracked(const Pass& pass, const VornSyncPassFile& file)
+{
+    const int id = pass.directoryId;
+    const QString& fileName = file.row.fileName;
+    const auto trace = [&](const QString& reason) {
+        VORN_SYNC_TRACE(kTag, "synchronizeDirectory", skipText("tracked", fileName, id, reason));
+    };
+    const VornSyncVerdict verdict = VornSyncFileDecision::forTracked(file);
+    const bool isOnBothSides = file.distant == VornSyncPresence::Present && isPlainFile(file.local);
+    if (isOnBothSides && !file.isRenaming && !isInProgress(file.row.status))
+        distantMissingObservations.remove({id, fileName});
+
+    switch (verdict) {
+    case VornSyncVerdict::SkipRenaming:
+        trace(QStringLiteral("rename in progress"));
+        return;
+    case VornSyncVerdict::SkipInProgress:
+        trace(QStringLiteral("already %1").arg(statusName(file.row.status)));
+        return;
+    case VornSyncVerdict::SkipTombstoned:
+        trace(QStringLiteral("tombstoned (%1)").arg(statusName(file.row.status)));
+        return;
+    case VornSyncVerdict::LeaveAlone:
+        trace(QStringLiteral("no certain answer from the disk"));
+        return;
+    case VornSyncVerdict::ReportLocalMissing:
+        VORN_SYNC_TRACE(
+            kTag, "synchronizeDirectory",
+            QStringLiteral("Local file missing for tracked %1 -> Error").arg(named(fileName, id)));
+        putInErrorIf(id, fileName, file.row.status, ceSecLocalFileMissing);
+        return;
+    case VornSyncVerdict::ForgetObservation:
+        distantMissingObservations.remove({id, fileName});
+        return;
+    case VornSyncVerdict::ObserveDistantMissing:
+        observeInPass(id, fileName);
+        return;
+    case VornSyncVerdict::Examine:
+        examine(id, fileName);
+        return;
+    case VornSyncVerdict::Copy:
+        copyToDistant(id, fileName);
+        return;
+    case VornSyncVerdict::Skip:
+    case VornSyncVerdict::SkipObserved:
+    case VornSyncVerdict::SkipInError:
+    case VornSyncVerdict::Resurrect:
+        return;
+    }
+}
+
+void VornSyncSynchronizer::observeInPass(int directoryId, const QString& fileName)
+{
+    const int count = observeDistantMissing({directoryId, fileName});
+    if (count < kDistantMissingThreshold)
+        return;
+    VORN_SYNC_TRACE(kTag, "synchronizeDirectory",
+                    QStringLiteral("Distant file missing for tracked %1 after %2 consecutive cycles -> "
+                                   "Error/DistantFileMissing")
+                        .arg(named(fileName, directoryId), QString::number(count)));
+    putInErrorIf(directoryId, fileName, ceSfsUpToDate, ceSecDistantFileMissing);
+    distantMissingObservations.remove({directoryId, fileName});
+}
+
+// The pass and the verification of one cycle see the same moment: together they count once.
+int VornSyncSynchronizer::observeDistantMissing(const VornSyncFileKey& key)
+{
+    if (cycleRunning && observedThisCycle.contains(key))
+        return distantMissingObservations.value(key);
+    if (cycleRunning)
+        observedThisCycle.insert(key);
+    return ++distantMissingObservations[key];
+}
+
+// Both copies are there, and the row does not say whether they agree.
+void VornSyncSynchronizer::examine(int directoryId, const QString& fileName)
+{
+    const QFileInfo local(joined(localDirPath(directoryId), fileName));
+    const QFileInfo distant(joined(distantDirPath(directoryId), fileName));
+    bool succeeded = false;
+    if (db()->isFileNeedUpdate(directoryId, fileName, local, distant, nullptr, &succeeded)) {
+        copyToDistant(directoryId, fileName);
+        return;
+    }
+    const VornSyncFileFacts localFacts = VornSyncFiles::facts(local.filePath());
+    const VornSyncFileFacts distantFacts = VornSyncFiles::facts(distant.filePath());
+    if (!succeeded || !isPlainFile(localFacts) || !isPlainFile(distantFacts) ||
+        localFacts.size != distantFacts.size)
+        return;
+    db()->recordCopy(directoryId, fileName, localFacts.size, timeOf(localFacts), timeOf(distantFacts));
+    emit errorStateChanged();
+}
+
+void VornSyncSynchronizer::passLocal(Pass& pass)
+{
+    for (const VornSyncDirectoryListing::Entry& entry : pass.local.entries()) {
+        if (isStopping())
+            return;
+        if (!entry.isPlainFile || entry.isHidden || VornSyncFiles::isQtTemporaryName(entry.name))
+            continue;
+        VornSyncPassFile file;
+        refreshRow(pass, file, entry.name);
+        file.isRenaming = pass.renaming.contains(entry.name);
+        file.isDistantObserved = distantMissingObservations.contains({pass.directoryId, entry.name});
+        file.local = pass.factsOf(entry.name);
+        const VornSyncVerdict verdict = VornSyncFileDecision::forLocal(file);
+        // Most files need nothing: only the others are worth matching against every pattern.
+        if (verdict != VornSyncVerdict::Skip && !matchesExclusionPattern(entry.name))
+            actOnLocal(pass.directoryId, file, verdict);
+    }
+}
+
+void VornSyncSynchronizer::actOnLocal(int directoryId, const VornSyncPassFile& file, VornSyncVerdict verdict)
+{
+    const QString& fileName = file.row.fileName;
+    const auto trace = [&](const QString& reason) {
+        VORN_SYNC_TRACE(kTag, "synchronizeDirectory", skipText("local", fileName, directoryId, reason));
+    };
+    switch (verdict) {
+    case VornSyncVerdict::SkipRenaming:
+        trace(QStringLiteral("rename in progress"));
+        return;
+    case VornSyncVerdict::SkipObserved:
+        trace(QStringLiteral("distant-missing observation in progress"));
+        return;
+    case VornSyncVerdict::SkipInError:
+        trace(QStringLiteral("file in error, waiting for user action"));
+        return;
+    case VornSyncVerdict::SkipInProgress:
+        trace(QStringLiteral("already %1").arg(statusName(file.row.status)));
+        return;
+    case VornSyncVerdict::LeaveAlone:
+        trace(QStringLiteral("no certain answer from the disk"));
+        return;
+    case VornSyncVerdict::Resurrect:
+        VORN_SYNC_TRACE(kTag, "synchronizeDirectory",
+                        QStringLiteral("Resurrecting tombstoned %1: row was %2")
+                            .arg(named(fileName, directoryId), statusName(file.row.status)));
+        removeFromLocalTrashIfExists(directoryId, fileName);
+        copyToDistant(directoryId, fileName);
+        return;
+    case VornSyncVerdict::Copy:
+        copyToDistant(directoryId, fileName);
+        return;
+    case VornSyncVerdict::Skip:
+    case VornSyncVerdict::SkipTombstoned:
+    case VornSyncVerdict::ReportLocalMissing:
+    case VornSyncVerdict::ForgetObservation:
+    case VornSyncVerdict::ObserveDistantMissing:
+    case VornSyncVerdict::Examine:
+        return;
+    }
+}
+
+// --- Periodic cycle -------------------------------------------------------------------------------------
+
+void VornSyncSynchronizer::periodicSynchronization()
+{
+    Q_ASSERT(QThread::currentThread() == thread());
+    if (cycleRunning) {
+        VORN_SYNC_TRACE(kTag, "periodicSynchronization",
+                        QStringLiteral("Skipped: previous synchronization still running"));
+        return;
+    }
+    if (inFlightCount >= kSaturationThreshold) {
+        VORN_SYNC_TRACE(kTag, "periodicSynchronization",
+                        QStringLiteral("Skipped: worker saturated (%1 tasks in flight, threshold %2)")
+                            .arg(inFlightCount)
+                            .arg(kSaturationThreshold));
+        return;
+    }
+    ++cycleNumber;
+    cycleRunning = true;
+    observedThisCycle.clear();
+    VORN_SYNC_TRACE(kTag, "periodicSynchronization",
+                    QStringLiteral("Start synchronisation (cycle #%1, in-flight=%2)")
+                        .arg(cycleNumber)
+                        .arg(inFlightCount));
+    if (hasDatabase())
+        runCycle();
+    cycleRunning = false;
+}
+
+void VornSyncSynchronizer::runCycle()
+{
+    const int rescued = db()->cleanupStaleProcessingStates(
+        [this](int directoryId, const QString& fileName) { return isFileInFlight(directoryId, fileName); });
+    if (rescued > 0) {
+        VORN_SYNC_TRACE(kTag, "periodicSynchronization",
+                        QStringLiteral("Watchdog rescued %1 stale files").arg(rescued));
+        emit errorStateChanged();
+    }
+    if (cycleNumber % kVerificationPeriodCycles == 0)
+        verifyUpToDateFilesBudgeted();
+
+    const QList<int> directoryIds = db()->getDirectoryIds(true);
+    for (int directoryId : directoryIds) {
+        if (isStopping())
+            return;
+        resolveFilesError(directoryId);
+        synchronizeDirectory(directoryId);
+    }
+    purgeExpiredTrash();
+}
+
+void VornSyncSynchronizer::verifyUpToDateFilesBudgeted()
+{
+    if (!db())
+        return;
+    const qint64 budgetMs =
+        qMax(kVerificationBudgetMinimumMs, qint64(syncIntervalMs) * kVerificationBudgetPercent / 100);
+    QElapsedTimer elapsed;
+    elapsed.start();
+
+    const QList<int> idList = db()->getDirectoryIds(true);
+    const QSet<int> availableIds(idList.begin(), idList.end());
+    bool isRefilled = false;
+    int verified = 0;
+    int diverged = 0;
+    while (elapsed.elapsed() < budgetMs && !isStopping()) {
+        if (verifyQueue.isEmpty()) {
+            if (isRefilled)
+                break;
+            isRefilled = true;
+            refillVerifyQueue(idList, budgetMs);
+            if (verifyQueue.isEmpty())
+                break;
+        }
+        verifyNext(availableIds, verified, diverged);
+    }
+    if (verified > 0)
+        VORN_SYNC_TRACE(kTag, "verifyUpToDateFilesBudgeted",
+                        QStringLiteral("Checked %1 files in %2 ms, %3 diverged, %4 left in queue")
+                            .arg(verified)
+                            .arg(elapsed.elapsed())
+                            .arg(diverged)
+                            .arg(verifyQueue.size()));
+}
+
+void VornSyncSynchronizer::refillVerifyQueue(const QList<int>& directoryIds, qint64 budgetMs)
+{
+    verifyQueueIndex.clear();
+    for (int directoryId : directoryIds) {
+        const auto rows = db()->getFilesByStatus(directoryId, ceSfsUpToDate);
+        for (const QVariantMap& row : rows) {
+            const QString fileName = row.value(QStringLiteral("fileName")).toString();
+            const VornSyncFileKey key(directoryId, fileName);
+            if (fileName.isEmpty() || verifyQueueIndex.contains(key))
+                continue;
+            verifyQueueIndex.insert(key, true);
+            verifyQueue.append({directoryId, fileName, row.value(QStringLiteral("fileSize")).toLongLong()});
+        }
+    }
+    VORN_SYNC_TRACE(
+        kTag, "verifyUpToDateFilesBudgeted",
+        QStringLiteral("Refilled queue with %1 files (budget %2 ms)").arg(verifyQueue.size()).arg(budgetMs));
+}
+
+// The queue may be hours old: the row is read again, and only what is still up to date is verified.
+void VornSyncSynchronizer::verifyNext(const QSet<int>& availableIds, int& verified, int& diverged)
+{
+    const VerifyEntry entry = verifyQueue.takeFirst();
+    verifyQueueIndex.remove({entry.directoryId, entry.fileName});
+    VornSyncFileRow row;
+    bool found = false;
+    if (!availableIds.contains(entry.directoryId) || !VornSyncTypes::isValidFileName(entry.fileName) ||
+        !db()->readFileRow(entry.directoryId, entry.fileName, row, found) || !found ||
+        row.status != ceSfsUpToDate)
+        return;
+    verifyOneUpToDateFile(entry.directoryId, entry.fileName, row.size);
+    ++verified;
+    if (db()->getFileStatus(entry.directoryId, entry.fileName) != ceSfsUpToDate)
+        ++diverged;
+}
+
+void VornSyncSynchronizer::verifyOneUpToDateFile(int directoryId, const QString& fileName, qint64 dbSize)
+{
+    const QString name = named(fileName, directoryId);
+    const auto trace = [](const QString& text) { VORN_SYNC_TRACE(kTag, "verifyOneUpToDateFile", text); };
+    if (isRenameLocked(directoryId, fileName)) {
+        trace(QStringLiteral("Skip %1: rename in progress").arg(name));
+        return;
+    }
+    const QString localDir = localDirPath(directoryId);
+    const QString distantDir = distantDirPath(directoryId);
+    if (localDir.isEmpty() || distantDir.isEmpty())
+        return;
+
+    const VornSyncFileFacts local = VornSyncFiles::facts(joined(localDir, fileName));
+    if (local.presence == VornSyncPresence::Absent) {
+        trace(QStringLiteral("Local file missing: %1 -> Error").arg(name));
+        putInErrorIf(directoryId, fileName, ceSfsUpToDate, ceSecLocalFileMissing);
+        return;
+    }
+    const VornSyncFileFacts distant = VornSyncFiles::facts(joined(distantDir, fileName));
+    if (isPlainFile(local) && distant.presence == VornSyncPresence::Absent) {
+        observeInVerification(directoryId, fileName);
+        return;
+    }
+    if (!isPlainFile(local) || !isPlainFile(distant))
+        return;
+    distantMissingObservations.remove({directoryId, fileName});
+    compareSizes(directoryId, fileName, dbSize, local, distant);
+}
+
+void VornSyncSynchronizer::observeInVerification(int directoryId, const QString& fileName)
+{
+    const int count = observeDistantMissing({directoryId, fileName});
+    if (count < kDistantMissingThreshold) {
+        VORN_SYNC_TRACE(kTag, "verifyOneUpToDateFile",
+                        QStringLiteral("Distant file missing for %1, observation %2 of %3")
+                            .arg(named(fileName, directoryId), QString::number(count),
+                                 QString::number(kDistantMissingThreshold)));
+        return;
+    }
+    VORN_SYNC_TRACE(kTag, "verifyOneUpToDateFile",
+                    QStringLiteral("Distant file missing for %1 after %2 consecutive observations -> "
+                                   "Error/DistantFileMissing")
+                        .arg(named(fileName, directoryId), QString::number(count)));
+    putInErrorIf(directoryId, fileName, ceSfsUpToDate, ceSecDistantFileMissing);
+    distantMissingObservations.remove({directoryId, fileName});
+}
+
+void VornSyncSynchronizer::compareSizes(int directoryId, const QString& fileName, qint64 dbSize,
+                                        const VornSyncFileFacts& local, const VornSyncFileFacts& distant)
+{
+    const auto trace = [&](const char* what, const char* side, qint64 size, const char* outcome) {
+        VORN_SYNC_TRACE(kTag, "verifyOneUpToDateFile",
+                        QStringLiteral("%1 on '%2' (dirId=%3): db=%4 %5=%6 -> %7")
+                            .arg(QLatin1String(what), fileName, QString::number(directoryId),
+                                 QString::number(dbSize), QLatin1String(side), QString::number(size),
+                                 QLatin1String(outcome)));
+    };
+    VornSyncPassFile file;
+    file.local = local;
+    if (!db()->readFileRow(directoryId, fileName, file.row, file.hasRow))
+        return;
+    if (local.size != dbSize && !VornSyncFileDecision::isHeldByNewerDistant(file)) {
+        trace("Local size mismatch", "local", local.size, "Unknown");
+        db()->setFileStatusIf(directoryId, fileName, ceSfsUpToDate, ceSfsUnknown);
+        emit errorStateChanged();
+    } else if (distant.size > dbSize) {
+        trace("Distant grew", "distant", distant.size, "refresh BD");
+        db()->recordDistantGrown(directoryId, fileName, distant.size, timeOf(local), timeOf(distant),
+                                 local.size);
+    } else if (distant.size < dbSize) {
+        trace("Distant shrunk", "distant", distant.size, "Error");
+        putInErrorIf(directoryId, fileName, ceSfsUpToDate, ceSecCopySizeMismatch);
+    }
+}
+
+void VornSyncSynchronizer::purgeExpiredTrash()
+{
+    if (!db())
+        return;
+    const QDateTime cutoff = QDateTime::currentDateTimeUtc().addDays(-kTrashRetentionDays);
+    bool isRowRemoved = false;
+    const QList<int> directoryIds = db()->getDirectoryIds(false);
+    for (int directoryId : directoryIds) {
+        const QStringList fileNames = db()->getTrashedFilesOlderThan(directoryId, cutoff);
+        for (const QString& fileName : fileNames) {
+            if (isStopping())
+                return;
+            if (!VornSyncTypes::isValidFileName(fileName) ||
+                !isTombstoned(db()->getFileStatus(directoryId, fileName)))
+                continue;
+            // A row whose file is still in the trash must stay: it alone says that the file is there.
+            if (removeFromTrash(directoryId, fileName) && db()->removeTombstone(directoryId, fileName))
+                isRowRemoved = true;
+        }
+    }
+    if (isRowRemoved)
+        emit errorStateChanged();
+}
+
+// --- Dispatch -------------------------------------------------------------------------------------------
+
+bool VornSyncSynchronizer::startProcessing(int directoryId, const QString& fileName,
+                                           SyncFileStatus targetStatus, bool& localPresent)
+{
+    localPresent = true;
+    const auto traceLocked = [&] {
+        VORN_SYNC_TRACE(kTag, "startProcessing",
+                        QStringLiteral("Skip %1: rename in progress").arg(named(fileName, directoryId)));
+    };
+    if (isRenameLocked(directoryId, fileName)) {
+        traceLocked();
+        return false;
+    }
+    bool hadRow = false;
+    const int status = db()->getFileStatus(directoryId, fileName, &hadRow);
+    if (isPending(status) || isInProgress(status)) {
+        VORN_SYNC_TRACE(kTag, "startProcessing",
+                        QStringLiteral("file: '%1' in directory %2 is already being processed (status =%3)")
+                            .arg(fileName, QString::number(directoryId), statusName(status)));
+        return false;
+    }
+    if (!isLocalReady(directoryId, fileName, status, localPresent))
+        return false;
+
+    const int errorCode = db()->getFileErrorCode(directoryId, fileName);
+    if (!db()->setFileStatusIf(directoryId, fileName, status, targetStatus))
+        return false;
+    // A rename that took the name meanwhile looks at the status after it has the lock; one of both yields.
+    if (isRenameLocked(directoryId, fileName)) {
+        traceLocked();
+        restoreStatus(directoryId, fileName, hadRow, status, errorCode);
+        return false;
+    }
+    return true;
+}
+
+bool VornSyncSynchronizer::isLocalReady(int directoryId, const QString& fileName, int status,
+                                        bool& localPresent)
+{
+    const VornSyncFileFacts local = VornSyncFiles::facts(joined(localDirPath(directoryId), fileName));
+    if (local.presence == VornSyncPresence::Absent) {
+        emitError(QStringLiteral("ERROR: Impossible to process synchronization, local file does not exist: "
+                                 "'%1'.")
+                      .arg(fileName));
+        putInErrorIf(directoryId, fileName, status, ceSecLocalFileMissing);
+        localPresent = false;
+        return false;
+    }
+    if (local.presence == VornSyncPresence::Unknown) {
+        VORN_SYNC_TRACE(
+            kTag, "startProcessing",
+            QStringLiteral("Skip %1: no certain answer from the disk").arg(named(fileName, directoryId)));
+        return false;
+    }
+    if (!local.isPlainFile) {
+        emitError(QStringLiteral("ERROR: Impossible to process synchronization, not a plain file: '%1'.")
+                      .arg(fileName));
+        return false;
+    }
+    return true;
+}
+
+void VornSyncSynchronizer::restoreStatus(int directoryId, const QString& fileName, bool hadRow, int status,
+                                         int errorCode)
+{
+    if (!hadRow) {
+        db()->removeFileSync(directoryId, fileName);
+    } else if (isTombstoned(status)) {
+        db()->setFileTrashOrDeleted(directoryId, fileName, static_cast<SyncFileStatus>(status));
+    } else {
+        db()->setFileStatus(directoryId, fileName, VornSyncTypes::baseStatus(status), ceSecNone);
+        if (isInError(status))
+            db()->setFileStatus(directoryId, fileName, ceSfsError, errorCode);
+    }
+}
+
+bool VornSyncSynchronizer::copyToDistant(int directoryId, const QString& fileName)
+{
+    Q_ASSERT(QThread::currentThread() == thread());
+    if (VornSyncFiles::isQtTemporaryName(fileName)) {
+        VORN_SYNC_TRACE(
+            kTag, "copyToDistant",
+            QStringLiteral("%1 is a temporary file of a copy; not sent").arg(named(fileName, directoryId)));
+        return false;
+    }
+    const QString localDir = localDirPath(directoryId);
+    const VornSyncFileKey key(directoryId, fileName);
+    if (hasActiveSideCar(joined(localDir, fileName)))
+        return deferForSideCar(key);
+
+    sideCarRetries.remove(key);
+    dropSideCarTimer(key);
+    bool localPresent = false;
+    if (!startProcessing(directoryId, fileName, ceSfsPendingSync, localPresent))
+        return false;
+    return doTask(localDir, distantDirPath(directoryId), fileName, directoryId, ceStoCopy);
+}
+
+// A database that is being written is copied when it is quiet. One timer a file at a time: the passes that
+// come by meanwhile neither count nor start another.
+bool VornSyncSynchronizer::deferForSideCar(const VornSyncFileKey& key)
+{
+    if (sideCarTimers.contains(key))
+        return true;
+    const QString name = named(key.second, key.first);
+    const int count = ++sideCarRetries[key];
+    if (count > kSideCarDeferrals) {
+        VORN_SYNC_TRACE(kTag, "copyToDistant",
+                        QStringLiteral("%1 still busy after %2 retries; yielding to the next periodic cycle")
+                            .arg(name, QString::number(kSideCarDeferrals)));
+        sideCarRetries.remove(key);
+        return false;
+    }
+    VORN_SYNC_TRACE(kTag, "copyToDistant",
+                    QStringLiteral("%1 has an active SQLite side-car; deferring retry %2/%3 in %4 ms")
+                        .arg(name, QString::number(count), QString::number(kSideCarDeferrals),
+                             QString::number(kSideCarDelayMs)));
+    auto* timer = new QTimer(this);
+    timer->setSingleShot(true);
+    connect(timer, &QTimer::timeout, this, [this, key] {
+        dropSideCarTimer(key);
+        if (localDirPath(key.first).isEmpty())
+            sideCarRetries.remove(key);
+        else
+            copyToDistant(key.first, key.second);
+    });
+    sideCarTimers.insert(key, timer);
+    timer->start(kSideCarDelayMs);
+    return true;
+}
+
+void VornSyncSynchronizer::dropSideCarTimer(const VornSyncFileKey& key)
+{
+    QTimer* timer = sideCarTimers.take(key);
+    if (!timer)
+        return;
+    timer->stop();
+    timer->deleteLater();
+}
+
+bool VornSyncSynchronizer::doTask(const QString& sourceDir, const QString& destinationDir,
+                                  const QString& fileName, int directoryId, SyncOperation operation)
+{
+    if (sourceDir.isEmpty() || destinationDir.isEmpty()) {
+        emitError(QStringLiteral("ERROR: Failure to get folder for file: '%1' in directoryId: %2")
+                      .arg(fileName, QString::number(directoryId)));
+        putInError(directoryId, fileName, ceSecTaskCreationFailed);
+        return false;
+    }
+    const QString source = joined(sourceDir, fileName);
+    const QString destination = joined(destinationDir, fileName);
+    const QString operationName = VornSyncTypes::operationName(operation);
+    VORN_SYNC_TRACE(kTag, "doTask",
+                    QStringLiteral("Operation: %1 between source: '%2' and destination: '%3'.")
+                        .arg(operationName, source, destination));
+
+    const pVornSyncTask task = VornSyncTask::create(source, destination, operation);
+    if (!task) {
+        emitError(QStringLiteral("ERROR: Failure to create task for operation '%1'.").arg(operationName));
+        putInError(directoryId, fileName, ceSecTaskCreationFailed);
+        return false;
+    }
+    if (!db()->updateStatusToProcess(directoryId, fileName)) {
+        putInError(directoryId, fileName, ceSecTaskCreationFailed);
+        return false;
+    }
+    dispatch(task, directoryId, fileName);
+    return true;
+}
+
+void VornSyncSynchronizer::dispatch(const pVornSyncTask& task, int directoryId, const QString& fileName)
+{
+    const VornSyncFileKey key(directoryId, fileName);
+    task->setDispatch(directoryId, fileName);
+    connect(task.data(), &VornSyncTask::errorOccurred, this, &VornSyncSynchronizer::errorOccurred);
+    ++inFlightCount;
+    changedInFlight.remove(key);
+    {
+        QMutexLocker locker(&inFlightMutex);
+        ++inFlightFiles[key];
+        // The file is wanted over there again: an older wish to remove it is void.
+        deferredDistantRemoves.remove(key);
+    }
+    emit sigRunTask(task);
+    emit syncStarted(task->sourcePath());
+}
+
+bool VornSyncSynchronizer::isFileInFlight(int directoryId, const QString& fileName) const
+{
+    QMutexLocker locker(&inFlightMutex);
+    return inFlightFiles.contains({directoryId, fileName});
+}
+
+// A tombstone or a trashed row is the user's word: a failure of ours never replaces it.
+bool VornSyncSynchronizer::putInError(int directoryId, const QString& fileName, SyncErrorCode code)
+{
+    const int status = db()->getFileStatus(directoryId, fileName);
+    return !isTombstoned(status) && putInErrorIf(directoryId, fileName, status, code);
+}
+
+bool VornSyncSynchronizer::putInErrorIf(int directoryId, const QString& fileName, int status,
+                                        SyncErrorCode code)
+{
+    const bool isSet = db()->setFileErrorIf(directoryId, fileName, status, code);
+    emit errorStateChanged();
+    return isSet;
+}
+
+// --- Completion -----------------------------------------------------------------------------------------
+
+void VornSyncSynchronizer::onTaskDone(pVornSyncTask task, bool doneOk)
+{
+    Q_ASSERT(QThread::currentThread() == thread());
+    if (!task)
+        return;
+    const QFileInfo source(task->sourcePath());
+    const QString fileName = source.fileName();
+    const int directoryId = findTaskDirectory(*task);
+    if (directoryId < 0) {
+        VORN_SYNC_TRACE(kTag, "onTaskDone",
+                        QStringLiteral("Ignoring task for unknown directory: %1 (file: %2)")
+                            .arg(source.path(), fileName));
+        completeTask(*task, false);
+        return;
+    }
+    bool outcome = doneOk;
+    if (doneOk)
+        outcome = recordSuccess(*task, directoryId, fileName);
+    else if (retryTask(task, fileName))
+        return;
+    else
+        recordFailure(*task, directoryId, fileName);
+    completeTask(*task, outcome);
+}
+
+// Required: a move back, whose source lies in the trash, finds no directory here; its row stays in
+// ceSfsRestoring until it is stale.
+int VornSyncSynchronizer::findTaskDirectory(const VornSyncTask& task)
+{
+    if (!db() || task.directoryId() < 0)
+        return VornSyncTypes::kNoDirectoryId;
+    const bool isRename = task.operation() == ceStoRename;
+    const QString sourceDir = QFileInfo(task.sourcePath()).path();
+    const int found =
+        isRename ? db()->getDirectoryIdByDistantPath(sourceDir) : db()->getDirectoryIdByLocalPath(sourceDir);
+    if (found >= 0)
+        return found;
+    // Two pairs on one distant directory, or a path written with a separator at its end.
+    const QString remembered = isRename ? db()->getDirectoryDistantPath(task.directoryId())
+                                        : db()->getDirectoryLocalPath(task.directoryId());
+    const bool isStillThere =
+        !remembered.isEmpty() && joined(remembered, task.fileName()) == task.sourcePath();
+    return isStillThere ? task.directoryId() : VornSyncTypes::kNoDirectoryId;
+}
+
+bool VornSyncSynchronizer::recordSuccess(const VornSyncTask& task, int directoryId, const QString& fileName)
+{
+    switch (task.operation()) {
+    case ceStoCopy: {
+        // What was sent is the file as it was when the task began, not as it may be now.
+        const VornSyncFileFacts local = VornSyncFiles::facts(task.sourcePath());
+        const bool isKnown = task.sourceSizeAtStart() >= 0;
+        const qint64 size = isKnown ? task.sourceSizeAtStart() : local.size;
+        const QDateTime localLmd =
+            isKnown ? VornSyncTimes::fromSecs(task.sourceLmdSecsAtStart()) : timeOf(local);
+        return db()->recordCopy(directoryId, fileName, size, localLmd,
+                                timeOf(VornSyncFiles::facts(task.destinationPath())));
+    }
+    case ceStoMove:
+        return db()->setFileTrashed(directoryId, fileName);
+    case ceStoMoveBack:
+        return db()->unmarkFileTrashed(directoryId, fileName);
+    case ceStoRename:
+        return recordRename(directoryId, fileName);
+    }
+    return false;
+}
+
+bool VornSyncSynchronizer::recordRename(int directoryId, const QString& oldName)
+{
+    QString newName;
+    {
+        QMutexLocker locker(&renameMutex);
+        newName = pendingRenames.value({directoryId, oldName});
+    }
+    if (newName.isEmpty()) {
+        VORN_SYNC_TRACE(kTag, "onTaskDone",
+                        QStringLiteral("Rename completion without pending entry for %1. BD update skipped.")
+                            .arg(named(oldName, directoryId)));
+        return false;
+    }
+    const bool isRenamed = db()->renameFileOverTombstone(directoryId, oldName, newName);
+    releaseRename(directoryId, oldName, newName);
+    emit errorStateChanged();
+    return isRenamed;
+}
+
+// A run that fails without a message counts too, or it would be run for ever.
+bool VornSyncSynchronizer::retryTask(const pVornSyncTask& task, const QString& fileName)
+{
+    const int attempts = qMax(task->errorMessages().size(), task->runCount());
+    if (attempts >= kTaskAttempts)
+        return false;
+    VORN_SYNC_TRACE(kTag, "onTaskDone",
+                    QStringLiteral("Task on file '%1' FAILED => Retry to do it (%2 / %3). Error: %4")
+                        .arg(fileName, QString::number(attempts), QString::number(kTaskAttempts),
+                             task->lastErrorMessage()));
+    QTimer::singleShot(attempts * kRetryDelayStepMs, this, [this, task] { emit sigRunTask(task); });
+    return true;
+}
+
+void VornSyncSynchronizer::recordFailure(const VornSyncTask& task, int directoryId, const QString& fileName)
+{
+    const int attempts = qMax(task.errorMessages().size(), task.runCount());
+    VORN_SYNC_TRACE(kTag, "onTaskDone",
+                    QStringLiteral("Task on file '%1' FAILED after %2 attempts. Last error: %3")
+                        .arg(fileName, QString::number(attempts), task.lastErrorMessage()));
+    putInError(directoryId, fileName,
+               task.errorCode() == ceSecNone ? ceSecMaxRetriesExceeded : task.errorCode());
+    if (task.operation() == ceStoRename) {
+        QString newName;
+        {
+            QMutexLocker locker(&renameMutex);
+            newName = pendingRenames.value({directoryId, fileName});
+        }
+        releaseRename(directoryId, fileName, newName);
+    }
+}
+
+void VornSyncSynchronizer::completeTask(const VornSyncTask& task, bool outcome)
+{
+    const VornSyncFileKey key(task.directoryId(), task.fileName());
+    const bool isOurs = task.directoryId() >= 0;
+    bool isRemoveDeferred = false;
+    if (isOurs) {
+        inFlightCount = qMax(0, inFlightCount - 1);
+        QMutexLocker locker(&inFlightMutex);
+        if (--inFlightFiles[key] <= 0)
+            inFlightFiles.remove(key);
+        isRemoveDeferred = deferredDistantRemoves.remove(key);
+    }
+    if (isRemoveDeferred)
+        replayDistantRemove(key);
+
+    const bool isAnnounced = changedInFlight.remove(key);
+    VORN_SYNC_TRACE(kTag, "onTaskDone",
+                    QStringLiteral("Task on file '%1' %2 (in-flight=%3).")
+                        .arg(task.sourcePath(), outcome ? QStringLiteral("done") : QStringLiteral("FAIL"),
+                             QString::number(inFlightCount)));
+    emit syncCompleted(task.sourcePath(), outcome);
+
+    const bool isCopySent = isOurs && outcome && task.operation() == ceStoCopy && !isRemoveDeferred;
+    if (isCopySent && (isAnnounced || isLocalDifferentFromSent(task)) &&
+        !isTombstoned(db()->getFileStatus(key.first, key.second)))
+        copyToDistant(key.first, key.second);
+}
+
+void VornSyncSynchronizer::replayDistantRemove(const VornSyncFileKey& key)
+{
+    const bool isRemoved = removeDistantCopy(key.first, key.second);
+    VORN_SYNC_TRACE(kTag, "onTaskDone",
+                    QStringLiteral("Replayed deferred distant remove for %1: %2")
+                        .arg(named(key.second, key.first),
+                             isRemoved ? QStringLiteral("done") : QStringLiteral("FAILED")));
+}
+
+bool VornSyncSynchronizer::isLocalDifferentFromSent(const VornSyncTask& task) const
+{
+    const VornSyncFileFacts local = VornSyncFiles::facts(task.sourcePath());
+    if (!isPlainFile(local) || task.sourceSizeAtStart() < 0)
+        return false;
+    return local.size != task.sourceSizeAtStart() || local.lmdSecs != task.sourceLmdSecsAtStart() ||
+           local.lmdNanosecs != task.sourceLmdNanosecsAtStart();
+}
+
+// --- Rename protocol ------------------------------------------------------------------------------------
+
+bool VornSyncSynchronizer::isRenameLocked(int directoryId, const QString& fileName) const
+{
+    QMutexLocker locker(&renameMutex);
+    return renameLocks.contains({directoryId, fileName});
+}
+
+bool VornSyncSynchronizer::lockRename(int directoryId, const QString& oldFileName, const QString& newFileName)
+{
+    const auto trace = [](const QString& text) { VORN_SYNC_TRACE(kTag, "lockRename", text); };
+    if (!hasDatabase())
+        return false;
+    if (oldFileName.isEmpty() || newFileName.isEmpty() || oldFileName == newFileName) {
+        trace(QStringLiteral("Invalid argument(s) for rename lock: old='%1' new='%2' (dirId=%3)")
+                  .arg(oldFileName, newFileName, QString::number(directoryId)));
+        return false;
+    }
+    const auto isBusy = [&] {
+        const int status = db()->getFileStatus(directoryId, oldFileName);
+        if (!isInProgress(status))
+            return false;
+        trace(QStringLiteral("REFUSED: %1 currently %2")
+                  .arg(named(oldFileName, directoryId), statusName(status)));
+        return true;
+    };
+    if (isBusy())
+        return false;
+    {
+        QMutexLocker locker(&renameMutex);
+        if (renameLocks.contains({directoryId, oldFileName}) ||
+            renameLocks.contains({directoryId, newFileName})) {
+            locker.unlock();
+            trace(QStringLiteral("REFUSED: another rename already in progress on '%1' or '%2' (dirId=%3)")
+                      .arg(oldFileName, newFileName, QString::number(directoryId)));
+            return false;
+        }
+        renameLocks.insert({directoryId, oldFileName});
+        renameLocks.insert({directoryId, newFileName});
+    }
+    // A task may have been dispatched between the first look and the lock.
+    const bool isTaken = isBusy();
+    if (isTaken || isFileInFlight(directoryId, oldFileName) || isFileInFlight(directoryId, newFileName)) {
+        releaseRename(directoryId, oldFileName, newFileName);
+        if (!isTaken)
+            trace(QStringLiteral("REFUSED: a task is in flight on '%1' or '%2' (dirId=%3)")
+                      .arg(oldFileName, newFileName, QString::number(directoryId)));
+        return false;
+    }
+    trace(QStringLiteral("Locked '%1' -> '%2' (dirId=%3)")
+              .arg(oldFileName, newFileName, QString::number(directoryId)));
+    return true;
+}
+
+bool VornSyncSynchronizer::commitRename(int directoryId, const QString& oldFileName,
+                                        const QString& newFileName)
+{
+    const auto trace = [](const QString& text) { VORN_SYNC_TRACE(kTag, "commitRename", text); };
+    if (!hasDatabase())
+        return false;
+    {
+        QMutexLocker locker(&renameMutex);
+        if (!renameLocks.contains({directoryId, oldFileName})) {
+            locker.unlock();
+            trace(QStringLiteral("REFUSED: no lock held for %1").arg(named(oldFileName, directoryId)));
+            return false;
+        }
+        pendingRenames.insert({directoryId, oldFileName}, newFileName);
+    }
+    const QString distantDir = distantDirPath(directoryId);
+    if (distantDir.isEmpty()) {
+        releaseRename(directoryId, oldFileName, newFileName);
+        emitError(QStringLiteral("ERROR: Cannot commit rename, distant path unknown for dirId %1")
+                      .arg(directoryId));
+        return false;
+    }
+    const QString source = joined(distantDir, oldFileName);
+    const QString destination = joined(distantDir, newFileName);
+    trace(QStringLiteral("Enqueue ceStoRename '%1' -> '%2'").arg(source, destination));
+    // Only a distant file that is surely absent is a matter of the database alone.
+    const bool isSurelyAbsent = VornSyncFiles::facts(source).presence == VornSyncPresence::Absent;
+    const pVornSyncTask task =
+        isSurelyAbsent ? pVornSyncTask() : VornSyncTask::create(source, destination, ceStoRename);
+    if (task) {
+        dispatch(task, directoryId, oldFileName);
+        return true;
+    }
+    const bool isRenamed =
+        isSurelyAbsent && db()->renameFileOverTombstone(directoryId, oldFileName, newFileName);
+    trace(QStringLiteral("Distant source absent, BD-only rename %1")
+              .arg(isRenamed ? QStringLiteral("applied") : QStringLiteral("FAILED")));
+    releaseRename(directoryId, oldFileName, newFileName);
+    emit errorStateChanged();
+    return isRenamed;
+}
+
+void VornSyncSynchronizer::abortRename(int directoryId, const QString& oldFileName,
+                                       const QString& newFileName)
+{
+    if (!releaseRename(directoryId, oldFileName, newFileName))
+        return;
+    VORN_SYNC_TRACE(kTag, "abortRename",
+                    QStringLiteral("Released lock for '%1' -> '%2' (dirId=%3)")
+                        .arg(oldFileName, newFileName, QString::number(directoryId)));
+}
+
+// True when at least one of the names was locked.
+bool VornSyncSynchronizer::releaseRename(int directoryId, const QString& oldName, const QString& newName)
+{
+    QMutexLocker locker(&renameMutex);
+    pendingRenames.remove({directoryId, oldName});
+    const bool wasOldLocked = renameLocks.remove({directoryId, oldName});
+    const bool wasNewLocked = renameLocks.remove({directoryId, newName});
+    return wasOldLocked || wasNewLocked;
+}
+
+// --- Requests for one file ------------------------------------------------------------------------------
+
+bool VornSyncSynchronizer::notifyLocalFileChanged(int directoryId, const QString& fileName)
+{
+    if (!hasDatabase() || fileName.isEmpty() || !isUsableFileName(directoryId, fileName))
+        return false;
+    VORN_SYNC_TRACE(kTag, "notifyLocalFileChanged",
+                    QStringLiteral("Immediate copyToDistant for %1").arg(named(fileName, directoryId)));
+    if (copyToDistant(directoryId, fileName))
+        return true;
+    if (isFileInFlight(directoryId, fileName))
+        changedInFlight.insert({directoryId, fileName});
+    return false;
+}
+
+bool VornSyncSynchronizer::notifyLocalFileDeleted(int directoryId, const QString& fileName)
+{
+    if (!hasDatabase() || !isUsableFileName(directoryId, fileName))
+        return false;
+    const QString name = named(fileName, directoryId);
+    VORN_SYNC_TRACE(kTag, "notifyLocalFileDeleted",
+                    QStringLiteral("Program-initiated distant cleanup of %1").arg(name));
+    bool isDeferred = false;
+    {
+        QMutexLocker locker(&inFlightMutex);
+        isDeferred = inFlightFiles.contains({directoryId, fileName});
+        if (isDeferred)
+            deferredDistantRemoves.insert({directoryId, fileName});
+    }
+    bool isDone = true;
+    if (isDeferred) {
+        VORN_SYNC_TRACE(
+            kTag, "notifyLocalFileDeleted",
+            QStringLiteral("Deferring distant remove for %1: copy still in flight, will replay on "
+                           "task completion")
+                .arg(name));
+    } else {
+        isDone = removeDistantCopy(directoryId, fileName);
+        if (!isDone)
+            VORN_SYNC_TRACE(kTag, "notifyLocalFileDeleted",
+                            QStringLiteral("Warning: distant file remove FAILED for '%1'")
+                                .arg(joined(distantDirPath(directoryId), fileName)));
+    }
+    emit errorStateChanged();
+    return isDone;
+}
+
+// True when the distant copy is surely gone.
+bool VornSyncSynchronizer::removeDistantCopy(int directoryId, const QString& fileName)
+{
+    const QString distantDir = distantDirPath(directoryId);
+    if (distantDir.isEmpty())
+        return false;
+    const QString path = joined(distantDir, fileName);
+    switch (VornSyncFiles::facts(path).presence) {
+    case VornSyncPresence::Absent:
+        return true;
+    case VornSyncPresence::Unknown:
+        return false;
+    case VornSyncPresence::Present:
+        return QFile::remove(path);
+    }
+    return false;
+}
+
+bool VornSyncSynchronizer::moveToTrashFile(int directoryId, const QString& fileName)
+{
+    if (!hasDatabase() || !isUsableFileName(directoryId, fileName))
+        return false;
+    VORN_SYNC_TRACE(kTag, "moveToTrashFile",
+                    QStringLiteral("User-driven moveToTrash for %1").arg(named(fileName, directoryId)));
+    return moveFileToTrash(directoryId, fileName);
+}
+
+bool VornSyncSynchronizer::moveFileToTrash(int directoryId, const QString& fileName)
+{
+    bool localPresent = false;
+    if (!startProcessing(directoryId, fileName, ceSfsPendingDelete, localPresent))
+        return localPresent;
+    return doTask(localDirPath(directoryId), trashDirPath(directoryId), fileName, directoryId, ceStoMove);
+}
+
+bool VornSyncSynchronizer::restoreFromTrash(int directoryId, const QString& fileName)
+{
+    bool localPresent = false;
+    if (!startProcessing(directoryId, fileName, ceSfsPendingRestore, localPresent))
+        return localPresent;
+    return doTask(trashDirPath(directoryId), localDirPath(directoryId), fileName, directoryId, ceStoMoveBack);
+}
+
+void VornSyncSynchronizer::confirmFileDeletion(int directoryId, const QString& fileName)
+{
+    if (!hasDatabase() || !isUsableFileName(directoryId, fileName))
+        return;
+    VORN_SYNC_TRACE(kTag, "confirmFileDeletion",
+                    QStringLiteral("User confirmed deletion of %1").arg(named(fileName, directoryId)));
+    db()->setFileDeleted(directoryId, fileName);
+    emit errorStateChanged();
+}
+
+bool VornSyncSynchronizer::removeFromTrash(int directoryId, const QString& fileName)
+{
+    const QString trashDir = trashDirPath(directoryId);
+    if (trashDir.isEmpty())
+        return false;
+    const QString path = joined(trashDir, fileName);
+    const VornSyncPresence presence = VornSyncFiles::facts(path).presence;
+    if (presence != VornSyncPresence::Present)
+        return presence == VornSyncPresence::Absent;
+    VORN_SYNC_TRACE(
+        kTag, "removeFromTrash",
+        QStringLiteral("file: '%1' in directoryId: %2").arg(fileName, QString::number(directoryId)));
+    if (QFile::remove(path))
+        return true;
+    emitError(QStringLiteral("ERROR: Failed to permanently delete file from trash: '%1'").arg(path));
+    return false;
+}
+
+void VornSyncSynchronizer::removeFromLocalTrashIfExists(int directoryId, const QString& fileName)
+{
+    if (!db() || !VornSyncTypes::isValidFileName(fileName))
+        return;
+    const QString trashDir = trashDirPath(directoryId);
+    if (trashDir.isEmpty())
+        return;
+    const QString path = joined(trashDir, fileName);
+    if (VornSyncFiles::facts(path).presence != VornSyncPresence::Present)
+        return;
+    if (QFile::remove(path))
+        VORN_SYNC_TRACE(kTag, "removeFromLocalTrashIfExists",
+                        QStringLiteral("Dropped stale trash copy '%1' (dirId=%2)")
+                            .arg(path, QString::number(directoryId)));
+    else
+        VORN_SYNC_TRACE(kTag, "removeFromLocalTrashIfExists",
+                        QStringLiteral("Warning: failed to drop stale trash copy '%1'").arg(path));
+}
+
+// --- Error resolution -----------------------------------------------------------------------------------
+
+void VornSyncSynchronizer::resolveFilesError(int directoryId)
+{
+    if (!hasDatabase())
+        return;
+    VORN_SYNC_TRACE(kTag, "resolveFilesError",
+                    QStringLiteral("Start Files error resolving for directoryId: %1").arg(directoryId));
+    const auto files = db()->getFilesByStatusMask(directoryId, VornSyncTypes::kErrorBit);
+    for (const QVariantMap& file : files) {
+        if (isStopping())
+            break;
+        const QString fileName = file.value(QStringLiteral("fileName")).toString();
+        const int status = file.value(QStringLiteral("status")).toInt();
+        if (VornSyncTypes::isValidFileName(fileName) && !isShrunkDistant(directoryId, fileName, status))
+            resolveFileError(directoryId, fileName, status);
+    }
+    VORN_SYNC_TRACE(kTag, "resolveFilesError",
+                    QStringLiteral("End Files error resolving for directoryId: %1").arg(directoryId));
+}
+
+// A distant copy that shrank may be all that is left of somebody's work: only the user sends over it.
+bool VornSyncSynchronizer::isShrunkDistant(int directoryId, const QString& fileName, int rawStatus)
+{
+    if (VornSyncTypes::baseStatus(rawStatus) != ceSfsUpToDate ||
+        db()->getFileErrorCode(directoryId, fileName) != ceSecCopySizeMismatch)
+        return false;
+    VORN_SYNC_TRACE(kTag, "resolveFilesError",
+                    QStringLiteral("Skipping auto-retry for %1: distant copy shrank, waiting for user choice")
+                        .arg(named(fileName, directoryId)));
+    return true;
+}
+
+void VornSyncSynchronizer::resolveFileError(int directoryId, const QString& fileName, int rawStatus)
+{
+    if (!hasDatabase() || !isUsableFileName(directoryId, fileName))
+        return;
+    const auto traceSkip = [&](const char* reason) {
+        VORN_SYNC_TRACE(kTag, "resolveFileError",
+                        QStringLiteral("Skipping auto-retry for %1: %2")
+                            .arg(named(fileName, directoryId), QLatin1String(reason)));
+    };
+    const int code = db()->getFileErrorCode(directoryId, fileName);
+    if (code == ceSecLocalFileMissing) {
+        traceSkip("local missing, waiting for user confirmation");
+        return;
+    }
+    if (code == ceSecDistantFileMissing) {
+        traceSkip("distant missing, waiting for user choice (restore vs delete)");
+        return;
+    }
+    const int base = VornSyncTypes::baseStatus(rawStatus);
+    const VornSyncPresence presence = presenceForRetry(directoryId, fileName, base);
+    if (presence == VornSyncPresence::Unknown) {
+        traceSkip("no certain answer from the disk");
+        return;
+    }
+    if (!db()->clearFileError(directoryId, fileName))
+        return;
+    emit errorStateChanged();
+    // The host may have settled the file meanwhile: its word holds.
+    if (db()->getFileStatus(directoryId, fileName) != base)
+        return;
+    if (presence == VornSyncPresence::Absent) {
+        db()->removeFileSync(directoryId, fileName);
+        emit errorStateChanged();
+        return;
+    }
+    retryCleared(directoryId, fileName, base, code);
+}
+
+// Where the file must be for the failed operation to make sense: the trash, or the local directory. A base
+// status that leads to no operation needs no file.
+VornSyncPresence VornSyncSynchronizer::presenceForRetry(int directoryId, const QString& fileName, int base)
+{
+    switch (static_cast<SyncFileStatus>(base)) {
+    case ceSfsPendingSync:
+    case ceSfsSyncing:
+    case ceSfsPendingDelete:
+    case ceSfsDeleting:
+        return VornSyncFiles::facts(joined(localDirPath(directoryId), fileName)).presence;
+    case ceSfsTrashed:
+    case ceSfsPendingRestore:
+    case ceSfsRestoring:
+        return VornSyncFiles::facts(joined(trashDirPath(directoryId), fileName)).presence;
+    case ceSfsUnknown:
+    case ceSfsUpToDate:
+    case ceSfsDeleted:
+    case ceSfsError:
+        break;
+    }
+    return VornSyncPresence::Present;
+}
+
+// Required: the row of a failed operation mostly has an in-progress base, which every start refuses; it
+// waits, cleared, until it is stale.
+void VornSyncSynchronizer::retryCleared(int directoryId, const QString& fileName, int base, int code)
+{
+    switch (static_cast<SyncFileStatus>(base)) {
+    case ceSfsPendingSync:
+    case ceSfsSyncing:
+        copyToDistant(directoryId, fileName);
+        return;
+    case ceSfsPendingDelete:
+    case ceSfsDeleting:
+        moveFileToTrash(directoryId, fileName);
+        return;
+    case ceSfsPendingRestore:
+    case ceSfsRestoring:
+        restoreFromTrash(directoryId, fileName);
+        return;
+    case ceSfsUpToDate:
+        if (code == ceSecCopySizeMismatch)
+            copyToDistant(directoryId, fileName);
+        return;
+    case ceSfsUnknown:
+    case ceSfsTrashed:
+    case ceSfsDeleted:
+    case ceSfsError:
+        return;
+    }
+}

@@ -1,0 +1,179 @@
+#pragma once
+
+#include "vorn_sync_file_decision.h"
+#include "vorn_sync_task.h"
+#include "vorn_sync_types.h"
+
+#include <QAtomicPointer>
+#include <QHash>
+#include <QMap>
+#include <QMutex>
+#include <QObject>
+#include <QRegularExpression>
+#include <QSet>
+#include <QStringList>
+
+class QTimer;
+class VornSyncDatabase;
+class VornSyncDirectoryListing;
+
+// The engine: compares what the database tracks with both directories, decides, dispatches tasks and records
+// how they end. Lives on the thread "SyncSynchronizerThread"; it knows neither the worker nor the manager.
+// isFileInFlight, lockRename, commitRename, abortRename and invalidateDirPathCache may be called from any
+// thread.
+class VornSyncSynchronizer : public QObject
+{
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(VornSyncSynchronizer)
+
+public:
+    VornSyncSynchronizer(const QString& trashPath, int syncIntervalMs, const QStringList& exclusionPatterns,
+                         QObject* parent = nullptr);
+    ~VornSyncSynchronizer() override;
+
+    bool isRenameLocked(int directoryId, const QString& fileName) const;
+
+    // The directory's paths through the caches; empty for an unknown directory.
+    QString localDirPath(int directoryId);
+    QString distantDirPath(int directoryId);
+    QString trashDirPath(int directoryId);
+
+    bool matchesExclusionPattern(const QString& fileName) const;
+    // True while a sibling whose name begins with the file's and matches a pattern exists ("data.db-wal").
+    bool hasActiveSideCar(const QString& localFilePath) const;
+
+    void sweepExcludedRowsFromDatabase();
+    bool startProcessing(int directoryId, const QString& fileName, SyncFileStatus targetStatus,
+                         bool& localPresent);
+    bool copyToDistant(int directoryId, const QString& fileName);
+    bool doTask(const QString& sourceDir, const QString& destinationDir, const QString& fileName,
+                int directoryId, SyncOperation operation);
+
+    void verifyUpToDateFilesBudgeted();
+    void verifyOneUpToDateFile(int directoryId, const QString& fileName, qint64 dbSize);
+    void purgeExpiredTrash();
+
+    bool moveFileToTrash(int directoryId, const QString& fileName);
+    bool restoreFromTrash(int directoryId, const QString& fileName);
+    // True when the trash surely holds no such file any more.
+    bool removeFromTrash(int directoryId, const QString& fileName);
+    void removeFromLocalTrashIfExists(int directoryId, const QString& fileName);
+
+    void emitError(const QString& message);
+
+signals:
+    void sigRunTask(pVornSyncTask task);
+    void syncStarted(const QString& filePath);
+    void syncCompleted(const QString& filePath, bool succeeded);
+    void errorOccurred(const QString& message);
+    void errorStateChanged();
+
+public slots:
+    void initialize(VornSyncDatabase* database);
+    void synchronizeDirectory(int directoryId);
+    void periodicSynchronization();
+    void resolveFilesError(int directoryId);
+    void resolveFileError(int directoryId, const QString& fileName, int rawStatus);
+    void confirmFileDeletion(int directoryId, const QString& fileName);
+    void onTaskDone(pVornSyncTask task, bool doneOk);
+    bool lockRename(int directoryId, const QString& oldFileName, const QString& newFileName);
+    bool commitRename(int directoryId, const QString& oldFileName, const QString& newFileName);
+    void abortRename(int directoryId, const QString& oldFileName, const QString& newFileName);
+    bool notifyLocalFileChanged(int directoryId, const QString& fileName);
+    bool notifyLocalFileDeleted(int directoryId, const QString& fileName);
+    bool moveToTrashFile(int directoryId, const QString& fileName);
+    bool isFileInFlight(int directoryId, const QString& fileName) const;
+    void invalidateDirPathCache(int directoryId = VornSyncTypes::kNoDirectoryId);
+
+private:
+    friend struct VornSyncSynchronizerTestAccess;
+
+    struct VerifyEntry
+    {
+        int directoryId;
+        QString fileName;
+        qint64 size;
+    };
+    struct Pass; // one run of synchronizeDirectory
+
+    VornSyncDatabase* db() const;
+    bool hasDatabase();
+    bool isUsableFileName(int directoryId, const QString& fileName);
+    QString cachedPath(QHash<int, QString>& cache, int directoryId, QString (VornSyncDatabase::*read)(int));
+    void clearTables(int directoryId);
+    QStringList excludedNames(const VornSyncDirectoryListing& listing) const;
+
+    bool gather(Pass& pass);
+    void pruneObservations(const Pass& pass);
+    void refreshRow(const Pass& pass, VornSyncPassFile& file, const QString& fileName);
+    void passTracked(Pass& pass);
+    void actOnTracked(const Pass& pass, const VornSyncPassFile& file);
+    void observeInPass(int directoryId, const QString& fileName);
+    int observeDistantMissing(const VornSyncFileKey& key);
+    void examine(int directoryId, const QString& fileName);
+    void passLocal(Pass& pass);
+    void actOnLocal(int directoryId, const VornSyncPassFile& file, VornSyncVerdict verdict);
+
+    void runCycle();
+    void refillVerifyQueue(const QList<int>& directoryIds, qint64 budgetMs);
+    void verifyNext(const QSet<int>& availableIds, int& verified, int& diverged);
+    void observeInVerification(int directoryId, const QString& fileName);
+    void compareSizes(int directoryId, const QString& fileName, qint64 dbSize, const VornSyncFileFacts& local,
+                      const VornSyncFileFacts& distant);
+
+    bool isLocalReady(int directoryId, const QString& fileName, int status, bool& localPresent);
+    void restoreStatus(int directoryId, const QString& fileName, bool hadRow, int status, int errorCode);
+    bool deferForSideCar(const VornSyncFileKey& key);
+    void dropSideCarTimer(const VornSyncFileKey& key);
+    void dispatch(const pVornSyncTask& task, int directoryId, const QString& fileName);
+    bool putInError(int directoryId, const QString& fileName, SyncErrorCode code);
+    bool putInErrorIf(int directoryId, const QString& fileName, int status, SyncErrorCode code);
+
+    int findTaskDirectory(const VornSyncTask& task);
+    bool recordSuccess(const VornSyncTask& task, int directoryId, const QString& fileName);
+    bool recordRename(int directoryId, const QString& oldName);
+    bool retryTask(const pVornSyncTask& task, const QString& fileName);
+    void recordFailure(const VornSyncTask& task, int directoryId, const QString& fileName);
+    void completeTask(const VornSyncTask& task, bool outcome);
+    void replayDistantRemove(const VornSyncFileKey& key);
+    bool isLocalDifferentFromSent(const VornSyncTask& task) const;
+    bool releaseRename(int directoryId, const QString& oldName, const QString& newName);
+
+    bool removeDistantCopy(int directoryId, const QString& fileName);
+    bool isShrunkDistant(int directoryId, const QString& fileName, int rawStatus);
+    VornSyncPresence presenceForRetry(int directoryId, const QString& fileName, int base);
+    void retryCleared(int directoryId, const QString& fileName, int base, int code);
+
+    const QString trashPath;
+    QAtomicPointer<VornSyncDatabase> database; // not owned; set once, read by the host's thread too
+    const int syncIntervalMs;
+    bool cycleRunning = false;
+    int inFlightCount = 0;
+
+    // How many tasks of a file are under way. Asked by the host's thread too.
+    QHash<VornSyncFileKey, int> inFlightFiles;
+    mutable QMutex inFlightMutex; // guards inFlightFiles and deferredDistantRemoves
+    QSet<VornSyncFileKey> deferredDistantRemoves;
+    QSet<VornSyncFileKey> changedInFlight; // notified while a copy was under way: sent again when it ends
+
+    qint64 cycleNumber = 0;
+    QList<VerifyEntry> verifyQueue;
+    QMap<VornSyncFileKey, bool> verifyQueueIndex;
+
+    // Both names of a rename under way. Taken by the host's thread, asked by this one.
+    QSet<VornSyncFileKey> renameLocks;
+    QMap<VornSyncFileKey, QString> pendingRenames; // committed: old name to new name
+    mutable QMutex renameMutex;                    // guards renameLocks and pendingRenames
+
+    QHash<VornSyncFileKey, int> distantMissingObservations;
+    QSet<VornSyncFileKey> observedThisCycle;
+    QList<QRegularExpression> exclusionPatterns;
+    QHash<VornSyncFileKey, int> sideCarRetries;
+    QHash<VornSyncFileKey, QTimer*> sideCarTimers;
+    Pass* currentPass = nullptr; // set while synchronizeDirectory runs
+
+    QHash<int, QString> localPathCache;
+    QHash<int, QString> distantPathCache;
+    QHash<int, QString> trashPathCache;
+    QMutex pathCacheMutex; // guards the three caches; taken by whoever invalidates them
+};
