@@ -1,5 +1,6 @@
 #pragma once
 
+#include "vorn_sync_files.h"
 #include "vorn_sync_types.h"
 
 #include <QElapsedTimer>
@@ -75,8 +76,8 @@ private:
 
     bool checkFilePath(const QString& path);
     bool runSecuredCopy(const QString& source, const QString& destination, SyncErrorCode overrideCode);
-    bool isSourceUsable(const QString& source, SyncErrorCode overrideCode);
-    bool isDestinationUsable(const QString& destination, bool isUnknown, SyncErrorCode overrideCode);
+    bool isDestinationUsable(const QString& destination, VornSyncPresence presence,
+                             SyncErrorCode overrideCode);
     bool copyFile(const QString& source, const QString& workingPath, SyncErrorCode overrideCode);
     bool isCopyComplete(const QString& source, const QString& workingPath, SyncErrorCode overrideCode);
     bool putInPlace(const QString& workingPath, const QString& destination, SyncErrorCode overrideCode);
@@ -88,9 +89,8 @@ private:
     bool carrySubdirectory(const QString& source, const QString& destination);
     bool removeCarried(const QString& sourceDirectory);
 
-    bool renameOver();
+    bool isRenameTargetInTheWay() const;
     bool removeRenameTarget();
-    bool failRename(qint64 renameMs);
 
     void recordError(const QString& message, SyncErrorCode code);
 
