@@ -1,0 +1,661 @@
+#include "vorn_sync_manager_p.h"
+
+#include "vorn_sync_files.h"
+#include "vorn_sync_log.h"
+#include "vorn_sync_manager.h"
+#include "vorn_utilities.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QFileInfo>
+#include <QMutexLocker>
+#include <QTimer>
+
+namespace {
+
+const char* const kTag = "Mngr: ";
+const char* const kSourcePath = "libraries/lib_sync_library/source/vorn_sync_manager_p";
+
+// Pairs that become available together start one after the other, so that their first passes do not all
+// reach the share at once.
+constexpr int kDirectoryStartDelayMs = 100;
+// A user waits for the file to open: an answer after this is of no use.
+constexpr int kFileReadyTimeoutMs = 15000;
+// Long enough for an ordinary file operation to end, short enough for a host that closes.
+constexpr int kThreadStopTimeoutMs = 2000;
+// What a status line can show.
+constexpr int kMaxRecentEvents = 5;
+
+bool isDirectory(const QString& path)
+{
+    return VornSyncFiles::directoryPresence(path) == VornSyncPresence::Present;
+}
+
+// Queues a slot of an object on another thread; nothing happens when the object is gone.
+template<typename... Arguments> void request(QObject* target, const char* slot, const Arguments&... arguments)
+{
+    if (!target)
+        return;
+    const bool isQueued = QMetaObject::invokeMethod(target, slot, Qt::QueuedConnection, arguments...);
+    Q_ASSERT_X(isQueued, "VornSyncManagerPrivate", slot);
+    Q_UNUSED(isQueued)
+}
+
+void traceNotAvailable(const char* method)
+{
+    VORN_SYNC_TRACE(kTag, method, QStringLiteral("Not available yet"));
+}
+
+} // namespace
+
+// ---- Life cycle ---------------------------------------------------------------------------------------
+
+VornSyncManagerPrivate::VornSyncManagerPrivate(const QString& databasePath, const QString& trashRootPath,
+                                               int syncIntervalMs, const QStringList& exclusionPatterns,
+                                               VornSyncManager* publicObject)
+    : QObject(publicObject)
+    , m_public(publicObject)
+    , m_trashRootPath(trashRootPath)
+{
+    // Required: exactly these names travel through queued connections and invocations.
+    qRegisterMetaType<pVornSyncTask>("pVornSyncTask");
+    qRegisterMetaType<VornSyncDatabase*>("VornSyncDatabase*");
+
+    createTimers();
+    openDatabase(databasePath);
+    createWorker();
+    createSynchronizer(syncIntervalMs, exclusionPatterns);
+    connectSynchronizer();
+    createObserver(syncIntervalMs);
+    request(m_synchronizer, "initialize", Q_ARG(VornSyncDatabase*, m_database.get()));
+    cleanUpPreviousRun();
+    startThreads();
+    request(m_observer, "startObserving");
+    refreshDatabaseCounters();
+    VORN_SYNC_TRACE(kTag, "VornSyncManagerPrivate",
+                    QStringLiteral("Started with sync interval: %1ms").arg(syncIntervalMs));
+    m_isConstructed = true;
+}
+
+VornSyncManagerPrivate::~VornSyncManagerPrivate()
+{
+    // A pass ends at its next file while the worker is still being waited for.
+    for (VornSyncThread* thread :
+         {m_workerThread.data(), m_synchronizerThread.data(), m_observerThread.data()}) {
+        if (thread)
+            thread->requestInterruption();
+    }
+    stopThread(m_workerThread, QStringLiteral("ERROR: Failed to stop worker thread"));
+    stopThread(m_synchronizerThread, QStringLiteral("ERROR: Failed to stop synchronizer thread"));
+    stopThread(m_observerThread, QStringLiteral("ERROR: Failed to stop observer thread"));
+    VORN_SYNC_TRACE(kTag, "~VornSyncManagerPrivate", QStringLiteral("Destroyed"));
+}
+
+void VornSyncManagerPrivate::createTimers()
+{
+    m_directoryStartTimer = new QTimer(this);
+    m_directoryStartTimer->setSingleShot(true);
+    m_directoryStartTimer->setInterval(kDirectoryStartDelayMs);
+    // Queued, so that the slot never runs inside the call that started the timer.
+    connect(m_directoryStartTimer, &QTimer::timeout, this, &VornSyncManagerPrivate::startDirectorySync,
+            Qt::QueuedConnection);
+
+    m_fileReadyTimeoutTimer = new QTimer(this);
+    m_fileReadyTimeoutTimer->setSingleShot(true);
+    m_fileReadyTimeoutTimer->setInterval(kFileReadyTimeoutMs);
+    connect(m_fileReadyTimeoutTimer, &QTimer::timeout, this, &VornSyncManagerPrivate::onFileReadyTimeout);
+}
+
+void VornSyncManagerPrivate::openDatabase(const QString& databasePath)
+{
+    m_database = std::make_shared<VornSyncDatabase>(databasePath);
+    connect(m_database.get(), &VornSyncDatabase::errorOccurred, this, &VornSyncManagerPrivate::onDbError);
+    if (m_database->initialize())
+        return;
+    VornSyncLog::critical(this, kSourcePath, __LINE__)
+        << "VornSyncManagerPrivate::VornSyncManagerPrivate: state database is not usable:" << databasePath;
+    emitError(QStringLiteral("ERROR: State database is not usable: '%1'.").arg(databasePath));
+}
+
+void VornSyncManagerPrivate::createWorker()
+{
+    m_workerThread = new VornSyncThread(QStringLiteral("SyncWorkerThread"), this);
+    m_worker = new VornSyncWorker;
+    m_worker->moveToThread(m_workerThread);
+    connect(m_workerThread, &QThread::finished, m_worker, &QObject::deleteLater);
+}
+
+void VornSyncManagerPrivate::createSynchronizer(int syncIntervalMs, const QStringList& exclusionPatterns)
+{
+    m_synchronizerThread = new VornSyncThread(QStringLiteral("SyncSynchronizerThread"), this);
+    m_synchronizer = new VornSyncSynchronizer(m_trashRootPath, syncIntervalMs, exclusionPatterns);
+    m_synchronizer->moveToThread(m_synchronizerThread);
+}
+
+void VornSyncManagerPrivate::connectSynchronizer()
+{
+    const VornSyncSynchronizer* synchronizer = m_synchronizer;
+    connect(synchronizer, &VornSyncSynchronizer::syncStarted, this,
+            &VornSyncManagerPrivate::onSynchronizerSyncStarted, Qt::QueuedConnection);
+    connect(synchronizer, &VornSyncSynchronizer::syncCompleted, this,
+            &VornSyncManagerPrivate::onSynchronizerSyncCompleted, Qt::QueuedConnection);
+    connect(synchronizer, &VornSyncSynchronizer::errorOccurred, this,
+            &VornSyncManagerPrivate::onSynchronizerErrorOccurred, Qt::QueuedConnection);
+    connect(synchronizer, &VornSyncSynchronizer::errorStateChanged, this,
+            &VornSyncManagerPrivate::refreshDatabaseCounters, Qt::QueuedConnection);
+    connect(synchronizer, &VornSyncSynchronizer::sigRunTask, m_worker, &VornSyncWorker::onAddTask,
+            Qt::QueuedConnection);
+    connect(this, &VornSyncManagerPrivate::sigAddTask, m_worker, &VornSyncWorker::onAddTask,
+            Qt::QueuedConnection);
+    connect(m_worker, &VornSyncWorker::taskDone, synchronizer, &VornSyncSynchronizer::onTaskDone,
+            Qt::QueuedConnection);
+    connect(m_synchronizerThread, &QThread::finished, synchronizer, &QObject::deleteLater);
+}
+
+void VornSyncManagerPrivate::createObserver(int syncIntervalMs)
+{
+    m_observerThread = new VornSyncThread(QStringLiteral("SyncObserverThread"), this);
+    m_observer = new VornSyncObserver(syncIntervalMs, nullptr);
+    m_observer->moveToThread(m_observerThread);
+    // Required: directoryChanged, which the observer never emits, is connected, and syncDirectoryNeeded is
+    // not. A change that the watcher sees starts no pass by itself.
+    connect(m_observer, &VornSyncObserver::directoryChanged, m_synchronizer,
+            &VornSyncSynchronizer::synchronizeDirectory, Qt::QueuedConnection);
+    connect(m_observer, &VornSyncObserver::periodicSyncNeeded, m_synchronizer,
+            &VornSyncSynchronizer::periodicSynchronization, Qt::QueuedConnection);
+    connect(m_observer, &VornSyncObserver::errorOccurred, this,
+            &VornSyncManagerPrivate::onObserverErrorOccurred, Qt::QueuedConnection);
+    connect(m_observerThread, &QThread::finished, m_observer, &QObject::deleteLater);
+}
+
+void VornSyncManagerPrivate::cleanUpPreviousRun()
+{
+    const int orphaned = m_database->cleanupOrphanedProcessingStates();
+    if (orphaned > 0)
+        VORN_SYNC_TRACE(kTag, "VornSyncManagerPrivate",
+                        QStringLiteral("Cleaned up %1 orphaned files from previous session").arg(orphaned));
+    const int stale = m_database->cleanupStaleProcessingStates(VornSyncDatabase::StillActiveTest());
+    if (stale > 0)
+        VORN_SYNC_TRACE(kTag, "VornSyncManagerPrivate",
+                        QStringLiteral("Cleaned up %1 stale processing files at startup").arg(stale));
+}
+
+void VornSyncManagerPrivate::startThreads()
+{
+    m_workerThread->start();
+    m_synchronizerThread->start();
+    m_observerThread->start();
+}
+
+void VornSyncManagerPrivate::stopThread(VornSyncThread* thread, const QString& failure)
+{
+    if (!thread || thread->stop(kThreadStopTimeoutMs))
+        return;
+    emitError(failure);
+    thread->letGo(m_database);
+}
+
+// ---- Errors -------------------------------------------------------------------------------------------
+
+void VornSyncManagerPrivate::emitError(const QString& message)
+{
+    VORN_SYNC_TRACE(kTag, "emitError", message);
+    if (m_isConstructed) {
+        emit m_public->errorOccurred(message);
+        return;
+    }
+    QMetaObject::invokeMethod(
+        this, [this, message] { emit m_public->errorOccurred(message); }, Qt::QueuedConnection);
+}
+
+void VornSyncManagerPrivate::onDbError(const QString& message)
+{
+    emitError(message);
+}
+
+void VornSyncManagerPrivate::onObserverErrorOccurred(const QString& message)
+{
+    emitError(QStringLiteral("Observer error: ") + message);
+}
+
+void VornSyncManagerPrivate::onSynchronizerErrorOccurred(const QString& message)
+{
+    emitError(QStringLiteral("Synchronizer error: ") + message);
+}
+
+// ---- Directory pairs ----------------------------------------------------------------------------------
+
+bool VornSyncManagerPrivate::addDirectory(const QString& aliasName, const QString& localPath,
+                                          const QString& distantPath)
+{
+    if (!checkDirectories(aliasName, localPath, distantPath) || !makeTrashDirectory(aliasName))
+        return false;
+    const int directoryId =
+        m_database->addDirectory(aliasName, localPath, distantPath, trashDirectory(aliasName));
+    if (directoryId < 0) {
+        emitError(
+            QStringLiteral("ERROR: Failure to add directory in database for alias: '%1'.").arg(aliasName));
+        return false;
+    }
+    request(m_synchronizer, "invalidateDirPathCache", Q_ARG(int, directoryId));
+    if (isDirectory(distantPath)) {
+        resumeDirectorySync(aliasName);
+        return true;
+    }
+    const QPointer<VornSyncManagerPrivate> self(this);
+    emitError(
+        QStringLiteral("Warning: Given distant path for alias: '%1' does not exist or is not a directory")
+            .arg(aliasName));
+    if (self)
+        suspendDirectorySync(aliasName);
+    return true;
+}
+
+QString VornSyncManagerPrivate::trashDirectory(const QString& aliasName) const
+{
+    return addLastPathSepIfNeeded(m_trashRootPath) + aliasName;
+}
+
+bool VornSyncManagerPrivate::checkDirectories(const QString& aliasName, const QString& localPath,
+                                              const QString& distantPath)
+{
+    if (!isDirectory(localPath)) {
+        emitError(
+            QStringLiteral("ERROR: Given local path for alias: '%1' does not exist or is not a directory")
+                .arg(aliasName));
+        return false;
+    }
+    const QString trashPath = trashDirectory(aliasName);
+    const QString root = addLastPathSepIfNeeded(QDir::cleanPath(QDir(m_trashRootPath).absolutePath()));
+    const QString place = QDir::cleanPath(QDir(trashPath).absolutePath());
+    const bool isBelowRoot = place.startsWith(root) && place.size() > root.size();
+    if (aliasName.isEmpty() || aliasName.contains(QChar(QChar::Null)) || !isBelowRoot) {
+        emitError(QStringLiteral("ERROR: Alias: '%1' cannot name a trash directory.").arg(aliasName));
+        return false;
+    }
+    const bool hasDistantPath = !distantPath.isEmpty();
+    if (VornSyncFiles::isSamePlace(localPath, trashPath) ||
+        (hasDistantPath && (VornSyncFiles::isSamePlace(localPath, distantPath) ||
+                            VornSyncFiles::isSamePlace(distantPath, trashPath)))) {
+        emitError(
+            QStringLiteral("ERROR: Local, distant and trash directories of alias: '%1' must be different.")
+                .arg(aliasName));
+        return false;
+    }
+    return true;
+}
+
+bool VornSyncManagerPrivate::makeTrashDirectory(const QString& aliasName)
+{
+    const QString path = trashDirectory(aliasName);
+    if (QFileInfo(path).isDir())
+        return true;
+    if (!QDir().mkpath(path)) {
+        emitError(QStringLiteral("ERROR: Failure to create trash directory for alias: '%1'.").arg(aliasName));
+        return false;
+    }
+    VORN_SYNC_TRACE(kTag, "addDirectory", QStringLiteral("Create trash directory: '%1'.").arg(path));
+    return true;
+}
+
+bool VornSyncManagerPrivate::removeDirectory(const QString& aliasName)
+{
+    const int directoryId = m_database->getDirectoryIdByAlias(aliasName);
+    if (directoryId < 0) {
+        emitError(QStringLiteral("Warning: Directory not found in database for alias: '%1'.").arg(aliasName));
+        return false;
+    }
+    const QString localPath = m_database->getDirectoryLocalPath(directoryId);
+    if (localPath.isEmpty()) {
+        emitError(QStringLiteral("Warning: Directory local path not found in database for alias: '%1'.")
+                      .arg(aliasName));
+        return false;
+    }
+    request(m_observer, "removeDirectoryFromWatch", Q_ARG(int, directoryId), Q_ARG(QString, localPath));
+    if (!m_database->deleteDirectory(directoryId)) {
+        emitError(QStringLiteral("ERROR: Failure to remove directory from database for alias: '%1'.")
+                      .arg(aliasName));
+        return false;
+    }
+    VORN_SYNC_TRACE(kTag, "removeDirectory",
+                    QStringLiteral("Directory removed successfully for alias: '%1'.").arg(aliasName));
+    request(m_synchronizer, "invalidateDirPathCache", Q_ARG(int, directoryId));
+    takeOffPendingStarts(aliasName);
+    m_pausedAliases.removeAll(aliasName);
+    refreshDatabaseCounters();
+    return true;
+}
+
+void VornSyncManagerPrivate::resumeDirectorySync(const QString& aliasName)
+{
+    QMutexLocker lock(&m_pendingStartMutex);
+    VORN_SYNC_TRACE(kTag, "resumeDirectorySync", QStringLiteral("Alias = ") + aliasName);
+    if (!m_pendingStarts.contains(aliasName))
+        m_pendingStarts.append(aliasName);
+    m_directoryStartTimer->start();
+}
+
+void VornSyncManagerPrivate::suspendDirectorySync(const QString& aliasName)
+{
+    VORN_SYNC_TRACE(kTag, "suspendDirectorySync", QStringLiteral("Alias = ") + aliasName);
+    takeOffPendingStarts(aliasName);
+    const int directoryId = m_database->getDirectoryIdByAlias(aliasName);
+    if (directoryId < 0)
+        return;
+    const QString localPath = m_database->getDirectoryLocalPath(directoryId);
+    request(m_observer, "removeDirectoryFromWatch", Q_ARG(int, directoryId), Q_ARG(QString, localPath));
+    m_database->setDirectoryUnavailable(directoryId);
+}
+
+void VornSyncManagerPrivate::takeOffPendingStarts(const QString& aliasName)
+{
+    QMutexLocker lock(&m_pendingStartMutex);
+    if (m_pendingStarts.removeAll(aliasName) > 0 && m_pendingStarts.isEmpty())
+        m_directoryStartTimer->stop();
+}
+
+void VornSyncManagerPrivate::startDirectorySync()
+{
+    QString aliasName;
+    {
+        QMutexLocker lock(&m_pendingStartMutex);
+        if (m_pendingStarts.isEmpty())
+            return;
+        aliasName = m_pendingStarts.takeFirst();
+    }
+    makeAvailable(aliasName);
+    QMutexLocker lock(&m_pendingStartMutex);
+    if (!m_pendingStarts.isEmpty())
+        m_directoryStartTimer->start();
+}
+
+void VornSyncManagerPrivate::makeAvailable(const QString& aliasName)
+{
+    const int directoryId = m_database->getDirectoryIdByAlias(aliasName);
+    if (directoryId < 0)
+        return;
+    m_database->setDirectoryAvailable(directoryId);
+    const QString localPath = m_database->getDirectoryLocalPath(directoryId);
+    request(m_observer, "addDirectoryToWatch", Q_ARG(int, directoryId), Q_ARG(QString, localPath));
+    request(m_synchronizer, "synchronizeDirectory", Q_ARG(int, directoryId));
+}
+
+void VornSyncManagerPrivate::pauseAll()
+{
+    VORN_SYNC_TRACE(kTag, "pauseAll", QStringLiteral("Pausing all directory synchronizations"));
+    if (m_isPausedAll) {
+        VORN_SYNC_TRACE(kTag, "pauseAll", QStringLiteral("Already paused, ignoring"));
+        return;
+    }
+    m_isPausedAll = true;
+    m_pausedAliases.clear();
+    const QList<int> directoryIds = m_database->getDirectoryIds(false);
+    for (int directoryId : directoryIds) {
+        const QString aliasName = m_database->getDirectoryAlias(directoryId);
+        if (aliasName.isEmpty())
+            continue;
+        suspendDirectorySync(aliasName);
+        m_pausedAliases.append(aliasName);
+        VORN_SYNC_TRACE(kTag, "pauseAll", QStringLiteral("Suspended alias: ") + aliasName);
+    }
+    request(m_observer, "stopPeriodicSync");
+    VORN_SYNC_TRACE(kTag, "pauseAll", QStringLiteral("Stopped periodic sync timer"));
+    VORN_SYNC_TRACE(kTag, "pauseAll", QStringLiteral("Paused %1 directories").arg(m_pausedAliases.size()));
+}
+
+void VornSyncManagerPrivate::resumeAll()
+{
+    VORN_SYNC_TRACE(kTag, "resumeAll",
+                    QStringLiteral("Resuming all previously paused directory synchronizations"));
+    if (!m_isPausedAll) {
+        VORN_SYNC_TRACE(kTag, "resumeAll", QStringLiteral("Not in paused state, ignoring"));
+        return;
+    }
+    request(m_observer, "startObserving");
+    VORN_SYNC_TRACE(kTag, "resumeAll", QStringLiteral("Restarted periodic sync timer"));
+    for (const QString& aliasName : qAsConst(m_pausedAliases)) {
+        resumeDirectorySync(aliasName);
+        VORN_SYNC_TRACE(kTag, "resumeAll", QStringLiteral("Resumed alias: ") + aliasName);
+    }
+    VORN_SYNC_TRACE(kTag, "resumeAll", QStringLiteral("Resumed %1 directories").arg(m_pausedAliases.size()));
+    m_pausedAliases.clear();
+    m_isPausedAll = false;
+}
+
+bool VornSyncManagerPrivate::isAliasDirectorySynchronised(const QString& aliasName) const
+{
+    return m_database->getDirectoryIdByAlias(aliasName) >= 0;
+}
+
+bool VornSyncManagerPrivate::isLocalDirectorySynchronised(const QString& localPath) const
+{
+    return m_database->getDirectoryIdByLocalPath(localPath) >= 0;
+}
+
+QString VornSyncManagerPrivate::getLocalDirSynchronizedAlias(const QString& localPath) const
+{
+    const int directoryId = m_database->getDirectoryIdByLocalPath(localPath);
+    return directoryId < 0 ? QString() : m_database->getDirectoryAlias(directoryId);
+}
+
+// ---- Counters, recent events and error list -----------------------------------------------------------
+
+bool VornSyncManagerPrivate::isIdle() const
+{
+    return m_activeSyncCount == 0 && m_fileReadyDirectoryId < 0;
+}
+
+void VornSyncManagerPrivate::onSynchronizerSyncStarted(const QString& filePath)
+{
+    const QPointer<VornSyncManagerPrivate> self(this);
+    const bool wasIdle = m_activeSyncCount++ == 0;
+    if (wasIdle)
+        emit m_public->idleChanged(false);
+    if (self)
+        refreshDatabaseCounters();
+    if (self)
+        emit m_public->countersChanged();
+    if (self)
+        emit m_public->syncStarted(filePath);
+}
+
+void VornSyncManagerPrivate::onSynchronizerSyncCompleted(const QString& filePath, bool succeeded)
+{
+    const QPointer<VornSyncManagerPrivate> self(this);
+    // Required: follows the count alone, even while a file-ready request is outstanding.
+    if (m_activeSyncCount > 0 && --m_activeSyncCount == 0)
+        emit m_public->idleChanged(true);
+    if (self)
+        refreshDatabaseCounters();
+    if (self)
+        emit m_public->countersChanged();
+    if (self)
+        recordRecentEvent(filePath, QStringLiteral("sync"), succeeded);
+    if (self)
+        emit m_public->syncCompleted(filePath, succeeded);
+}
+
+void VornSyncManagerPrivate::recordRecentEvent(const QString& filePath, const QString& action, bool succeeded)
+{
+    QVariantMap event;
+    event.insert(QStringLiteral("filePath"), filePath);
+    event.insert(QStringLiteral("fileName"), QFileInfo(filePath).fileName());
+    event.insert(QStringLiteral("action"), action);
+    event.insert(QStringLiteral("succeeded"), succeeded);
+    event.insert(QStringLiteral("timestamp"), QDateTime::currentDateTime().toString(Qt::ISODate));
+    m_recentEvents.prepend(event);
+    while (m_recentEvents.size() > kMaxRecentEvents)
+        m_recentEvents.removeLast();
+    emit m_public->recentEventsChanged();
+}
+
+void VornSyncManagerPrivate::refreshDatabaseCounters()
+{
+    const int pending = m_database->countFilesByStatuses(
+        {ceSfsUnknown, ceSfsPendingSync, ceSfsPendingDelete, ceSfsPendingRestore});
+    const int errors = m_database->countFilesInError();
+    const int done = m_database->countFilesByStatuses({ceSfsUpToDate});
+    if (pending == m_pendingCount && errors == m_errorCount && done == m_doneCount && errors == 0)
+        return;
+    const bool wasListEmpty = m_errorCount == 0;
+    m_pendingCount = pending;
+    m_errorCount = errors;
+    m_doneCount = done;
+    if (errors > 0 || !wasListEmpty)
+        reloadErrorFiles();
+    emit m_public->countersChanged();
+}
+
+void VornSyncManagerPrivate::reloadErrorFiles()
+{
+    m_errorFiles.clear();
+    if (m_errorCount < 1)
+        return;
+    const QList<QVariantMap> rows = m_database->getErrorFiles();
+    for (const QVariantMap& row : rows) {
+        QVariantMap entry;
+        for (const QString& key : {QStringLiteral("aliasName"), QStringLiteral("fileName"),
+                                   QStringLiteral("errorCode"), QStringLiteral("status")})
+            entry.insert(key, row.value(key));
+        m_errorFiles.append(entry);
+    }
+}
+
+// ---- File-ready requests ------------------------------------------------------------------------------
+
+void VornSyncManagerPrivate::requestFileReady(const QString& filePath)
+{
+    traceNotAvailable("requestFileReady");
+    emit m_public->fileReady(filePath, QFileInfo::exists(filePath));
+}
+
+void VornSyncManagerPrivate::onFileReadyTaskDone(pVornSyncTask task, bool success)
+{
+    Q_UNUSED(task)
+    Q_UNUSED(success)
+    traceNotAvailable("onFileReadyTaskDone");
+}
+
+void VornSyncManagerPrivate::onFileReadyTimeout()
+{
+    traceNotAvailable("onFileReadyTimeout");
+}
+
+// ---- User actions on files ----------------------------------------------------------------------------
+
+// False after a critical message when the synchronizer is gone.
+bool VornSyncManagerPrivate::hasSynchronizer(const char* method) const
+{
+    if (m_synchronizer)
+        return true;
+    VornSyncLog::critical(this, kSourcePath, __LINE__)
+        << (QByteArray("VornSyncManagerPrivate::") + method + ": synchronizer is null").constData();
+    return false;
+}
+
+// The alias's directory id; 0 or less, after a trace line that ends in `outcome`, for an unknown one.
+int VornSyncManagerPrivate::knownDirectoryId(const char* method, const QString& aliasName,
+                                             const char* outcome)
+{
+    const int directoryId = m_database->getDirectoryIdByAlias(aliasName);
+    // Required: 0 counts as unknown too.
+    if (directoryId <= 0)
+        VORN_SYNC_TRACE(kTag, method,
+                        QStringLiteral("Unknown alias '%1', %2").arg(aliasName, QLatin1String(outcome)));
+    return directoryId;
+}
+
+bool VornSyncManagerPrivate::isUsableFileName(const QString& aliasName, const QString& fileName)
+{
+    if (VornSyncTypes::isValidFileName(fileName))
+        return true;
+    emitError(QStringLiteral("ERROR: Invalid file name: '%1' for alias: '%2'.").arg(fileName, aliasName));
+    return false;
+}
+
+void VornSyncManagerPrivate::notifyLocalFileChanged(const QString& aliasName, const QString& fileName)
+{
+    if (!hasSynchronizer("notifyLocalFileChanged"))
+        return;
+    const int directoryId = knownDirectoryId("notifyLocalFileChanged", aliasName, "ignored");
+    if (directoryId <= 0 || !isUsableFileName(aliasName, fileName))
+        return;
+    VORN_SYNC_TRACE(kTag, "notifyLocalFileChanged",
+                    QStringLiteral("Dispatching '%1' of alias '%2'").arg(fileName, aliasName));
+    request(m_synchronizer, "notifyLocalFileChanged", Q_ARG(int, directoryId), Q_ARG(QString, fileName));
+}
+
+void VornSyncManagerPrivate::requestSync()
+{
+    if (m_isPausedAll) {
+        VORN_SYNC_TRACE(kTag, "requestSync", QStringLiteral("Sync is paused, ignoring request"));
+        return;
+    }
+    if (!hasSynchronizer("requestSync"))
+        return;
+    VORN_SYNC_TRACE(kTag, "requestSync", QStringLiteral("Triggering immediate synchronization cycle"));
+    request(m_synchronizer, "periodicSynchronization");
+}
+
+void VornSyncManagerPrivate::retrySync(const QString&, const QString&)
+{
+    traceNotAvailable("retrySync");
+}
+
+void VornSyncManagerPrivate::retryAllErrors()
+{
+    traceNotAvailable("retryAllErrors");
+}
+
+void VornSyncManagerPrivate::acknowledgeAllMissing()
+{
+    traceNotAvailable("acknowledgeAllMissing");
+}
+
+void VornSyncManagerPrivate::deleteAllDistantMissing()
+{
+    traceNotAvailable("deleteAllDistantMissing");
+}
+
+void VornSyncManagerPrivate::moveToTrashFile(const QString&, const QString&)
+{
+    traceNotAvailable("moveToTrashFile");
+}
+
+void VornSyncManagerPrivate::commitRename(const QString&, const QString&, const QString&)
+{
+    traceNotAvailable("commitRename");
+}
+
+void VornSyncManagerPrivate::abortRename(const QString&, const QString&, const QString&)
+{
+    traceNotAvailable("abortRename");
+}
+
+void VornSyncManagerPrivate::notifyLocalFileDeleted(const QString&, const QString&)
+{
+    traceNotAvailable("notifyLocalFileDeleted");
+}
+
+void VornSyncManagerPrivate::tombstoneLocalFile(const QString&, const QString&)
+{
+    traceNotAvailable("tombstoneLocalFile");
+}
+
+bool VornSyncManagerPrivate::lockForRename(const QString&, const QString&, const QString&)
+{
+    traceNotAvailable("lockForRename");
+    return false;
+}
+
+bool VornSyncManagerPrivate::resetSyncDatabase(int)
+{
+    traceNotAvailable("resetSyncDatabase");
+    return false;
+}
+
+bool VornSyncManagerPrivate::wipeSyncDatabaseFile()
+{
+    traceNotAvailable("wipeSyncDatabaseFile");
+    return false;
+}
