@@ -3,6 +3,7 @@
 #include "vorn_sync_database.h"
 #include "vorn_sync_directory_listing.h"
 #include "vorn_sync_log.h"
+#include "vorn_sync_pass.h"
 #include "vorn_sync_times.h"
 
 #include <QDateTime>
@@ -28,7 +29,6 @@ constexpr int kSaturationThreshold = 10;       // tasks in flight from which on 
 constexpr int kVerificationPeriodCycles = 6;   // every sixth cycle verifies
 constexpr int kVerificationBudgetPercent = 20; // of the sync interval
 constexpr qint64 kVerificationBudgetMinimumMs = 100;
-constexpr int kDistantMissingThreshold = 2; // observations before a missing copy is believed
 constexpr int kTrashRetentionDays = 30;
 constexpr int kSideCarDelayMs = 500; // an SQLite checkpoint is mostly over by then
 constexpr int kSideCarDeferrals = 10;
@@ -70,35 +70,6 @@ QString named(const QString& fileName, int directoryId)
 
 } // namespace
 
-// Everything one pass knows. The rows are read in one statement; a row that is written while the pass runs
-// is read again before it is decided on.
-struct VornSyncSynchronizer::Pass
-{
-    int directoryId = VornSyncTypes::kNoDirectoryId;
-    QString localPath;
-    VornSyncDirectoryListing local;
-    VornSyncDirectoryListing distant;
-    QVector<VornSyncFileRow> rows;
-    QHash<QString, int> rowIndexes;
-    QSet<QString> renaming;
-    QHash<QString, VornSyncFileFacts> localFacts; // each local file is asked for once
-    QStringList excludedNames;                    // sorted; filled when the first side-car test asks
-    bool hasExcludedNames = false;
-
-    // A plain file that the listing leaves out (a hidden one) is still there: only the disk knows.
-    VornSyncFileFacts factsOf(const QString& fileName)
-    {
-        const auto known = localFacts.constFind(fileName);
-        if (known != localFacts.constEnd())
-            return known.value();
-        const QString path = joined(localPath, fileName);
-        const VornSyncFileFacts facts =
-            local.find(fileName) ? VornSyncFiles::listedFacts(path) : VornSyncFiles::facts(path);
-        localFacts.insert(fileName, facts);
-        return facts;
-    }
-};
-
 // --- Life cycle -----------------------------------------------------------------------------------------
 
 VornSyncSynchronizer::VornSyncSynchronizer(const QString& trashPath_, int syncIntervalMs_,
@@ -106,19 +77,8 @@ VornSyncSynchronizer::VornSyncSynchronizer(const QString& trashPath_, int syncIn
     : QObject(parent)
     , trashPath(trashPath_)
     , syncIntervalMs(syncIntervalMs_)
+    , exclusions(patterns)
 {
-    for (const QString& pattern : patterns) {
-        if (pattern.isEmpty())
-            continue;
-        const QRegularExpression expression(QRegularExpression::wildcardToRegularExpression(pattern),
-                                            QRegularExpression::CaseInsensitiveOption);
-        if (expression.isValid()) {
-            exclusionPatterns.append(expression);
-            continue;
-        }
-        qWarning() << "VornSyncSynchronizer: ignoring invalid exclusion pattern" << pattern
-                   << "reason:" << expression.errorString();
-    }
     VORN_SYNC_TRACE(
         kTag, "VornSyncSynchronizer",
         QStringLiteral("Created with trash path: %1, sync interval: %2 ms, exclusion patterns: %3")
@@ -141,7 +101,7 @@ void VornSyncSynchronizer::initialize(VornSyncDatabase* newDatabase)
 
 void VornSyncSynchronizer::sweepExcludedRowsFromDatabase()
 {
-    if (!db() || exclusionPatterns.isEmpty())
+    if (!db() || exclusions.isEmpty())
         return;
     int purged = 0;
     const QList<int> directoryIds = db()->getDirectoryIds(false);
@@ -189,140 +149,72 @@ bool VornSyncSynchronizer::isUsableFileName(int directoryId, const QString& file
 
 // --- Paths and names ------------------------------------------------------------------------------------
 
-QString VornSyncSynchronizer::cachedPath(QHash<int, QString>& cache, int directoryId,
+QString VornSyncSynchronizer::cachedPath(VornSyncPathCache::Kind kind, int directoryId,
                                          QString (VornSyncDatabase::*read)(int))
 {
-    {
-        QMutexLocker locker(&pathCacheMutex);
-        const auto it = cache.constFind(directoryId);
-        if (it != cache.constEnd())
-            return it.value();
-    }
     if (!db())
         return QString();
-    const QString path = (db()->*read)(directoryId);
-    QMutexLocker locker(&pathCacheMutex);
-    cache.insert(directoryId, path);
-    return path;
+    return pathCache.path(kind, directoryId, [&] { return (db()->*read)(directoryId); });
 }
 
 QString VornSyncSynchronizer::localDirPath(int directoryId)
 {
-    return cachedPath(localPathCache, directoryId, &VornSyncDatabase::getDirectoryLocalPath);
+    return cachedPath(VornSyncPathCache::Kind::Local, directoryId, &VornSyncDatabase::getDirectoryLocalPath);
 }
 
 QString VornSyncSynchronizer::distantDirPath(int directoryId)
 {
-    return cachedPath(distantPathCache, directoryId, &VornSyncDatabase::getDirectoryDistantPath);
+    return cachedPath(VornSyncPathCache::Kind::Distant, directoryId,
+                      &VornSyncDatabase::getDirectoryDistantPath);
 }
 
 QString VornSyncSynchronizer::trashDirPath(int directoryId)
 {
-    return cachedPath(trashPathCache, directoryId, &VornSyncDatabase::getDirectoryTrashPath);
+    return cachedPath(VornSyncPathCache::Kind::Trash, directoryId, &VornSyncDatabase::getDirectoryTrashPath);
 }
 
 void VornSyncSynchronizer::invalidateDirPathCache(int directoryId)
 {
-    {
-        QMutexLocker locker(&pathCacheMutex);
-        if (directoryId < 0) {
-            localPathCache.clear();
-            distantPathCache.clear();
-            trashPathCache.clear();
-        } else {
-            localPathCache.remove(directoryId);
-            distantPathCache.remove(directoryId);
-            trashPathCache.remove(directoryId);
-        }
-    }
+    pathCache.invalidate(directoryId);
+    const bool isOwnThread = QThread::currentThread() == thread();
     QMetaObject::invokeMethod(
         this, [this, directoryId] { clearTables(directoryId); },
-        QThread::currentThread() == thread() ? Qt::DirectConnection : Qt::QueuedConnection);
+        isOwnThread ? Qt::DirectConnection : Qt::QueuedConnection);
 }
 
 // A directory id may be used again after a wipe: what was remembered about the old one must not meet the new
 // one. An id that is still registered only had its paths changed.
 void VornSyncSynchronizer::clearTables(int directoryId)
 {
-    const bool all = directoryId < 0;
-    if (!db() || (!all && !db()->getDirectoryAlias(directoryId).isEmpty()))
+    if (!db() || (directoryId >= 0 && !db()->getDirectoryAlias(directoryId).isEmpty()))
         return;
-    const auto isMeant = [all, directoryId](const VornSyncFileKey& key) {
-        return all || key.first == directoryId;
-    };
-    const auto clear = [&isMeant](auto& table) {
-        for (auto it = table.begin(); it != table.end();)
-            it = isMeant(it.key()) ? table.erase(it) : it + 1;
-    };
-    const auto clearSet = [&isMeant](QSet<VornSyncFileKey>& set) {
-        for (auto it = set.begin(); it != set.end();)
-            it = isMeant(*it) ? set.erase(it) : it + 1;
-    };
-
-    clear(distantMissingObservations);
-    clearSet(observedThisCycle);
-    clearSet(changedInFlight);
-    clear(sideCarRetries);
-    clear(verifyQueueIndex);
-    const auto stale = [&isMeant](const VerifyEntry& e) { return isMeant({e.directoryId, e.fileName}); };
-    verifyQueue.erase(std::remove_if(verifyQueue.begin(), verifyQueue.end(), stale), verifyQueue.end());
+    observations.clear(directoryId);
+    verifyQueue.clear(directoryId);
+    flights.clearDeferred(directoryId);
+    renames.clear(directoryId);
+    VornSyncTypes::eraseOfDirectory(changedInFlight, directoryId);
+    VornSyncTypes::eraseOfDirectory(sideCarRetries, directoryId);
     const QList<VornSyncFileKey> timerKeys = sideCarTimers.keys();
     for (const VornSyncFileKey& key : timerKeys) {
-        if (isMeant(key))
+        if (VornSyncTypes::isOfDirectory(key, directoryId))
             dropSideCarTimer(key);
     }
-    {
-        QMutexLocker locker(&inFlightMutex);
-        clearSet(deferredDistantRemoves);
-    }
-    QMutexLocker locker(&renameMutex);
-    clearSet(renameLocks);
-    clear(pendingRenames);
 }
 
 bool VornSyncSynchronizer::matchesExclusionPattern(const QString& fileName) const
 {
-    if (fileName.isEmpty())
-        return false;
-    return std::any_of(exclusionPatterns.begin(), exclusionPatterns.end(),
-                       [&fileName](const QRegularExpression& e) { return e.match(fileName).hasMatch(); });
-}
-
-QStringList VornSyncSynchronizer::excludedNames(const VornSyncDirectoryListing& listing) const
-{
-    QStringList names;
-    for (const VornSyncDirectoryListing::Entry& entry : listing.entries()) {
-        if (entry.isPlainFile && !entry.isHidden && matchesExclusionPattern(entry.name))
-            names.append(entry.name);
-    }
-    std::sort(names.begin(), names.end());
-    return names;
+    return exclusions.matches(fileName);
 }
 
 bool VornSyncSynchronizer::hasActiveSideCar(const QString& localFilePath) const
 {
-    if (exclusionPatterns.isEmpty() || localFilePath.isEmpty())
+    if (exclusions.isEmpty() || localFilePath.isEmpty())
         return false;
     const QFileInfo file(localFilePath);
-    const QString fileName = file.fileName();
-
-    // The pass that is running has listed the directory already: one listing serves all its files.
-    QStringList names;
-    if (currentPass && localFilePath == joined(currentPass->localPath, fileName)) {
-        if (!currentPass->hasExcludedNames) {
-            currentPass->excludedNames = excludedNames(currentPass->local);
-            currentPass->hasExcludedNames = true;
-        }
-        names = currentPass->excludedNames;
-    } else {
-        names = excludedNames(VornSyncDirectoryListing::read(file.path()));
-    }
-
-    // Sorted names that begin with the file's name stand together, from the name itself on.
-    auto it = std::lower_bound(names.constBegin(), names.constEnd(), fileName);
-    if (it != names.constEnd() && *it == fileName)
-        ++it;
-    return it != names.constEnd() && it->startsWith(fileName);
+    if (currentPass && currentPass->isInDirectory(localFilePath))
+        return currentPass->hasActiveSideCar(file.fileName(), exclusions);
+    const auto listing = VornSyncDirectoryListing::read(file.path());
+    return VornSyncExclusions::hasSideCar(exclusions.matchingNames(listing), file.fileName());
 }
 
 // --- Directory pass -------------------------------------------------------------------------------------
@@ -335,122 +227,50 @@ void VornSyncSynchronizer::synchronizeDirectory(int directoryId)
     if (!hasDatabase())
         return;
 
-    Pass pass;
-    pass.directoryId = directoryId;
-    if (gather(pass)) {
-        currentPass = &pass;
-        passTracked(pass);
-        if (pass.distant.isComplete())
-            passLocal(pass);
-        else
-            VORN_SYNC_TRACE(
-                kTag, "synchronizeDirectory",
-                QStringLiteral("Skip local files scan (dirId=%1): distant directory not accessible")
-                    .arg(directoryId));
-        currentPass = nullptr;
-    }
+    VornSyncPass pass(*db(), directoryId, localDirPath(directoryId), distantDirPath(directoryId),
+                      renames.lockedNames(directoryId));
+    QString error;
+    if (pass.gather(error))
+        runPass(pass);
+    else if (!error.isEmpty())
+        emitError(error);
     VORN_SYNC_TRACE(kTag, "synchronizeDirectory",
                     QStringLiteral("End directory synchronization for directoryId: %1").arg(directoryId));
 }
 
-// False when nothing may be decided: the rows or the local directory can't be read, or the thread is to stop.
-bool VornSyncSynchronizer::gather(Pass& pass)
+void VornSyncSynchronizer::runPass(VornSyncPass& pass)
 {
-    const int directoryId = pass.directoryId;
-    pass.localPath = localDirPath(directoryId);
-    // Without its rows every local file would look new.
-    if (!db()->readDirectoryRows(directoryId, pass.rows))
-        return false;
-    pass.distant = VornSyncDirectoryListing::read(distantDirPath(directoryId));
-    pass.local = VornSyncDirectoryListing::read(pass.localPath);
-    if (isStopping())
-        return false;
-    if (pass.local.outcome() == VornSyncDirectoryListing::Outcome::Failed) {
-        emitError(QStringLiteral("ERROR: Local directory can't be listed: '%1'. Error: %2")
-                      .arg(pass.localPath, pass.local.errorText()));
-        return false;
-    }
-
-    pass.rowIndexes.reserve(pass.rows.size());
-    int trackedCount = 0;
-    for (int i = 0; i < pass.rows.size(); ++i) {
-        pass.rowIndexes.insert(pass.rows.at(i).fileName, i);
-        trackedCount += isTombstoned(pass.rows.at(i).status) ? 0 : 1;
-    }
-    VORN_SYNC_TRACE(kTag, "synchronizeDirectory",
-                    QStringLiteral("Directory %1: trackedFiles=%2, distantFiles=%3, localFiles=%4, "
-                                   "distantAccessible=%5")
-                        .arg(directoryId)
-                        .arg(trackedCount)
-                        .arg(pass.distant.isComplete() ? pass.distant.plainFileCount() : 0)
-                        .arg(pass.local.plainFileCount())
-                        .arg(pass.distant.isComplete() ? QStringLiteral("YES") : QStringLiteral("NO")));
-    {
-        QMutexLocker locker(&renameMutex);
-        for (const VornSyncFileKey& key : qAsConst(renameLocks)) {
-            if (key.first == directoryId)
-                pass.renaming.insert(key.second);
-        }
-    }
-    pruneObservations(pass);
-    return true;
+    VORN_SYNC_TRACE(
+        kTag, "synchronizeDirectory",
+        QStringLiteral("Directory %1: %2").arg(QString::number(pass.directoryId()), pass.summary()));
+    observations.prune(pass.directoryId(),
+                       [&pass](const QString& fileName) { return pass.wasUpToDate(fileName); });
+    currentPass = &pass;
+    passTracked(pass);
+    if (pass.isDistantAccessible())
+        passLocal(pass);
+    else
+        VORN_SYNC_TRACE(kTag, "synchronizeDirectory",
+                        QStringLiteral("Skip local files scan (dirId=%1): distant directory not accessible")
+                            .arg(pass.directoryId()));
+    currentPass = nullptr;
 }
 
-// What was observed of a row counts only while the row stays up to date.
-void VornSyncSynchronizer::pruneObservations(const Pass& pass)
+void VornSyncSynchronizer::passTracked(VornSyncPass& pass)
 {
-    for (auto it = distantMissingObservations.begin(); it != distantMissingObservations.end();) {
-        const int index = pass.rowIndexes.value(it.key().second, -1);
-        const bool isUpToDate = index >= 0 && pass.rows.at(index).status == ceSfsUpToDate;
-        const bool isStale = it.key().first == pass.directoryId && !isUpToDate;
-        it = isStale ? distantMissingObservations.erase(it) : it + 1;
-    }
-}
-
-void VornSyncSynchronizer::refreshRow(const Pass& pass, VornSyncPassFile& file, const QString& fileName)
-{
-    const int index = pass.rowIndexes.value(fileName, -1);
-    file.hasRow = index >= 0;
-    if (file.hasRow)
-        file.row = pass.rows.at(index);
-    file.row.fileName = fileName;
-    if (!db()->isRowChangedSinceRead(pass.directoryId, fileName))
-        return;
-    VornSyncFileRow row;
-    bool found = false;
-    if (!db()->readFileRow(pass.directoryId, fileName, row, found))
-        return;
-    file.hasRow = found;
-    file.row = found ? row : VornSyncFileRow();
-    file.row.fileName = fileName;
-}
-
-void VornSyncSynchronizer::passTracked(Pass& pass)
-{
-    for (int i = 0; i < pass.rows.size() && !isStopping(); ++i) {
-        const QString fileName = pass.rows.at(i).fileName;
-        if (isTombstoned(pass.rows.at(i).status) || !VornSyncTypes::isValidFileName(fileName))
+    for (const VornSyncFileRow& row : pass.rows()) {
+        if (isStopping())
+            return;
+        if (isTombstoned(row.status) || !VornSyncTypes::isValidFileName(row.fileName))
             continue;
-        VornSyncPassFile file;
-        refreshRow(pass, file, fileName);
-        if (!file.hasRow)
-            continue;
-        file.isRenaming = pass.renaming.contains(fileName);
-        file.isDistantAccessible = pass.distant.isComplete();
-        if (file.isDistantAccessible)
-            file.distant = pass.distant.presence(fileName);
-        // A file in error that is not listed is passed over whatever the disk says.
-        if (!pass.local.find(fileName) && isInError(file.row.status))
-            file.local.presence = VornSyncPresence::Absent;
-        else
-            file.local = pass.factsOf(fileName);
-        actOnTracked(pass, file);
+        const VornSyncPassFile file = pass.file(row.fileName);
+        if (file.hasRow)
+            actOnTracked(pass.directoryId(), file);
     }
 }
 
-void VornSyncSynchronizer::actOnTracked(const Pass& pass, const VornSyncPassFile& file)
+void VornSyncSynchronizer::actOnTracked(int id, const VornSyncPassFile& file)
 {
-    const int id = pass.directoryId;
     const QString& fileName = file.row.fileName;
     const auto trace = [&](const QString& reason) {
         VORN_SYNC_TRACE(kTag, "synchronizeDirectory", skipText("tracked", fileName, id, reason));
@@ -458,7 +278,7 @@ void VornSyncSynchronizer::actOnTracked(const Pass& pass, const VornSyncPassFile
     const VornSyncVerdict verdict = VornSyncFileDecision::forTracked(file);
     const bool isOnBothSides = file.distant == VornSyncPresence::Present && isPlainFile(file.local);
     if (isOnBothSides && !file.isRenaming && !isInProgress(file.row.status))
-        distantMissingObservations.remove({id, fileName});
+        observations.remove({id, fileName});
 
     switch (verdict) {
     case VornSyncVerdict::SkipRenaming:
@@ -480,7 +300,7 @@ void VornSyncSynchronizer::actOnTracked(const Pass& pass, const VornSyncPassFile
         putInErrorIf(id, fileName, file.row.status, ceSecLocalFileMissing);
         return;
     case VornSyncVerdict::ForgetObservation:
-        distantMissingObservations.remove({id, fileName});
+        observations.remove({id, fileName});
         return;
     case VornSyncVerdict::ObserveDistantMissing:
         observeInPass(id, fileName);
@@ -501,25 +321,15 @@ void VornSyncSynchronizer::actOnTracked(const Pass& pass, const VornSyncPassFile
 
 void VornSyncSynchronizer::observeInPass(int directoryId, const QString& fileName)
 {
-    const int count = observeDistantMissing({directoryId, fileName});
-    if (count < kDistantMissingThreshold)
+    const int count = observations.add({directoryId, fileName});
+    if (count < VornSyncObservations::kBelievedCount)
         return;
     VORN_SYNC_TRACE(kTag, "synchronizeDirectory",
                     QStringLiteral("Distant file missing for tracked %1 after %2 consecutive cycles -> "
                                    "Error/DistantFileMissing")
                         .arg(named(fileName, directoryId), QString::number(count)));
     putInErrorIf(directoryId, fileName, ceSfsUpToDate, ceSecDistantFileMissing);
-    distantMissingObservations.remove({directoryId, fileName});
-}
-
-// The pass and the verification of one cycle see the same moment: together they count once.
-int VornSyncSynchronizer::observeDistantMissing(const VornSyncFileKey& key)
-{
-    if (cycleRunning && observedThisCycle.contains(key))
-        return distantMissingObservations.value(key);
-    if (cycleRunning)
-        observedThisCycle.insert(key);
-    return ++distantMissingObservations[key];
+    observations.remove({directoryId, fileName});
 }
 
 // Both copies are there, and the row does not say whether they agree.
@@ -541,22 +351,19 @@ void VornSyncSynchronizer::examine(int directoryId, const QString& fileName)
     emit errorStateChanged();
 }
 
-void VornSyncSynchronizer::passLocal(Pass& pass)
+void VornSyncSynchronizer::passLocal(VornSyncPass& pass)
 {
-    for (const VornSyncDirectoryListing::Entry& entry : pass.local.entries()) {
+    for (const VornSyncDirectoryListing::Entry& entry : pass.local().entries()) {
         if (isStopping())
             return;
         if (!entry.isPlainFile || entry.isHidden || VornSyncFiles::isQtTemporaryName(entry.name))
             continue;
-        VornSyncPassFile file;
-        refreshRow(pass, file, entry.name);
-        file.isRenaming = pass.renaming.contains(entry.name);
-        file.isDistantObserved = distantMissingObservations.contains({pass.directoryId, entry.name});
-        file.local = pass.factsOf(entry.name);
+        VornSyncPassFile file = pass.file(entry.name);
+        file.isDistantObserved = observations.contains({pass.directoryId(), entry.name});
         const VornSyncVerdict verdict = VornSyncFileDecision::forLocal(file);
         // Most files need nothing: only the others are worth matching against every pattern.
         if (verdict != VornSyncVerdict::Skip && !matchesExclusionPattern(entry.name))
-            actOnLocal(pass.directoryId, file, verdict);
+            actOnLocal(pass.directoryId(), file, verdict);
     }
 }
 
@@ -621,13 +428,14 @@ void VornSyncSynchronizer::periodicSynchronization()
     }
     ++cycleNumber;
     cycleRunning = true;
-    observedThisCycle.clear();
+    observations.beginCycle();
     VORN_SYNC_TRACE(kTag, "periodicSynchronization",
                     QStringLiteral("Start synchronisation (cycle #%1, in-flight=%2)")
                         .arg(cycleNumber)
                         .arg(inFlightCount));
     if (hasDatabase())
         runCycle();
+    observations.endCycle();
     cycleRunning = false;
 }
 
@@ -689,17 +497,11 @@ void VornSyncSynchronizer::verifyUpToDateFilesBudgeted()
 
 void VornSyncSynchronizer::refillVerifyQueue(const QList<int>& directoryIds, qint64 budgetMs)
 {
-    verifyQueueIndex.clear();
     for (int directoryId : directoryIds) {
         const auto rows = db()->getFilesByStatus(directoryId, ceSfsUpToDate);
-        for (const QVariantMap& row : rows) {
-            const QString fileName = row.value(QStringLiteral("fileName")).toString();
-            const VornSyncFileKey key(directoryId, fileName);
-            if (fileName.isEmpty() || verifyQueueIndex.contains(key))
-                continue;
-            verifyQueueIndex.insert(key, true);
-            verifyQueue.append({directoryId, fileName, row.value(QStringLiteral("fileSize")).toLongLong()});
-        }
+        for (const QVariantMap& row : rows)
+            verifyQueue.append({directoryId, row.value(QStringLiteral("fileName")).toString(),
+                                row.value(QStringLiteral("fileSize")).toLongLong()});
     }
     VORN_SYNC_TRACE(
         kTag, "verifyUpToDateFilesBudgeted",
@@ -709,8 +511,7 @@ void VornSyncSynchronizer::refillVerifyQueue(const QList<int>& directoryIds, qin
 // The queue may be hours old: the row is read again, and only what is still up to date is verified.
 void VornSyncSynchronizer::verifyNext(const QSet<int>& availableIds, int& verified, int& diverged)
 {
-    const VerifyEntry entry = verifyQueue.takeFirst();
-    verifyQueueIndex.remove({entry.directoryId, entry.fileName});
+    const VornSyncVerifyQueue::Entry entry = verifyQueue.takeFirst();
     VornSyncFileRow row;
     bool found = false;
     if (!availableIds.contains(entry.directoryId) || !VornSyncTypes::isValidFileName(entry.fileName) ||
@@ -749,18 +550,18 @@ void VornSyncSynchronizer::verifyOneUpToDateFile(int directoryId, const QString&
     }
     if (!isPlainFile(local) || !isPlainFile(distant))
         return;
-    distantMissingObservations.remove({directoryId, fileName});
+    observations.remove({directoryId, fileName});
     compareSizes(directoryId, fileName, dbSize, local, distant);
 }
 
 void VornSyncSynchronizer::observeInVerification(int directoryId, const QString& fileName)
 {
-    const int count = observeDistantMissing({directoryId, fileName});
-    if (count < kDistantMissingThreshold) {
+    const int count = observations.add({directoryId, fileName});
+    if (count < VornSyncObservations::kBelievedCount) {
         VORN_SYNC_TRACE(kTag, "verifyOneUpToDateFile",
                         QStringLiteral("Distant file missing for %1, observation %2 of %3")
                             .arg(named(fileName, directoryId), QString::number(count),
-                                 QString::number(kDistantMissingThreshold)));
+                                 QString::number(VornSyncObservations::kBelievedCount)));
         return;
     }
     VORN_SYNC_TRACE(kTag, "verifyOneUpToDateFile",
@@ -768,7 +569,7 @@ void VornSyncSynchronizer::observeInVerification(int directoryId, const QString&
                                    "Error/DistantFileMissing")
                         .arg(named(fileName, directoryId), QString::number(count)));
     putInErrorIf(directoryId, fileName, ceSfsUpToDate, ceSecDistantFileMissing);
-    distantMissingObservations.remove({directoryId, fileName});
+    observations.remove({directoryId, fileName});
 }
 
 void VornSyncSynchronizer::compareSizes(int directoryId, const QString& fileName, qint64 dbSize,
@@ -1001,20 +802,14 @@ void VornSyncSynchronizer::dispatch(const pVornSyncTask& task, int directoryId, 
     connect(task.data(), &VornSyncTask::errorOccurred, this, &VornSyncSynchronizer::errorOccurred);
     ++inFlightCount;
     changedInFlight.remove(key);
-    {
-        QMutexLocker locker(&inFlightMutex);
-        ++inFlightFiles[key];
-        // The file is wanted over there again: an older wish to remove it is void.
-        deferredDistantRemoves.remove(key);
-    }
+    flights.begin(key);
     emit sigRunTask(task);
     emit syncStarted(task->sourcePath());
 }
 
 bool VornSyncSynchronizer::isFileInFlight(int directoryId, const QString& fileName) const
 {
-    QMutexLocker locker(&inFlightMutex);
-    return inFlightFiles.contains({directoryId, fileName});
+    return flights.contains({directoryId, fileName});
 }
 
 // A tombstone or a trashed row is the user's word: a failure of ours never replaces it.
@@ -1104,11 +899,7 @@ bool VornSyncSynchronizer::recordSuccess(const VornSyncTask& task, int directory
 
 bool VornSyncSynchronizer::recordRename(int directoryId, const QString& oldName)
 {
-    QString newName;
-    {
-        QMutexLocker locker(&renameMutex);
-        newName = pendingRenames.value({directoryId, oldName});
-    }
+    const QString newName = renames.committedName(directoryId, oldName);
     if (newName.isEmpty()) {
         VORN_SYNC_TRACE(kTag, "onTaskDone",
                         QStringLiteral("Rename completion without pending entry for %1. BD update skipped.")
@@ -1116,7 +907,7 @@ bool VornSyncSynchronizer::recordRename(int directoryId, const QString& oldName)
         return false;
     }
     const bool isRenamed = db()->renameFileOverTombstone(directoryId, oldName, newName);
-    releaseRename(directoryId, oldName, newName);
+    renames.release(directoryId, oldName, newName);
     emit errorStateChanged();
     return isRenamed;
 }
@@ -1143,14 +934,8 @@ void VornSyncSynchronizer::recordFailure(const VornSyncTask& task, int directory
                         .arg(fileName, QString::number(attempts), task.lastErrorMessage()));
     putInError(directoryId, fileName,
                task.errorCode() == ceSecNone ? ceSecMaxRetriesExceeded : task.errorCode());
-    if (task.operation() == ceStoRename) {
-        QString newName;
-        {
-            QMutexLocker locker(&renameMutex);
-            newName = pendingRenames.value({directoryId, fileName});
-        }
-        releaseRename(directoryId, fileName, newName);
-    }
+    if (task.operation() == ceStoRename)
+        renames.release(directoryId, fileName, renames.committedName(directoryId, fileName));
 }
 
 void VornSyncSynchronizer::completeTask(const VornSyncTask& task, bool outcome)
@@ -1160,10 +945,7 @@ void VornSyncSynchronizer::completeTask(const VornSyncTask& task, bool outcome)
     bool isRemoveDeferred = false;
     if (isOurs) {
         inFlightCount = qMax(0, inFlightCount - 1);
-        QMutexLocker locker(&inFlightMutex);
-        if (--inFlightFiles[key] <= 0)
-            inFlightFiles.remove(key);
-        isRemoveDeferred = deferredDistantRemoves.remove(key);
+        isRemoveDeferred = flights.end(key);
     }
     if (isRemoveDeferred)
         replayDistantRemove(key);
@@ -1203,8 +985,7 @@ bool VornSyncSynchronizer::isLocalDifferentFromSent(const VornSyncTask& task) co
 
 bool VornSyncSynchronizer::isRenameLocked(int directoryId, const QString& fileName) const
 {
-    QMutexLocker locker(&renameMutex);
-    return renameLocks.contains({directoryId, fileName});
+    return renames.isLocked(directoryId, fileName);
 }
 
 bool VornSyncSynchronizer::lockRename(int directoryId, const QString& oldFileName, const QString& newFileName)
@@ -1227,22 +1008,15 @@ bool VornSyncSynchronizer::lockRename(int directoryId, const QString& oldFileNam
     };
     if (isBusy())
         return false;
-    {
-        QMutexLocker locker(&renameMutex);
-        if (renameLocks.contains({directoryId, oldFileName}) ||
-            renameLocks.contains({directoryId, newFileName})) {
-            locker.unlock();
-            trace(QStringLiteral("REFUSED: another rename already in progress on '%1' or '%2' (dirId=%3)")
-                      .arg(oldFileName, newFileName, QString::number(directoryId)));
-            return false;
-        }
-        renameLocks.insert({directoryId, oldFileName});
-        renameLocks.insert({directoryId, newFileName});
+    if (!renames.lock(directoryId, oldFileName, newFileName)) {
+        trace(QStringLiteral("REFUSED: another rename already in progress on '%1' or '%2' (dirId=%3)")
+                  .arg(oldFileName, newFileName, QString::number(directoryId)));
+        return false;
     }
     // A task may have been dispatched between the first look and the lock.
     const bool isTaken = isBusy();
     if (isTaken || isFileInFlight(directoryId, oldFileName) || isFileInFlight(directoryId, newFileName)) {
-        releaseRename(directoryId, oldFileName, newFileName);
+        renames.release(directoryId, oldFileName, newFileName);
         if (!isTaken)
             trace(QStringLiteral("REFUSED: a task is in flight on '%1' or '%2' (dirId=%3)")
                       .arg(oldFileName, newFileName, QString::number(directoryId)));
@@ -1259,18 +1033,13 @@ bool VornSyncSynchronizer::commitRename(int directoryId, const QString& oldFileN
     const auto trace = [](const QString& text) { VORN_SYNC_TRACE(kTag, "commitRename", text); };
     if (!hasDatabase())
         return false;
-    {
-        QMutexLocker locker(&renameMutex);
-        if (!renameLocks.contains({directoryId, oldFileName})) {
-            locker.unlock();
-            trace(QStringLiteral("REFUSED: no lock held for %1").arg(named(oldFileName, directoryId)));
-            return false;
-        }
-        pendingRenames.insert({directoryId, oldFileName}, newFileName);
+    if (!renames.commit(directoryId, oldFileName, newFileName)) {
+        trace(QStringLiteral("REFUSED: no lock held for %1").arg(named(oldFileName, directoryId)));
+        return false;
     }
     const QString distantDir = distantDirPath(directoryId);
     if (distantDir.isEmpty()) {
-        releaseRename(directoryId, oldFileName, newFileName);
+        renames.release(directoryId, oldFileName, newFileName);
         emitError(QStringLiteral("ERROR: Cannot commit rename, distant path unknown for dirId %1")
                       .arg(directoryId));
         return false;
@@ -1290,7 +1059,7 @@ bool VornSyncSynchronizer::commitRename(int directoryId, const QString& oldFileN
         isSurelyAbsent && db()->renameFileOverTombstone(directoryId, oldFileName, newFileName);
     trace(QStringLiteral("Distant source absent, BD-only rename %1")
               .arg(isRenamed ? QStringLiteral("applied") : QStringLiteral("FAILED")));
-    releaseRename(directoryId, oldFileName, newFileName);
+    renames.release(directoryId, oldFileName, newFileName);
     emit errorStateChanged();
     return isRenamed;
 }
@@ -1298,21 +1067,11 @@ bool VornSyncSynchronizer::commitRename(int directoryId, const QString& oldFileN
 void VornSyncSynchronizer::abortRename(int directoryId, const QString& oldFileName,
                                        const QString& newFileName)
 {
-    if (!releaseRename(directoryId, oldFileName, newFileName))
+    if (!renames.release(directoryId, oldFileName, newFileName))
         return;
     VORN_SYNC_TRACE(kTag, "abortRename",
                     QStringLiteral("Released lock for '%1' -> '%2' (dirId=%3)")
                         .arg(oldFileName, newFileName, QString::number(directoryId)));
-}
-
-// True when at least one of the names was locked.
-bool VornSyncSynchronizer::releaseRename(int directoryId, const QString& oldName, const QString& newName)
-{
-    QMutexLocker locker(&renameMutex);
-    pendingRenames.remove({directoryId, oldName});
-    const bool wasOldLocked = renameLocks.remove({directoryId, oldName});
-    const bool wasNewLocked = renameLocks.remove({directoryId, newName});
-    return wasOldLocked || wasNewLocked;
 }
 
 // --- Requests for one file ------------------------------------------------------------------------------
@@ -1337,13 +1096,7 @@ bool VornSyncSynchronizer::notifyLocalFileDeleted(int directoryId, const QString
     const QString name = named(fileName, directoryId);
     VORN_SYNC_TRACE(kTag, "notifyLocalFileDeleted",
                     QStringLiteral("Program-initiated distant cleanup of %1").arg(name));
-    bool isDeferred = false;
-    {
-        QMutexLocker locker(&inFlightMutex);
-        isDeferred = inFlightFiles.contains({directoryId, fileName});
-        if (isDeferred)
-            deferredDistantRemoves.insert({directoryId, fileName});
-    }
+    const bool isDeferred = flights.deferDistantRemove({directoryId, fileName});
     bool isDone = true;
     if (isDeferred) {
         VORN_SYNC_TRACE(

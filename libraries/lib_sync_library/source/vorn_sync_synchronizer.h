@@ -1,21 +1,24 @@
 #pragma once
 
+#include "vorn_sync_exclusions.h"
 #include "vorn_sync_file_decision.h"
+#include "vorn_sync_flight_table.h"
+#include "vorn_sync_observations.h"
+#include "vorn_sync_path_cache.h"
+#include "vorn_sync_rename_locks.h"
 #include "vorn_sync_task.h"
 #include "vorn_sync_types.h"
+#include "vorn_sync_verify_queue.h"
 
 #include <QAtomicPointer>
 #include <QHash>
-#include <QMap>
-#include <QMutex>
 #include <QObject>
-#include <QRegularExpression>
 #include <QSet>
 #include <QStringList>
 
 class QTimer;
 class VornSyncDatabase;
-class VornSyncDirectoryListing;
+class VornSyncPass;
 
 // The engine: compares what the database tracks with both directories, decides, dispatches tasks and records
 // how they end. Lives on the thread "SyncSynchronizerThread"; it knows neither the worker nor the manager.
@@ -88,30 +91,18 @@ public slots:
 private:
     friend struct VornSyncSynchronizerTestAccess;
 
-    struct VerifyEntry
-    {
-        int directoryId;
-        QString fileName;
-        qint64 size;
-    };
-    struct Pass; // one run of synchronizeDirectory
-
     VornSyncDatabase* db() const;
     bool hasDatabase();
     bool isUsableFileName(int directoryId, const QString& fileName);
-    QString cachedPath(QHash<int, QString>& cache, int directoryId, QString (VornSyncDatabase::*read)(int));
+    QString cachedPath(VornSyncPathCache::Kind kind, int directoryId, QString (VornSyncDatabase::*read)(int));
     void clearTables(int directoryId);
-    QStringList excludedNames(const VornSyncDirectoryListing& listing) const;
 
-    bool gather(Pass& pass);
-    void pruneObservations(const Pass& pass);
-    void refreshRow(const Pass& pass, VornSyncPassFile& file, const QString& fileName);
-    void passTracked(Pass& pass);
-    void actOnTracked(const Pass& pass, const VornSyncPassFile& file);
+    void runPass(VornSyncPass& pass);
+    void passTracked(VornSyncPass& pass);
+    void actOnTracked(int id, const VornSyncPassFile& file);
     void observeInPass(int directoryId, const QString& fileName);
-    int observeDistantMissing(const VornSyncFileKey& key);
     void examine(int directoryId, const QString& fileName);
-    void passLocal(Pass& pass);
+    void passLocal(VornSyncPass& pass);
     void actOnLocal(int directoryId, const VornSyncPassFile& file, VornSyncVerdict verdict);
 
     void runCycle();
@@ -137,7 +128,6 @@ private:
     void completeTask(const VornSyncTask& task, bool outcome);
     void replayDistantRemove(const VornSyncFileKey& key);
     bool isLocalDifferentFromSent(const VornSyncTask& task) const;
-    bool releaseRename(int directoryId, const QString& oldName, const QString& newName);
 
     bool removeDistantCopy(int directoryId, const QString& fileName);
     bool isShrunkDistant(int directoryId, const QString& fileName, int rawStatus);
@@ -150,30 +140,16 @@ private:
     bool cycleRunning = false;
     int inFlightCount = 0;
 
-    // How many tasks of a file are under way. Asked by the host's thread too.
-    QHash<VornSyncFileKey, int> inFlightFiles;
-    mutable QMutex inFlightMutex; // guards inFlightFiles and deferredDistantRemoves
-    QSet<VornSyncFileKey> deferredDistantRemoves;
+    VornSyncFlightTable flights;
     QSet<VornSyncFileKey> changedInFlight; // notified while a copy was under way: sent again when it ends
+    VornSyncRenameLocks renames;
 
     qint64 cycleNumber = 0;
-    QList<VerifyEntry> verifyQueue;
-    QMap<VornSyncFileKey, bool> verifyQueueIndex;
-
-    // Both names of a rename under way. Taken by the host's thread, asked by this one.
-    QSet<VornSyncFileKey> renameLocks;
-    QMap<VornSyncFileKey, QString> pendingRenames; // committed: old name to new name
-    mutable QMutex renameMutex;                    // guards renameLocks and pendingRenames
-
-    QHash<VornSyncFileKey, int> distantMissingObservations;
-    QSet<VornSyncFileKey> observedThisCycle;
-    QList<QRegularExpression> exclusionPatterns;
+    VornSyncVerifyQueue verifyQueue;
+    VornSyncObservations observations;
+    const VornSyncExclusions exclusions;
     QHash<VornSyncFileKey, int> sideCarRetries;
-    QHash<VornSyncFileKey, QTimer*> sideCarTimers;
-    Pass* currentPass = nullptr; // set while synchronizeDirectory runs
-
-    QHash<int, QString> localPathCache;
-    QHash<int, QString> distantPathCache;
-    QHash<int, QString> trashPathCache;
-    QMutex pathCacheMutex; // guards the three caches; taken by whoever invalidates them
+    QHash<VornSyncFileKey, QTimer*> sideCarTimers; // one a file, while a deferred copy waits
+    VornSyncPass* currentPass = nullptr;           // set while synchronizeDirectory runs
+    VornSyncPathCache pathCache;
 };

@@ -2,6 +2,7 @@
 
 #include <QHash>
 #include <QPair>
+#include <QSet>
 #include <QString>
 
 // The vocabulary of the library. The numbers are part of the database file and never change.
@@ -77,6 +78,33 @@ inline bool isTombstoned(int status)
 inline int baseStatus(int status)
 {
     return status & ~kErrorBit;
+}
+
+// Whether a file belongs to the directory; a negative id means all directories.
+inline bool isOfDirectory(const VornSyncFileKey& key, int directoryId)
+{
+    return directoryId < 0 || key.first == directoryId;
+}
+
+inline const VornSyncFileKey& keyOf(QSet<VornSyncFileKey>::iterator it)
+{
+    return *it;
+}
+template<typename Iterator> const VornSyncFileKey& keyOf(Iterator it)
+{
+    return it.key();
+}
+
+// Removes what `table` (a set of keys, or a hash or map with such keys) holds of a directory; everything for
+// a negative id.
+template<typename Table> void eraseOfDirectory(Table& table, int directoryId)
+{
+    for (auto it = table.begin(); it != table.end();) {
+        if (isOfDirectory(keyOf(it), directoryId))
+            it = table.erase(it);
+        else
+            ++it;
+    }
 }
 
 // The value's own name; empty for a value outside the enumeration.

@@ -1,0 +1,49 @@
+#include "vorn_sync_exclusions.h"
+
+#include <QDebug>
+
+#include <algorithm>
+
+VornSyncExclusions::VornSyncExclusions(const QStringList& patterns)
+{
+    for (const QString& pattern : patterns) {
+        if (pattern.isEmpty())
+            continue;
+        const QRegularExpression expression(QRegularExpression::wildcardToRegularExpression(pattern),
+                                            QRegularExpression::CaseInsensitiveOption);
+        if (expression.isValid()) {
+            exclusionPatterns.append(expression);
+            continue;
+        }
+        qWarning() << "VornSyncSynchronizer: ignoring invalid exclusion pattern" << pattern
+                   << "reason:" << expression.errorString();
+    }
+}
+
+bool VornSyncExclusions::matches(const QString& fileName) const
+{
+    if (fileName.isEmpty())
+        return false;
+    return std::any_of(exclusionPatterns.begin(), exclusionPatterns.end(),
+                       [&fileName](const QRegularExpression& e) { return e.match(fileName).hasMatch(); });
+}
+
+QStringList VornSyncExclusions::matchingNames(const VornSyncDirectoryListing& listing) const
+{
+    QStringList names;
+    for (const VornSyncDirectoryListing::Entry& entry : listing.entries()) {
+        if (entry.isPlainFile && !entry.isHidden && matches(entry.name))
+            names.append(entry.name);
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+// Sorted names that begin with the file's name stand together, from the name itself on.
+bool VornSyncExclusions::hasSideCar(const QStringList& sortedNames, const QString& fileName)
+{
+    auto it = std::lower_bound(sortedNames.constBegin(), sortedNames.constEnd(), fileName);
+    if (it != sortedNames.constEnd() && *it == fileName)
+        ++it;
+    return it != sortedNames.constEnd() && it->startsWith(fileName);
+}

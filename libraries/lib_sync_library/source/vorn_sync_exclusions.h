@@ -1,0 +1,30 @@
+#pragma once
+
+#include "vorn_sync_directory_listing.h"
+
+#include <QList>
+#include <QRegularExpression>
+#include <QStringList>
+
+// The file names that are never sent, and what they say about the files beside them. Immutable once made;
+// may be used from any thread.
+class VornSyncExclusions
+{
+public:
+    // Wildcard patterns for whole names, matched without regard to case. One that does not compile is dropped
+    // with a warning, an empty one silently.
+    explicit VornSyncExclusions(const QStringList& patterns);
+
+    bool isEmpty() const { return exclusionPatterns.isEmpty(); }
+    bool matches(const QString& fileName) const;
+
+    // The plain files of the listing that match, sorted.
+    QStringList matchingNames(const VornSyncDirectoryListing& listing) const;
+
+    // True when one of `sortedNames`, other than the file's own, begins with the file's name: "data.db-wal"
+    // says that "data.db" is being written.
+    static bool hasSideCar(const QStringList& sortedNames, const QString& fileName);
+
+private:
+    QList<QRegularExpression> exclusionPatterns;
+};

@@ -1,0 +1,37 @@
+#include "vorn_sync_flight_table.h"
+
+void VornSyncFlightTable::begin(const VornSyncFileKey& key)
+{
+    QMutexLocker locker(&inFlightMutex);
+    ++inFlightFiles[key];
+    deferredDistantRemoves.remove(key);
+}
+
+bool VornSyncFlightTable::end(const VornSyncFileKey& key)
+{
+    QMutexLocker locker(&inFlightMutex);
+    if (--inFlightFiles[key] <= 0)
+        inFlightFiles.remove(key);
+    return deferredDistantRemoves.remove(key);
+}
+
+bool VornSyncFlightTable::contains(const VornSyncFileKey& key) const
+{
+    QMutexLocker locker(&inFlightMutex);
+    return inFlightFiles.contains(key);
+}
+
+bool VornSyncFlightTable::deferDistantRemove(const VornSyncFileKey& key)
+{
+    QMutexLocker locker(&inFlightMutex);
+    if (!inFlightFiles.contains(key))
+        return false;
+    deferredDistantRemoves.insert(key);
+    return true;
+}
+
+void VornSyncFlightTable::clearDeferred(int directoryId)
+{
+    QMutexLocker locker(&inFlightMutex);
+    VornSyncTypes::eraseOfDirectory(deferredDistantRemoves, directoryId);
+}

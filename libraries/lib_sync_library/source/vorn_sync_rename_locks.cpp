@@ -1,0 +1,59 @@
+#include "vorn_sync_rename_locks.h"
+
+bool VornSyncRenameLocks::lock(int directoryId, const QString& oldName, const QString& newName)
+{
+    QMutexLocker locker(&renameMutex);
+    if (renameLocks.contains({directoryId, oldName}) || renameLocks.contains({directoryId, newName}))
+        return false;
+    renameLocks.insert({directoryId, oldName});
+    renameLocks.insert({directoryId, newName});
+    return true;
+}
+
+bool VornSyncRenameLocks::isLocked(int directoryId, const QString& fileName) const
+{
+    QMutexLocker locker(&renameMutex);
+    return renameLocks.contains({directoryId, fileName});
+}
+
+QSet<QString> VornSyncRenameLocks::lockedNames(int directoryId) const
+{
+    QSet<QString> names;
+    QMutexLocker locker(&renameMutex);
+    for (const VornSyncFileKey& key : renameLocks) {
+        if (key.first == directoryId)
+            names.insert(key.second);
+    }
+    return names;
+}
+
+bool VornSyncRenameLocks::commit(int directoryId, const QString& oldName, const QString& newName)
+{
+    QMutexLocker locker(&renameMutex);
+    if (!renameLocks.contains({directoryId, oldName}))
+        return false;
+    pendingRenames.insert({directoryId, oldName}, newName);
+    return true;
+}
+
+QString VornSyncRenameLocks::committedName(int directoryId, const QString& oldName) const
+{
+    QMutexLocker locker(&renameMutex);
+    return pendingRenames.value({directoryId, oldName});
+}
+
+bool VornSyncRenameLocks::release(int directoryId, const QString& oldName, const QString& newName)
+{
+    QMutexLocker locker(&renameMutex);
+    pendingRenames.remove({directoryId, oldName});
+    const bool wasOldLocked = renameLocks.remove({directoryId, oldName});
+    const bool wasNewLocked = renameLocks.remove({directoryId, newName});
+    return wasOldLocked || wasNewLocked;
+}
+
+void VornSyncRenameLocks::clear(int directoryId)
+{
+    QMutexLocker locker(&renameMutex);
+    VornSyncTypes::eraseOfDirectory(renameLocks, directoryId);
+    VornSyncTypes::eraseOfDirectory(pendingRenames, directoryId);
+}
