@@ -1,5 +1,6 @@
 # vorn_sync_add_test(name SOURCES file... [LIBRARIES target...] [TIMEOUT seconds] [LABELS label...])
-# One executable and one CTest entry. Names may be non-ASCII in every test, hence the UTF-8 locale.
+# One executable and one CTest entry, labelled with its directory (unit, integration, storm).
+# Names may be non-ASCII in every test, hence the UTF-8 locale.
 function(vorn_sync_add_test name)
     cmake_parse_arguments(arg "" "TIMEOUT" "SOURCES;LIBRARIES;LABELS" ${ARGN})
     if(NOT arg_TIMEOUT)
@@ -9,6 +10,13 @@ function(vorn_sync_add_test name)
     target_link_libraries(${name} PRIVATE vorn_sync_test_support Qt5::Test ${arg_LIBRARIES})
     vorn_sync_target(${name})
     add_test(NAME ${name} COMMAND ${name})
+    get_filename_component(kind ${CMAKE_CURRENT_SOURCE_DIR} NAME)
+    list(APPEND arg_LABELS ${kind})
+    list(REMOVE_DUPLICATES arg_LABELS)
+    # Storms fill disks, kill processes and hang file systems: nothing else should be timed beside them.
+    if(kind STREQUAL "storm")
+        set_tests_properties(${name} PROPERTIES RUN_SERIAL ON)
+    endif()
     set_tests_properties(${name} PROPERTIES
         TIMEOUT ${arg_TIMEOUT}
         LABELS "${arg_LABELS}"
