@@ -1,0 +1,52 @@
+# shellcheck shell=bash
+# Sourced by the other scripts: the Debian packages that each job needs, and how they are installed.
+
+# What building and running the library and its command-line host takes.
+# shellcheck disable=SC2034 # used by the scripts that source this file
+packages_build="g++ cmake ninja-build ccache qtbase5-dev libqt5sql5-sqlite qttools5-dev qttools5-dev-tools"
+# What the tests use besides.
+# shellcheck disable=SC2034
+packages_test="binutils pkg-config sqlite3 util-linux mount procps"
+# What the continuous integration uses besides; the second line is for the instrumented Qt.
+# shellcheck disable=SC2034
+packages_ci="clang clang-format clang-tidy clang-tools clazy shellcheck file
+    dpkg-dev make perl python3 libsqlite3-dev ca-certificates"
+# shellcheck disable=SC2034
+packages_coverage="gcovr"
+
+as_root() {
+    if [ "$(id -u)" -eq 0 ]; then
+        "$@"
+    elif command -v sudo >/dev/null; then
+        sudo "$@"
+    else
+        printf 'This needs root: %s\n' "$*" >&2
+        return 1
+    fi
+}
+
+is_installed() { [ "$(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null)" = installed ]; }
+
+# install_missing PACKAGE...: leaves apt alone when nothing is missing.
+install_missing() {
+    local package
+    local -a missing=()
+    for package in "$@"; do
+        is_installed "$package" || missing+=("$package")
+    done
+    if [ "${#missing[@]}" -eq 0 ]; then
+        say "all packages are installed"
+        return
+    fi
+    if ! command -v apt-get >/dev/null; then
+        say "apt-get is missing: this needs a Debian system with ${missing[*]}"
+        return 1
+    fi
+    say "installing ${missing[*]}"
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get -qq -o DPkg::Lock::Timeout=300 update
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get -qq -y -o DPkg::Lock::Timeout=300 \
+        -o Dpkg::Use-Pty=0 install --no-install-recommends "${missing[@]}" >/dev/null
+}
+
+# One line for each thing done, after the name of the script that does it; standard output is the job's own.
+say() { printf '%s: %s\n' "$(basename "$0")" "$*" >&2; }
