@@ -1,0 +1,47 @@
+#pragma once
+
+#include <QMetaObject>
+#include <QMutex>
+#include <QMutexLocker>
+#include <QObject>
+
+#include <memory>
+#include <thread>
+#include <utility>
+
+// Runs functions that may hang (a look at a share that is away) on a thread of their own and delivers their
+// results from the event loop. Lives on the host's thread. Unlike a thread pool it can be destroyed while
+// such a function hangs: the function then runs on alone, and its result reaches nobody.
+class VornCliBackground : public QObject
+{
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(VornCliBackground)
+
+public:
+    explicit VornCliBackground(QObject* parent = nullptr);
+    ~VornCliBackground() override;
+
+    // `work` gets no access to anything but its own copies.
+    template<typename Work, typename Done> void run(Work work, Done done);
+
+private:
+    struct Link
+    {
+        QMutex mutex;                        // taken by the destructor and by the threads that deliver
+        VornCliBackground* target = nullptr; // guarded by mutex; null once the target is gone
+    };
+
+    std::shared_ptr<Link> m_link;
+};
+
+template<typename Work, typename Done> void VornCliBackground::run(Work work, Done done)
+{
+    std::thread([link = m_link, work = std::move(work), done = std::move(done)] {
+        auto result = work();
+        const QMutexLocker locker(&link->mutex);
+        if (link->target == nullptr)
+            return;
+        QMetaObject::invokeMethod(
+            link->target, [done, result = std::move(result)] { done(result); }, Qt::QueuedConnection);
+    }).detach();
+}

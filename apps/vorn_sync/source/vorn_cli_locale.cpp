@@ -1,0 +1,63 @@
+#include "vorn_cli_locale.h"
+
+#include <QTranslator>
+
+#include <clocale>
+#include <cstring>
+#include <langinfo.h>
+
+namespace {
+
+constexpr char kUtf8Locale[] = "C.UTF-8";
+
+QByteArray messageLocale()
+{
+    for (const char* variable : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
+        const QByteArray value = qgetenv(variable);
+        if (!value.isEmpty())
+            return value;
+    }
+    return QByteArray();
+}
+
+// Read before LC_ALL is set, which would hide what the user has chosen.
+QByteArray& chosenLocale()
+{
+    static QByteArray value = messageLocale();
+    return value;
+}
+
+} // namespace
+
+namespace VornCliLocale {
+
+void ensureNamesWork()
+{
+    chosenLocale();
+    std::setlocale(LC_ALL, "");
+    if (std::strcmp(::nl_langinfo(CODESET), "ANSI_X3.4-1968") != 0)
+        return;
+    if (std::setlocale(LC_ALL, kUtf8Locale) != nullptr)
+        qputenv("LC_ALL", kUtf8Locale);
+}
+
+QStringList languages()
+{
+    return {QStringLiteral("en"), QStringLiteral("fr")};
+}
+
+QString environmentLanguage()
+{
+    const QString language = QString::fromLatin1(chosenLocale().left(2)).toLower();
+    return languages().contains(language) ? language : languages().constFirst();
+}
+
+bool installCatalogue(const QString& language, QCoreApplication* application)
+{
+    auto* catalogue = new QTranslator(application);
+    if (!catalogue->load(QStringLiteral(":/translations/vorn_sync_%1.qm").arg(language)))
+        return false;
+    return QCoreApplication::installTranslator(catalogue);
+}
+
+} // namespace VornCliLocale

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <QHash>
+#include <QPair>
+#include <QString>
+#include <QStringList>
+#include <QVector>
+
+// What the classes of the host hand each other.
+
+// 0, 1 and 2 are what scripts test for; the others tell an operator what to look at.
+enum VornCliExitCode {
+    kExitOk = 0,             // all is up to date, or a continuous mirror was ended by a signal
+    kExitNotUpToDate = 1,    // some files are in error or could not be mirrored
+    kExitUsage = 2,          // the command line asks for something that can't be done
+    kExitAlreadyRunning = 3, // another instance uses the state directory
+    kExitStateUnusable = 4,  // the state directory or what is in it can't be used
+    kExitSignalBase = 128    // --once was ended by signal N before everything was settled: 128 + N
+};
+
+struct VornCliPair
+{
+    QString alias;
+    QString local;
+    QString distant;
+};
+
+// A file as the user knows it, and the path that the manager's signals carry.
+struct VornCliFile
+{
+    QString alias;
+    QString name;
+    QString path;
+};
+
+using VornCliFileKey = QPair<QString, QString>; // alias, name
+
+struct VornCliCounters
+{
+    int inProgress = 0;
+    int pending = 0;
+    int errors = 0;
+    int done = 0;
+};
+
+inline bool operator==(const VornCliCounters& left, const VornCliCounters& right)
+{
+    return left.inProgress == right.inProgress && left.pending == right.pending &&
+           left.errors == right.errors && left.done == right.done;
+}
+
+struct VornCliFileError
+{
+    QString alias;
+    QString name;
+    int code = 0;
+    int status = 0; // the raw status number that the manager gives with it
+    QString sentence;
+};
+
+enum class VornCliOutcome { UpToDate, NotUpToDate, Stopped, Interrupted };
+
+// What is said at the end.
+struct VornCliSummary
+{
+    VornCliOutcome outcome = VornCliOutcome::Stopped;
+    VornCliCounters counters;
+    QVector<VornCliFileError> errors;
+    QStringList remarks; // sentences on what else is not up to date
+    QStringList notes;   // sentences on what is left out by rule
+};
