@@ -67,7 +67,7 @@ bool RawDatabase::execAll(const QStringList& statements)
 
 QVariantMap RawDatabase::fileRow(int directoryId, const QString& fileName)
 {
-    return rows(QStringLiteral("SELECT * FROM file_tracking WHERE directory_id = ? AND file_name = ?"),
+    return rows(QStringLiteral("SELECT * FROM file_tracking WHERE directories_id = ? AND file_name = ?"),
                 {directoryId, fileName})
         .value(0);
 }

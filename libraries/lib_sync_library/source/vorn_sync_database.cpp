@@ -1,0 +1,1086 @@
+#include "vorn_sync_database.h"
+
+#include "vorn_sqlite_transaction.h"
+#include "vorn_sync_distant_marks.h"
+#include "vorn_sync_file_comparison.h"
+#include "vorn_sync_log.h"
+#include "vorn_sync_migration.h"
+#include "vorn_sync_status_counts.h"
+#include "vorn_sync_times.h"
+
+#include <QSqlQuery>
+
+#include <array>
+
+namespace {
+
+constexpr char kTag[] = "DB: ";
+
+// Indexed by DirectoryField.
+constexpr std::array<const char*, 4> kDirectoryColumns = {"alias_name", "local_path", "distant_path",
+                                                          "trash_path"};
+
+QLatin1String columnName(VornSyncDatabase::DirectoryField field)
+{
+    return QLatin1String(kDirectoryColumns.at(std::size_t(field)));
+}
+
+// Qt binds a null text as NULL; to us it is an empty text.
+QString bound(const QString& text)
+{
+    return text.isNull() ? QStringLiteral("") : text;
+}
+
+QVariantList fileKey(const QString& fileName, int directoryId)
+{
+    return {bound(fileName), directoryId};
+}
+
+QString nowText()
+{
+    return VornSyncTimes::toText(QDateTime::currentDateTimeUtc());
+}
+
+QString lmdText(const QFileInfo& file)
+{
+    return VornSyncTimes::toText(file.lastModified().toUTC());
+}
+
+QString doneText(bool done)
+{
+    return done ? QStringLiteral("done") : QStringLiteral("FAIL");
+}
+
+QString duplicateText(int directoryId, const QString& fileName)
+{
+    return QStringLiteral(
+               "ERROR: There are more than one record in the database for file: '%1' in directory %2")
+        .arg(fileName, QString::number(directoryId));
+}
+
+// The running state behind a pending one; the state itself for any other.
+int runningStatus(int status)
+{
+    switch (static_cast<SyncFileStatus>(status)) {
+    case ceSfsPendingSync:
+        return ceSfsSyncing;
+    case ceSfsPendingDelete:
+        return ceSfsDeleting;
+    case ceSfsPendingRestore:
+        return ceSfsRestoring;
+    case ceSfsUnknown:
+    case ceSfsUpToDate:
+    case ceSfsSyncing:
+    case ceSfsTrashed:
+    case ceSfsDeleting:
+    case ceSfsDeleted:
+    case ceSfsRestoring:
+    case ceSfsError:
+        break;
+    }
+    return status;
+}
+
+void set(bool* flag, bool value)
+{
+    if (flag)
+        *flag = value;
+}
+
+// As a set: the callers look names up.
+QSet<QString> toNames(const QVariantList& values)
+{
+    QSet<QString> names;
+    names.reserve(values.size());
+    for (const QVariant& value : values)
+        names.insert(value.toString());
+    return names;
+}
+
+} // namespace
+
+struct VornSyncDatabase::TrackedFile
+{
+    int count = 0; // rows of the key
+    qint64 size = 0;
+    QString localLmd;
+    QString distantLmd;
+};
+
+struct VornSyncDatabase::StaleRow
+{
+    QString fileName;
+    int directoryId = VornSyncTypes::kNoDirectoryId;
+    int status = ceSfsUnknown;
+    qint64 size = 0;
+    QString changedAt;
+};
+
+VornSyncDatabase::VornSyncDatabase(const QString& databasePath)
+    : VornSqliteDatabase(databasePath, QStringLiteral("VornSyncDB_Connection"), nullptr)
+{
+    connect(this, &VornSqliteDatabase::databaseErrorOccurred, this,
+            &VornSyncDatabase::sltDatabaseErrorOccurred);
+}
+
+VornSyncDatabase::~VornSyncDatabase() = default;
+
+void VornSyncDatabase::sltDatabaseErrorOccurred(const QString& connectionName, const QString& message)
+{
+    emit errorOccurred(QStringLiteral("ERROR: Database %1: %2").arg(connectionName, message));
+}
+
+// --- Schema ---------------------------------------------------------------------------------------------
+
+bool VornSyncDatabase::initialize()
+{
+    const bool done = VornSyncMigration(*this).run();
+    m_changes.noteAll();
+    return done;
+}
+
+bool VornSyncDatabase::reset()
+{
+    const bool isReset = resetFile();
+    m_changes.noteAll();
+    if (!isReset) {
+        VORN_SYNC_TRACE(kTag, "reset", QStringLiteral("Failed to remove the sync database file"));
+        return false;
+    }
+    const bool done = initialize();
+    VORN_SYNC_TRACE(kTag, "reset",
+                    done ? QStringLiteral("Sync database file deleted and recreated empty")
+                         : QStringLiteral("Failed to recreate empty sync database schema"));
+    return done;
+}
+
+// --- Directories ----------------------------------------------------------------------------------------
+
+int VornSyncDatabase::addDirectory(const QString& aliasName, const QString& localPath,
+                                   const QString& distantPath, const QString& trashPath)
+{
+    int result = VornSyncTypes::kNoDirectoryId;
+    {
+        VornSqliteTransaction transaction(*this);
+        if (transaction.isActive())
+            result = writeDirectory(aliasName, localPath, distantPath, trashPath);
+        if (!transaction.commit())
+            result = VornSyncTypes::kNoDirectoryId;
+    }
+    // Required: -1 reads "done".
+    VORN_SYNC_TRACE(kTag, "addDirectory",
+                    QStringLiteral("%1 Alias = '%2' ").arg(doneText(result != 0), aliasName));
+    return result;
+}
+
+int VornSyncDatabase::writeDirectory(const QString& aliasName, const QString& localPath,
+                                     const QString& distantPath, const QString& trashPath)
+{
+    const int aliasId = getDirectoryIdByAlias(aliasName);
+    const int pathId = getDirectoryIdByField(LocalPath, localPath);
+    if (aliasId != pathId)
+        return aliasId;
+    if (aliasId == VornSyncTypes::kNoDirectoryId) {
+        const bool done = executeQuery(
+            QStringLiteral("INSERT INTO directories (alias_name, local_path, distant_path, trash_path, "
+                           "available) VALUES (?, ?, ?, ?, 0) ON CONFLICT(local_path) DO NOTHING"),
+            {bound(aliasName), bound(localPath), bound(distantPath), bound(trashPath)});
+        return done ? getDirectoryIdByAlias(aliasName) : VornSyncTypes::kNoDirectoryId;
+    }
+    Rows rows;
+    executeQuery(rows, QStringLiteral("SELECT distant_path, trash_path FROM directories WHERE id = ?"),
+                 {aliasId});
+    if (rows.size() == 1 && (rows.first().value(QStringLiteral("distant_path")).toString() != distantPath ||
+                             rows.first().value(QStringLiteral("trash_path")).toString() != trashPath))
+        executeQuery(QStringLiteral("UPDATE directories SET distant_path = ?, trash_path = ? WHERE id = ?"),
+                     {bound(distantPath), bound(trashPath), aliasId});
+    return aliasId;
+}
+
+int VornSyncDatabase::singleId(const QString& sql, const QVariantList& values)
+{
+    QVariantList ids;
+    if (!executeQuery(ids, sql, values) || ids.size() != 1)
+        return VornSyncTypes::kNoDirectoryId;
+    return ids.first().toInt();
+}
+
+int VornSyncDatabase::getDirectoryIdByAlias(const QString& aliasName)
+{
+    return singleId(QStringLiteral("SELECT id FROM directories WHERE alias_name = ?"), {bound(aliasName)});
+}
+
+int VornSyncDatabase::getDirectoryIdByField(DirectoryField field, const QString& value)
+{
+    return singleId(QStringLiteral("SELECT id FROM directories WHERE %1 = ?").arg(columnName(field)),
+                    {bound(value)});
+}
+
+int VornSyncDatabase::getDirectoryIdByLocalPath(const QString& localPath)
+{
+    return getDirectoryIdByField(LocalPath, localPath);
+}
+
+int VornSyncDatabase::getDirectoryIdByDistantPath(const QString& distantPath)
+{
+    return getDirectoryIdByField(DistantPath, distantPath);
+}
+
+QString VornSyncDatabase::getDirectoryField(int directoryId, DirectoryField field)
+{
+    QVariantList texts;
+    if (!executeQuery(texts, QStringLiteral("SELECT %1 FROM directories WHERE id = ?").arg(columnName(field)),
+                      {directoryId}) ||
+        texts.size() != 1)
+        return QString();
+    return texts.first().toString();
+}
+
+QString VornSyncDatabase::getDirectoryAlias(int directoryId)
+{
+    return getDirectoryField(directoryId, AliasName);
+}
+
+QString VornSyncDatabase::getDirectoryLocalPath(int directoryId)
+{
+    return getDirectoryField(directoryId, LocalPath);
+}
+
+QString VornSyncDatabase::getDirectoryDistantPath(int directoryId)
+{
+    return getDirectoryField(directoryId, DistantPath);
+}
+
+QString VornSyncDatabase::getDirectoryTrashPath(int directoryId)
+{
+    return getDirectoryField(directoryId, TrashPath);
+}
+
+QList<int> VornSyncDatabase::getDirectoryIds(bool availableOnly)
+{
+    QVariantList values;
+    executeQuery(values, availableOnly ? QStringLiteral("SELECT id FROM directories WHERE available = 1")
+                                       : QStringLiteral("SELECT id FROM directories"));
+    QList<int> ids;
+    for (const QVariant& value : qAsConst(values))
+        ids << value.toInt();
+    return ids;
+}
+
+QStringList VornSyncDatabase::getDirectoryLocalPaths(bool availableOnly)
+{
+    QVariantList values;
+    executeQuery(values, availableOnly
+                             ? QStringLiteral("SELECT local_path FROM directories WHERE available = 1")
+                             : QStringLiteral("SELECT local_path FROM directories"));
+    QStringList paths;
+    for (const QVariant& value : qAsConst(values))
+        paths << value.toString();
+    return paths;
+}
+
+bool VornSyncDatabase::deleteDirectory(int directoryId)
+{
+    const bool done = executeQuery(QStringLiteral("DELETE FROM directories WHERE id = ?"), {directoryId});
+    m_changes.noteAll();
+    return done;
+}
+
+bool VornSyncDatabase::setDirectoryUnavailable(int directoryId)
+{
+    return executeQuery(QStringLiteral("UPDATE directories SET available = 0 WHERE id = ?"), {directoryId});
+}
+
+bool VornSyncDatabase::setDirectoryAvailable(int directoryId)
+{
+    return executeQuery(QStringLiteral("UPDATE directories SET available = 1 WHERE id = ?"), {directoryId});
+}
+
+// --- One file: status -----------------------------------------------------------------------------------
+
+bool VornSyncDatabase::change(int directoryId, const QString& fileName, const std::function<bool()>& write)
+{
+    bool done = false;
+    {
+        VornSqliteTransaction transaction(*this);
+        done = transaction.isActive() && write() && transaction.commit();
+    }
+    m_changes.note(directoryId, fileName);
+    return done;
+}
+
+int VornSyncDatabase::getFileStatus(int directoryId, const QString& fileName, bool* found)
+{
+    QVariantList values;
+    const bool isFound =
+        executeQuery(values,
+                     QStringLiteral("SELECT status FROM file_tracking WHERE file_name = ? AND "
+                                    "directories_id = ?"),
+                     fileKey(fileName, directoryId)) &&
+        values.size() == 1;
+    set(found, isFound);
+    return isFound ? values.first().toInt() : int(ceSfsUnknown);
+}
+
+int VornSyncDatabase::getFileErrorCode(int directoryId, const QString& fileName)
+{
+    QVariantList values;
+    if (!executeQuery(values,
+                      QStringLiteral("SELECT error_code FROM file_tracking WHERE file_name = ? AND "
+                                     "directories_id = ?"),
+                      fileKey(fileName, directoryId)) ||
+        values.size() != 1)
+        return ceSecNone;
+    return values.first().toInt();
+}
+
+bool VornSyncDatabase::setFileStatus(int directoryId, const QString& fileName, int status, int errorCode)
+{
+    const bool done =
+        change(directoryId, fileName, [&] { return writeStatus(directoryId, fileName, status, errorCode); });
+    traceStatus("setFileStatus", directoryId, fileName, status, done);
+    return done;
+}
+
+bool VornSyncDatabase::setFileStatusIf(int directoryId, const QString& fileName, int expectedStatus,
+                                       int status)
+{
+    return writeStatusIf("setFileStatusIf", directoryId, fileName, expectedStatus, status, ceSecNone);
+}
+
+bool VornSyncDatabase::setFileErrorIf(int directoryId, const QString& fileName, int expectedStatus,
+                                      int errorCode)
+{
+    return writeStatusIf("setFileErrorIf", directoryId, fileName, expectedStatus, ceSfsError, errorCode);
+}
+
+bool VornSyncDatabase::writeStatusIf(const char* method, int directoryId, const QString& fileName,
+                                     int expectedStatus, int status, int errorCode)
+{
+    const bool done = change(directoryId, fileName, [&] {
+        return getFileStatus(directoryId, fileName) == expectedStatus &&
+               writeStatus(directoryId, fileName, status, errorCode);
+    });
+    traceStatus(method, directoryId, fileName, status, done);
+    return done;
+}
+
+// The rules that keep error_code, status_changed_at and trashed_date in step with the status.
+bool VornSyncDatabase::writeStatus(int directoryId, const QString& fileName, int status, int errorCode)
+{
+    bool isFound = false;
+    const int current = getFileStatus(directoryId, fileName, &isFound);
+    const bool isError = status == ceSfsError;
+    if (isError && VornSyncTypes::baseStatus(current) == ceSfsUnknown)
+        qWarning() << "VornSyncDatabase::setFileStatus: file" << fileName << "in dir" << directoryId
+                   << "transitioning to Error from an Unknown base ; resolveFileError will not be able to "
+                      "auto-retry.";
+    const int stored = isError ? current | ceSfsError : status;
+    const int code = isError ? errorCode : int(ceSecNone);
+    if (!isFound)
+        return executeQuery(
+            QStringLiteral("INSERT INTO file_tracking (file_name, directories_id, status, error_code, "
+                           "status_changed_at) VALUES (?, ?, ?, ?, ?)"),
+            {bound(fileName), directoryId, stored, code, nowText()});
+    const QString sql = VornSyncTypes::isTombstoned(status)
+                            ? QStringLiteral("UPDATE file_tracking SET status = ?, error_code = ?, "
+                                             "status_changed_at = ? WHERE file_name = ? AND "
+                                             "directories_id = ?")
+                            : QStringLiteral("UPDATE file_tracking SET status = ?, error_code = ?, "
+                                             "status_changed_at = ?, trashed_date = NULL WHERE "
+                                             "file_name = ? AND directories_id = ?");
+    return executeQuery(sql, {stored, code, nowText(), bound(fileName), directoryId});
+}
+
+bool VornSyncDatabase::clearFileError(int directoryId, const QString& fileName)
+{
+    const bool done = change(directoryId, fileName, [&] {
+        const int status = getFileStatus(directoryId, fileName);
+        return !VornSyncTypes::isInError(status) ||
+               writeStatus(directoryId, fileName, VornSyncTypes::baseStatus(status), ceSecNone);
+    });
+    traceFile("clearFileError", directoryId, fileName, done);
+    return done;
+}
+
+bool VornSyncDatabase::updateStatusToProcess(int directoryId, const QString& fileName)
+{
+    int from = ceSfsUnknown;
+    int to = ceSfsUnknown;
+    const bool done = change(directoryId, fileName, [&] {
+        from = getFileStatus(directoryId, fileName);
+        to = runningStatus(from);
+        return to != from && writeStatus(directoryId, fileName, to, ceSecNone);
+    });
+    if (to == from)
+        VORN_SYNC_TRACE(kTag, "updateStatusToProcess",
+                        QStringLiteral("FAIL because current status is not pending = ") +
+                            VornSyncTypes::statusName(from));
+    else
+        VORN_SYNC_TRACE(kTag, "updateStatusToProcess",
+                        QStringLiteral("Updated status from %1 to %2%3")
+                            .arg(VornSyncTypes::statusName(from), VornSyncTypes::statusName(to),
+                                 done ? QString() : QStringLiteral(" FAIL")));
+    return done;
+}
+
+// --- One file: trash ------------------------------------------------------------------------------------
+
+bool VornSyncDatabase::setFileTrashed(int directoryId, const QString& fileName)
+{
+    return setFileTrashOrDeleted(directoryId, fileName, ceSfsTrashed);
+}
+
+bool VornSyncDatabase::setFileDeleted(int directoryId, const QString& fileName)
+{
+    return setFileTrashOrDeleted(directoryId, fileName, ceSfsDeleted);
+}
+
+bool VornSyncDatabase::setFileTrashOrDeleted(int directoryId, const QString& fileName, int status)
+{
+    const bool done = change(directoryId, fileName, [&] {
+        return writeStatus(directoryId, fileName, status, ceSecNone) &&
+               executeQuery(QStringLiteral("UPDATE file_tracking SET trashed_date = ? WHERE file_name = ? "
+                                           "AND directories_id = ?"),
+                            {nowText(), bound(fileName), directoryId});
+    });
+    traceStatus("setFileTrashOrDeleted", directoryId, fileName, status, done);
+    return done;
+}
+
+bool VornSyncDatabase::unmarkFileTrashed(int directoryId, const QString& fileName)
+{
+    const bool done = change(directoryId, fileName, [&] {
+        return writeStatus(directoryId, fileName, ceSfsUpToDate, ceSecNone) &&
+               executeQuery(QStringLiteral("UPDATE file_tracking SET trashed_date = NULL WHERE file_name = ? "
+                                           "AND directories_id = ?"),
+                            fileKey(fileName, directoryId));
+    });
+    traceFile("unmarkFileTrashed", directoryId, fileName, done);
+    return done;
+}
+
+// --- One file: recording a synchronisation --------------------------------------------------------------
+
+bool VornSyncDatabase::recordFileSync(int directoryId, const QString& fileName, qint64 size,
+                                      const QDateTime& localLmd, const QDateTime& distantLmd, bool* existed)
+{
+    const TrackedFile recorded{1, size, VornSyncTimes::toText(localLmd), VornSyncTimes::toText(distantLmd)};
+    return record(directoryId, fileName, recorded, existed, nullptr, nullptr) == Recorded::Yes;
+}
+
+bool VornSyncDatabase::recordCopy(int directoryId, const QString& fileName, qint64 size,
+                                  const QDateTime& localLmd, const QDateTime& distantLmd)
+{
+    const TrackedFile recorded{1, size, VornSyncTimes::toText(localLmd), VornSyncTimes::toText(distantLmd)};
+    const auto isWanted = [](int status) { return !VornSyncTypes::isTombstoned(status); };
+    return record(directoryId, fileName, recorded, nullptr, isWanted, nullptr) != Recorded::No;
+}
+
+bool VornSyncDatabase::recordDistantGrown(int directoryId, const QString& fileName, qint64 distantSize,
+                                          const QDateTime& localLmd, const QDateTime& distantLmd,
+                                          qint64 localSize)
+{
+    const TrackedFile recorded{1, distantSize, VornSyncTimes::toText(localLmd),
+                               VornSyncTimes::toText(distantLmd)};
+    const auto isWanted = [](int status) { return status == ceSfsUpToDate; };
+    const auto mark = [&] {
+        return VornSyncDistantMarks(*this).set(directoryId, fileName, localSize, bound(recorded.localLmd));
+    };
+    return record(directoryId, fileName, recorded, nullptr, isWanted, mark) == Recorded::Yes;
+}
+
+VornSyncDatabase::Recorded VornSyncDatabase::record(int directoryId, const QString& fileName,
+                                                    const TrackedFile& recorded, bool* existed,
+                                                    const std::function<bool(int)>& isWanted,
+                                                    const std::function<bool()>& mark)
+{
+    bool wasThere = false;
+    bool isRecorded = false;
+    bool isCommitted = false;
+    {
+        VornSqliteTransaction transaction(*this);
+        if (transaction.isActive() && isWanted && !isWanted(getFileStatus(directoryId, fileName)) &&
+            transaction.isActive())
+            return Recorded::Unwanted;
+        if (transaction.isActive()) {
+            isRecorded = writeSync(directoryId, fileName, recorded, wasThere) &&
+                         VornSyncDistantMarks(*this).remove(directoryId, fileName) && (!mark || mark());
+            if (isRecorded)
+                writeStatus(directoryId, fileName, ceSfsUpToDate, ceSecNone);
+            else if (transaction.isActive())
+                writeStatus(directoryId, fileName, ceSfsError, ceSecUnknown);
+            isCommitted = transaction.commit();
+        }
+    }
+    set(existed, wasThere);
+    VORN_SYNC_TRACE(kTag, "recordFileSync",
+                    QStringLiteral("%1 file: '%2' in directory %3 %4")
+                        .arg(wasThere ? QStringLiteral("Updated") : QStringLiteral("Added"), fileName,
+                             QString::number(directoryId), doneText(isRecorded && isCommitted)));
+    m_changes.note(directoryId, fileName);
+    // What undid the transaction undid the error in it too.
+    if (!isCommitted)
+        setFileStatus(directoryId, fileName, ceSfsError, ceSecUnknown);
+    return isRecorded && isCommitted ? Recorded::Yes : Recorded::No;
+}
+
+bool VornSyncDatabase::writeSync(int directoryId, const QString& fileName, const TrackedFile& recorded,
+                                 bool& existed)
+{
+    TrackedFile tracked;
+    if (directoryId < 0 || !readTracked(directoryId, fileName, tracked))
+        return false;
+    if (tracked.count > 1) {
+        VORN_SYNC_TRACE(kTag, "recordFileSync", duplicateText(directoryId, fileName));
+        return false;
+    }
+    existed = tracked.count == 1;
+    if (existed)
+        return executeQuery(
+            QStringLiteral("UPDATE file_tracking SET size = ?, local_lmd = ?, distant_lmd = ? "
+                           "WHERE file_name = ? AND directories_id = ?"),
+            {recorded.size, bound(recorded.localLmd), bound(recorded.distantLmd), bound(fileName),
+             directoryId});
+    return executeQuery(
+        QStringLiteral("INSERT INTO file_tracking (file_name, directories_id, size, local_lmd, distant_lmd, "
+                       "status) VALUES (?, ?, ?, ?, ?, ?)"),
+        {bound(fileName), directoryId, recorded.size, bound(recorded.localLmd), bound(recorded.distantLmd),
+         int(ceSfsUpToDate)});
+}
+
+bool VornSyncDatabase::readTracked(int directoryId, const QString& fileName, TrackedFile& tracked)
+{
+    return forEachRow(QStringLiteral("SELECT size, local_lmd, distant_lmd FROM file_tracking WHERE "
+                                     "file_name = ? AND directories_id = ?"),
+                      fileKey(fileName, directoryId), [&](const QSqlQuery& row) {
+                          tracked = {tracked.count + 1, row.value(0).toLongLong(), row.value(1).toString(),
+                                     row.value(2).toString()};
+                      });
+}
+
+bool VornSyncDatabase::clearDistantNewerMark(int directoryId, const QString& fileName)
+{
+    return change(directoryId, fileName,
+                  [&] { return VornSyncDistantMarks(*this).remove(directoryId, fileName); });
+}
+
+// --- One file: names and rows ---------------------------------------------------------------------------
+
+bool VornSyncDatabase::renameFile(int directoryId, const QString& oldName, const QString& newName)
+{
+    const bool done =
+        change(directoryId, oldName, [&] { return writeRename(directoryId, oldName, newName); });
+    m_changes.note(directoryId, newName);
+    return done;
+}
+
+bool VornSyncDatabase::renameFileOverTombstone(int directoryId, const QString& oldName,
+                                               const QString& newName)
+{
+    const bool done = change(directoryId, oldName, [&] {
+        return writeTombstoneRemoval(directoryId, newName) && writeRename(directoryId, oldName, newName);
+    });
+    m_changes.note(directoryId, newName);
+    return done;
+}
+
+bool VornSyncDatabase::writeRename(int directoryId, const QString& oldName, const QString& newName)
+{
+    QVariantList targets;
+    if (executeQuery(targets,
+                     QStringLiteral("SELECT 1 FROM file_tracking WHERE file_name = ? AND directories_id = ?"),
+                     fileKey(newName, directoryId)) &&
+        !targets.isEmpty()) {
+        VORN_SYNC_TRACE(kTag, "renameFile",
+                        QStringLiteral("FAIL: target name already exists in BD: '%1' (dirId=%2)")
+                            .arg(newName, QString::number(directoryId)));
+        return false;
+    }
+    const bool done =
+        executeQuery(QStringLiteral("UPDATE file_tracking SET file_name = ? WHERE file_name = ? AND "
+                                    "directories_id = ?"),
+                     {bound(newName), bound(oldName), directoryId}) &&
+        VornSyncDistantMarks(*this).rename(directoryId, oldName, newName);
+    VORN_SYNC_TRACE(kTag, "renameFile",
+                    QStringLiteral("from '%1' to '%2' in directory %3 %4")
+                        .arg(oldName, newName, QString::number(directoryId), doneText(done)));
+    return done;
+}
+
+bool VornSyncDatabase::removeFileSync(int directoryId, const QString& fileName)
+{
+    const bool done = change(directoryId, fileName, [&] {
+        return executeQuery(
+                   QStringLiteral("DELETE FROM file_tracking WHERE file_name = ? AND directories_id = ?"),
+                   fileKey(fileName, directoryId)) &&
+               VornSyncDistantMarks(*this).remove(directoryId, fileName);
+    });
+    traceFile("removeFileSync", directoryId, fileName, done);
+    return done;
+}
+
+bool VornSyncDatabase::removeTombstone(int directoryId, const QString& fileName)
+{
+    const bool done =
+        change(directoryId, fileName, [&] { return writeTombstoneRemoval(directoryId, fileName); });
+    traceFile("removeTombstone", directoryId, fileName, done);
+    return done;
+}
+
+bool VornSyncDatabase::writeTombstoneRemoval(int directoryId, const QString& fileName)
+{
+    bool isFound = false;
+    const int status = getFileStatus(directoryId, fileName, &isFound);
+    if (!isFound || !VornSyncTypes::isTombstoned(status))
+        return true;
+    return executeQuery(
+               QStringLiteral("DELETE FROM file_tracking WHERE file_name = ? AND directories_id = ?"),
+               fileKey(fileName, directoryId)) &&
+           VornSyncDistantMarks(*this).remove(directoryId, fileName);
+}
+
+bool VornSyncDatabase::getFileInfo(QVariantMap& info, const QString& fileName, const QString& directoryValue,
+                                   DirectoryField field)
+{
+    const int directoryId = getDirectoryIdByField(field, directoryValue);
+    if (directoryId < 0)
+        return false;
+    Rows rows;
+    if (!executeQuery(rows,
+                      QStringLiteral("SELECT size, local_lmd, distant_lmd, status, trashed_date FROM "
+                                     "file_tracking WHERE file_name = ? AND directories_id = ?"),
+                      fileKey(fileName, directoryId)) ||
+        rows.size() != 1)
+        return false;
+    const QVariantMap& row = rows.first();
+    info.insert(QStringLiteral("directoryId"), directoryId);
+    info.insert(QStringLiteral("fileName"), fileName);
+    info.insert(QStringLiteral("fileSize"), row.value(QStringLiteral("size")));
+    info.insert(QStringLiteral("localLmd"), row.value(QStringLiteral("local_lmd")));
+    info.insert(QStringLiteral("distantLmd"), row.value(QStringLiteral("distant_lmd")));
+    info.insert(QStringLiteral("status"), row.value(QStringLiteral("status")));
+    info.insert(QStringLiteral("deletionDate"), row.value(QStringLiteral("trashed_date")));
+    return true;
+}
+
+// --- The files of one directory -------------------------------------------------------------------------
+
+QStringList VornSyncDatabase::getTrashedFilesOlderThan(int directoryId, const QDateTime& cutoff)
+{
+    QVariantList values;
+    executeQuery(
+        values,
+        QStringLiteral("SELECT file_name FROM file_tracking WHERE directories_id = ? AND (status = ? "
+                       "OR status = ?) AND trashed_date < ?"),
+        {directoryId, int(ceSfsTrashed), int(ceSfsDeleted), bound(VornSyncTimes::toText(cutoff))});
+    QStringList names;
+    for (const QVariant& value : qAsConst(values))
+        names << value.toString();
+    return names;
+}
+
+QSet<QString> VornSyncDatabase::getActiveFileNames(int directoryId)
+{
+    QVariantList values;
+    executeQuery(
+        values,
+        QStringLiteral("SELECT file_name FROM file_tracking WHERE directories_id = ? AND status != ? "
+                       "AND status != ?"),
+        {directoryId, int(ceSfsTrashed), int(ceSfsDeleted)});
+    return toNames(values);
+}
+
+QSet<QString> VornSyncDatabase::getFileNamesByStatus(int directoryId, int status)
+{
+    QVariantList values;
+    executeQuery(
+        values, QStringLiteral("SELECT file_name FROM file_tracking WHERE directories_id = ? AND status = ?"),
+        {directoryId, status});
+    return toNames(values);
+}
+
+QList<QVariantMap> VornSyncDatabase::getFilesByStatusMask(int directoryId, int mask)
+{
+    QList<QVariantMap> files;
+    forEachRow(QStringLiteral("SELECT file_name, status FROM file_tracking WHERE directories_id = ? AND "
+                              "(status & ?) != 0"),
+               {directoryId, mask}, [&](const QSqlQuery& row) {
+                   files << QVariantMap{{QStringLiteral("fileName"), row.value(0)},
+                                        {QStringLiteral("status"), row.value(1)}};
+               });
+    return files;
+}
+
+QList<QVariantMap> VornSyncDatabase::getFilesByStatus(int directoryId, int status)
+{
+    QList<QVariantMap> files;
+    forEachRow(QStringLiteral("SELECT file_name, size, distant_lmd FROM file_tracking WHERE "
+                              "directories_id = ? AND status = ?"),
+               {directoryId, status}, [&](const QSqlQuery& row) {
+                   files << QVariantMap{{QStringLiteral("fileName"), row.value(0)},
+                                        {QStringLiteral("fileSize"), row.value(1)},
+                                        {QStringLiteral("distantLmd"), row.value(2)}};
+               });
+    return files;
+}
+
+bool VornSyncDatabase::readDirectoryRows(int directoryId, QVector<VornSyncFileRow>& rows)
+{
+    m_changes.begin(directoryId);
+    return readRows(QStringLiteral("f.directories_id = ?"), {directoryId}, rows);
+}
+
+bool VornSyncDatabase::readFileRow(int directoryId, const QString& fileName, VornSyncFileRow& row,
+                                   bool& found)
+{
+    QVector<VornSyncFileRow> rows;
+    const bool done = readRows(QStringLiteral("f.file_name = ? AND f.directories_id = ?"),
+                               fileKey(fileName, directoryId), rows);
+    found = rows.size() == 1;
+    if (found)
+        row = rows.first();
+    return done;
+}
+
+bool VornSyncDatabase::readRows(const QString& condition, const QVariantList& values,
+                                QVector<VornSyncFileRow>& rows)
+{
+    const QString columns = QStringLiteral("f.file_name, f.status, f.size, f.local_lmd, f.distant_lmd = ?");
+    const QString marks = QStringLiteral("LEFT JOIN distant_newer_marks m ON m.file_name = f.file_name AND "
+                                         "m.directories_id = f.directories_id");
+    const bool areMarks = VornSyncDistantMarks(*this).hasAny();
+    const QString sql =
+        areMarks ? QStringLiteral("SELECT %1, m.local_size, m.local_lmd FROM file_tracking f %2 WHERE %3")
+                       .arg(columns, marks, condition)
+                 : QStringLiteral("SELECT %1 FROM file_tracking f WHERE %2").arg(columns, condition);
+    return forEachRow(sql, QVariantList{VornSyncTypes::undefinedTimeText()} + values,
+                      [&](const QSqlQuery& read) {
+                          VornSyncFileRow row;
+                          row.fileName = read.value(0).toString();
+                          row.status = read.value(1).toInt();
+                          row.size = read.value(2).toLongLong();
+                          row.localLmdSecs = VornSyncTimes::secsFromText(read.value(3).toString());
+                          row.distantLmdUndefined = read.value(4).toBool();
+                          row.isDistantNewer = areMarks && !read.isNull(5);
+                          if (row.isDistantNewer) {
+                              row.markedLocalSize = read.value(5).toLongLong();
+                              row.markedLocalLmdSecs = VornSyncTimes::secsFromText(read.value(6).toString());
+                          }
+                          rows.append(row);
+                      });
+}
+
+bool VornSyncDatabase::isRowChangedSinceRead(int directoryId, const QString& fileName) const
+{
+    return m_changes.isChanged(directoryId, fileName);
+}
+
+void VornSyncDatabase::endChangeTracking()
+{
+    m_changes.end();
+}
+
+// --- Change detection -----------------------------------------------------------------------------------
+
+bool VornSyncDatabase::isLocalFileDifferent(const VornSyncFileRow& row, qint64 size, qint64 lmdSecs)
+{
+    return row.size != size || VornSyncTimes::differ(row.localLmdSecs, lmdSecs);
+}
+
+bool VornSyncDatabase::isLocalFileChanged(int directoryId, const QString& fileName,
+                                          const QFileInfo& localFile)
+{
+    int count = 0;
+    VornSyncFileRow tracked;
+    if (!forEachRow(QStringLiteral("SELECT size, local_lmd FROM file_tracking WHERE file_name = ? AND "
+                                   "directories_id = ?"),
+                    fileKey(fileName, directoryId), [&](const QSqlQuery& row) {
+                        ++count;
+                        tracked.size = row.value(0).toLongLong();
+                        tracked.localLmdSecs = VornSyncTimes::secsFromText(row.value(1).toString());
+                    }))
+        return false;
+    return count != 1 ||
+           isLocalFileDifferent(tracked, localFile.size(), localFile.lastModified().toSecsSinceEpoch());
+}
+
+bool VornSyncDatabase::isFileNeedUpdate(int directoryId, const QString& fileName, const QFileInfo& localFile,
+                                        const QFileInfo& distantFile, bool* copyNeeded, bool* succeeded)
+{
+    set(copyNeeded, false);
+    set(succeeded, true);
+    const QString subject =
+        QStringLiteral("file '%1' in directory %2").arg(fileName, QString::number(directoryId));
+    if (!distantFile.exists()) {
+        VORN_SYNC_TRACE(kTag, "isFileNeedUpdate", subject + QStringLiteral(" - db + file: No dist file"));
+        set(copyNeeded, true);
+        return true;
+    }
+    TrackedFile tracked;
+    if (!readTracked(directoryId, fileName, tracked)) {
+        set(succeeded, false);
+        return false;
+    }
+    if (tracked.count > 1) {
+        emit errorOccurred(duplicateText(directoryId, fileName));
+        set(succeeded, false);
+        return false;
+    }
+    if (tracked.count == 1 && tracked.distantLmd == VornSyncTypes::undefinedTimeText() &&
+        distantFile.size() == tracked.size && localFile.size() == tracked.size) {
+        VORN_SYNC_TRACE(kTag, "isFileNeedUpdate",
+                        subject +
+                            QStringLiteral(" - Resolving UNDEFINED distant_lmd: sizes match, updating DB "
+                                           "with real distant LMD"));
+        resolveUndefined(directoryId, fileName, distantFile);
+        return false;
+    }
+    const VornSyncComparison comparison = compare(subject, tracked, localFile, distantFile);
+    set(copyNeeded, comparison.isCopyNeeded);
+    return comparison.isActionNeeded;
+}
+
+VornSyncComparison VornSyncDatabase::compare(const QString& subject, const TrackedFile& tracked,
+                                             const QFileInfo& localFile, const QFileInfo& distantFile)
+{
+    const VornSyncSizeAndTime local{localFile.size(), localFile.lastModified().toSecsSinceEpoch()};
+    const VornSyncSizeAndTime distant{distantFile.size(), distantFile.lastModified().toSecsSinceEpoch()};
+    if (tracked.count == 0) {
+        const VornSyncComparison comparison = VornSyncFileComparison::withoutRow(local, distant);
+        VORN_SYNC_TRACE(kTag, "isFileNeedUpdate",
+                        QStringLiteral("%1 - db: No db record Size (loc, Dist) = (%2, %3), "
+                                       "LMD (loc, Dist) = (%4, %5). %6")
+                            .arg(subject, QString::number(local.size), QString::number(distant.size),
+                                 lmdText(localFile), lmdText(distantFile), QLatin1String(comparison.reason)));
+        return comparison;
+    }
+    const VornSyncComparison comparison =
+        VornSyncFileComparison::withRow(tracked.size, VornSyncTimes::secsFromText(tracked.localLmd),
+                                        VornSyncTimes::secsFromText(tracked.distantLmd), local, distant);
+    if (comparison.isActionNeeded)
+        VORN_SYNC_TRACE(kTag, "isFileNeedUpdate",
+                        QStringLiteral("%1 - db + file: Size (loc, db, Dist) = (%2, %3, %4), "
+                                       "LMD (loc, dbLoc, dbDist, Dist) = (%5, %6, %7, %8). %9")
+                            .arg(subject, QString::number(local.size), QString::number(tracked.size),
+                                 QString::number(distant.size), lmdText(localFile), tracked.localLmd,
+                                 tracked.distantLmd, lmdText(distantFile), QLatin1String(comparison.reason)));
+    return comparison;
+}
+
+// The row is read again as part of the change: another thread may have recorded the file since.
+void VornSyncDatabase::resolveUndefined(int directoryId, const QString& fileName,
+                                        const QFileInfo& distantFile)
+{
+    change(directoryId, fileName, [&] {
+        TrackedFile tracked;
+        return readTracked(directoryId, fileName, tracked) && tracked.count == 1 &&
+               tracked.distantLmd == VornSyncTypes::undefinedTimeText() &&
+               tracked.size == distantFile.size() &&
+               executeQuery(QStringLiteral("UPDATE file_tracking SET distant_lmd = ? WHERE file_name = ? AND "
+                                           "directories_id = ?"),
+                            {bound(lmdText(distantFile)), bound(fileName), directoryId});
+    });
+}
+
+// --- Repairs --------------------------------------------------------------------------------------------
+
+int VornSyncDatabase::cleanupOrphanedProcessingStates()
+{
+    const QVariantList running = {int(ceSfsSyncing), int(ceSfsDeleting), int(ceSfsRestoring)};
+    QVariantList names;
+    QString error;
+    {
+        VornSqliteTransaction transaction(*this);
+        if (!executeQuery(names,
+                          QStringLiteral("SELECT file_name FROM file_tracking WHERE status IN (?, ?, ?)"),
+                          running))
+            error = QStringLiteral("ERROR: Failed to query orphaned processing states");
+        else if (names.isEmpty())
+            return 0;
+        else if (!executeQuery(
+                     QStringLiteral("UPDATE file_tracking SET status = ? WHERE status IN (?, ?, ?)"),
+                     QVariantList{int(ceSfsUnknown)} + running) ||
+                 !transaction.commit())
+            error = QStringLiteral("ERROR: Failed to cleanup orphaned processing states");
+    }
+    m_changes.noteAll();
+    if (!error.isEmpty()) {
+        emit errorOccurred(error);
+        return 0;
+    }
+    VORN_SYNC_TRACE(
+        kTag, "cleanupOrphanedProcessingStates",
+        QStringLiteral("Reset %1 orphaned files from processing states to Unknown").arg(names.size()));
+    return names.size();
+}
+
+bool VornSyncDatabase::isStale(int status, qint64 size, const QString& statusChangedAt, qint64 nowSecs)
+{
+    return VornSyncTypes::staleTimeoutSecs(status, size) <=
+           nowSecs - VornSyncTimes::secsFromText(statusChangedAt);
+}
+
+int VornSyncDatabase::cleanupStaleProcessingStates(const StillActiveTest& stillActive)
+{
+    QVector<StaleRow> staleRows;
+    if (!readStaleRows(staleRows)) {
+        VORN_SYNC_TRACE(kTag, "cleanupStaleProcessingStates",
+                        QStringLiteral("ERROR: cleanupStaleProcessingStates query failed"));
+        return 0;
+    }
+    int resetCount = 0;
+    int skippedCount = 0;
+    for (const StaleRow& row : qAsConst(staleRows)) {
+        if (VornSyncTypes::isInProgress(row.status) && stillActive &&
+            stillActive(row.directoryId, row.fileName))
+            ++skippedCount;
+        else if (resetStaleRow(row))
+            ++resetCount;
+    }
+    if (resetCount > 0)
+        VORN_SYNC_TRACE(kTag, "cleanupStaleProcessingStates",
+                        QStringLiteral("Reset %1 stale files to Unknown").arg(resetCount));
+    if (skippedCount > 0)
+        VORN_SYNC_TRACE(kTag, "cleanupStaleProcessingStates",
+                        QStringLiteral("Skipped %1 stale in-process rows still active on the worker side")
+                            .arg(skippedCount));
+    return resetCount;
+}
+
+bool VornSyncDatabase::readStaleRows(QVector<StaleRow>& staleRows)
+{
+    const qint64 nowSecs = QDateTime::currentSecsSinceEpoch();
+    return forEachRow(QStringLiteral("SELECT file_name, directories_id, status, size, status_changed_at FROM "
+                                     "file_tracking WHERE status IN (?, ?, ?, ?, ?, ?)"),
+                      {int(ceSfsPendingSync), int(ceSfsSyncing), int(ceSfsPendingDelete), int(ceSfsDeleting),
+                       int(ceSfsPendingRestore), int(ceSfsRestoring)},
+                      [&](const QSqlQuery& row) {
+                          const StaleRow read{row.value(0).toString(), row.value(1).toInt(),
+                                              row.value(2).toInt(), row.value(3).toLongLong(),
+                                              row.value(4).toString()};
+                          if (isStale(read.status, read.size, read.changedAt, nowSecs))
+                              staleRows << read;
+                      });
+}
+
+bool VornSyncDatabase::resetStaleRow(const StaleRow& row)
+{
+    // Whoever moved the row on meanwhile knows better.
+    const bool done = change(row.directoryId, row.fileName, [&] {
+        QVariantList unchanged;
+        return executeQuery(unchanged,
+                            QStringLiteral("SELECT 1 FROM file_tracking WHERE file_name = ? AND "
+                                           "directories_id = ? AND status = ? AND "
+                                           "COALESCE(status_changed_at, '') = ?"),
+                            {bound(row.fileName), row.directoryId, row.status, bound(row.changedAt)}) &&
+               !unchanged.isEmpty() && writeStatus(row.directoryId, row.fileName, ceSfsUnknown, ceSecNone);
+    });
+    if (done)
+        VORN_SYNC_TRACE(kTag, "cleanupStaleProcessingStates",
+                        QStringLiteral("File '%1' (dirId=%2) reset from %3 to Unknown after %4s timeout")
+                            .arg(row.fileName, QString::number(row.directoryId),
+                                 VornSyncTypes::statusName(row.status),
+                                 QString::number(VornSyncTypes::staleTimeoutSecs(row.status, row.size))));
+    return done;
+}
+
+int VornSyncDatabase::cleanupInconsistentTrashedDates()
+{
+    QVariantList changed;
+    bool done = false;
+    {
+        VornSqliteTransaction transaction(*this);
+        done =
+            executeQuery(QStringLiteral("UPDATE file_tracking SET trashed_date = NULL WHERE trashed_date IS "
+                                        "NOT NULL AND status != ? AND status != ?"),
+                         {int(ceSfsTrashed), int(ceSfsDeleted)}) &&
+            executeQuery(changed, QStringLiteral("SELECT changes() AS n")) && transaction.commit();
+    }
+    m_changes.noteAll();
+    if (!done) {
+        VORN_SYNC_TRACE(kTag, "cleanupInconsistentTrashedDates",
+                        QStringLiteral("ERROR: cleanupInconsistentTrashedDates query failed"));
+        return 0;
+    }
+    const int count = changed.value(0).toInt();
+    if (count != 0)
+        VORN_SYNC_TRACE(kTag, "cleanupInconsistentTrashedDates",
+                        QStringLiteral("Cleared trashed_date on %1 inconsistent rows").arg(count));
+    return count;
+}
+
+// --- Counts and the error list --------------------------------------------------------------------------
+
+int VornSyncDatabase::countFilesByStatuses(const QList<int>& statuses)
+{
+    if (statuses.isEmpty())
+        return 0;
+    int files = 0;
+    if (VornSyncStatusCounts(*this).count(statuses, files))
+        return files;
+    QStringList placeholders;
+    QVariantList values;
+    for (int status : statuses) {
+        placeholders << QStringLiteral("?");
+        values << status;
+    }
+    QVariantList counts;
+    if (!executeQuery(counts,
+                      QStringLiteral("SELECT COUNT(*) AS n FROM file_tracking WHERE status IN (%1)")
+                          .arg(placeholders.join(QLatin1String(", "))),
+                      values)) {
+        VORN_SYNC_TRACE(kTag, "countFilesByStatuses",
+                        QStringLiteral("ERROR: countFilesByStatuses query failed"));
+        return 0;
+    }
+    return counts.value(0).toInt();
+}
+
+int VornSyncDatabase::countFilesInError()
+{
+    QVariantList counts;
+    if (!executeQuery(counts,
+                      QStringLiteral("SELECT COUNT(*) AS n FROM file_tracking WHERE (status & ?) != 0 AND "
+                                     "error_code != 0"),
+                      {VornSyncTypes::kErrorBit})) {
+        VORN_SYNC_TRACE(kTag, "countFilesInError", QStringLiteral("ERROR: countFilesInError query failed"));
+        return 0;
+    }
+    return counts.value(0).toInt();
+}
+
+QList<QVariantMap> VornSyncDatabase::getErrorFiles()
+{
+    QList<QVariantMap> files;
+    forEachRow(QStringLiteral("SELECT ft.file_name, ft.status, ft.error_code,        ft.directories_id, "
+                              "d.alias_name FROM file_tracking ft INNER JOIN directories d ON d.id = "
+                              "ft.directories_id WHERE (ft.status & ?) != 0 AND ft.error_code != 0 ORDER BY "
+                              "d.alias_name, ft.file_name"),
+               {VornSyncTypes::kErrorBit}, [&](const QSqlQuery& row) {
+                   files << QVariantMap{{QStringLiteral("fileName"), row.value(0)},
+                                        {QStringLiteral("status"), row.value(1)},
+                                        {QStringLiteral("errorCode"), row.value(2)},
+                                        {QStringLiteral("directoryId"), row.value(3)},
+                                        {QStringLiteral("aliasName"), row.value(4)}};
+               });
+    return files;
+}
+
+// --- Traces ---------------------------------------------------------------------------------------------
+
+void VornSyncDatabase::traceStatus(const char* method, int directoryId, const QString& fileName, int status,
+                                   bool done)
+{
+    VORN_SYNC_TRACE(
+        kTag, method,
+        QStringLiteral("file: '%1' in directory %2 -> %3 %4")
+            .arg(fileName, QString::number(directoryId), VornSyncTypes::statusName(status), doneText(done)));
+}
+
+void VornSyncDatabase::traceFile(const char* method, int directoryId, const QString& fileName, bool done)
+{
+    VORN_SYNC_TRACE(kTag, method,
+                    QStringLiteral("file: '%1' in directory %2 %3")
+                        .arg(fileName, QString::number(directoryId), doneText(done)));
+}

@@ -1,0 +1,205 @@
+#pragma once
+
+#include "vorn_sqlite_database.h"
+#include "vorn_sync_row_changes.h"
+#include "vorn_sync_types.h"
+
+#include <QDateTime>
+#include <QFileInfo>
+#include <QList>
+#include <QSet>
+#include <QVector>
+
+#include <functional>
+
+struct VornSyncComparison;
+
+// What a pass needs of one row of file_tracking, and of its mark.
+struct VornSyncFileRow
+{
+    QString fileName;
+    int status = ceSfsUnknown;
+    qint64 size = 0;                  // bytes at the last recorded synchronisation
+    qint64 localLmdSecs = 0;          // local time at that moment, since the epoch; 0: not known
+    bool distantLmdUndefined = false; // the distant time is still to be found out
+    bool isDistantNewer = false;      // marked: verification found a newer version on the distant side
+    qint64 markedLocalSize = 0;       // the local file as it was when the mark was set
+    qint64 markedLocalLmdSecs = 0;
+};
+
+// The state database: directories, tracked files and their states, and all SQL of the library. Lives on the
+// host's thread; every method may be called from any thread. Signals are emitted on the calling thread, after
+// the statement, its locks and its transaction are over. A method that reads and then writes, or writes twice,
+// is one transaction.
+//
+// Failures come back as false, -1, 0, an empty text or an empty list; the reason goes through errorOccurred.
+class VornSyncDatabase : public VornSqliteDatabase
+{
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(VornSyncDatabase)
+
+public:
+    // A text column of the table directories.
+    enum DirectoryField { AliasName = 0, LocalPath = 1, DistantPath = 2, TrashPath = 3 };
+
+    using StillActiveTest = std::function<bool(int directoryId, const QString& fileName)>;
+
+    explicit VornSyncDatabase(const QString& databasePath);
+    ~VornSyncDatabase() override;
+
+    // --- Schema ---
+
+    // Brings any file to the current schema, keeping its rows, in one transaction. False leaves the file as
+    // it was.
+    bool initialize();
+    // An empty file with the full schema.
+    bool reset();
+
+    // --- Directories ---
+
+    int addDirectory(const QString& aliasName, const QString& localPath, const QString& distantPath,
+                     const QString& trashPath);
+    int getDirectoryIdByAlias(const QString& aliasName);
+    int getDirectoryIdByField(DirectoryField field, const QString& value);
+    int getDirectoryIdByLocalPath(const QString& localPath);
+    int getDirectoryIdByDistantPath(const QString& distantPath);
+    QString getDirectoryField(int directoryId, DirectoryField field);
+    QString getDirectoryAlias(int directoryId);
+    QString getDirectoryLocalPath(int directoryId);
+    QString getDirectoryDistantPath(int directoryId);
+    QString getDirectoryTrashPath(int directoryId);
+    QList<int> getDirectoryIds(bool availableOnly);
+    QStringList getDirectoryLocalPaths(bool availableOnly);
+    bool deleteDirectory(int directoryId);
+    bool setDirectoryUnavailable(int directoryId);
+    bool setDirectoryAvailable(int directoryId);
+
+    // --- One file ---
+
+    int getFileStatus(int directoryId, const QString& fileName, bool* found = nullptr);
+    int getFileErrorCode(int directoryId, const QString& fileName);
+    // ceSfsError is added to the status that the row has; any other status is stored as it is, without an
+    // error code. A missing row is created.
+    bool setFileStatus(int directoryId, const QString& fileName, int status, int errorCode);
+    bool clearFileError(int directoryId, const QString& fileName);
+    // From a pending status to the one in progress; false, and nothing written, from any other.
+    bool updateStatusToProcess(int directoryId, const QString& fileName);
+    bool setFileTrashOrDeleted(int directoryId, const QString& fileName, int status);
+    bool setFileTrashed(int directoryId, const QString& fileName);
+    bool setFileDeleted(int directoryId, const QString& fileName);
+    bool unmarkFileTrashed(int directoryId, const QString& fileName);
+    bool recordFileSync(int directoryId, const QString& fileName, qint64 size, const QDateTime& localLmd,
+                        const QDateTime& distantLmd, bool* existed = nullptr);
+    bool renameFile(int directoryId, const QString& oldName, const QString& newName);
+    bool removeFileSync(int directoryId, const QString& fileName);
+    bool getFileInfo(QVariantMap& info, const QString& fileName, const QString& directoryValue,
+                     DirectoryField field);
+
+    // --- One file, if it still is as a decision saw it ---
+
+    // setFileStatus while the row's status is `expectedStatus` (a missing row reads as ceSfsUnknown). False,
+    // and nothing written, when it is another.
+    bool setFileStatusIf(int directoryId, const QString& fileName, int expectedStatus, int status);
+    bool setFileErrorIf(int directoryId, const QString& fileName, int expectedStatus, int errorCode);
+
+    // recordFileSync for a finished copy: a row that was trashed or tombstoned meanwhile stays as it is, and
+    // the result is true.
+    bool recordCopy(int directoryId, const QString& fileName, qint64 size, const QDateTime& localLmd,
+                    const QDateTime& distantLmd);
+
+    // A distant copy that another workstation replaced by a larger one: recordFileSync with the distant size,
+    // and a mark that holds the local file as it is. False, and nothing written, when the row is not up to
+    // date any more. Any other recording of the file removes the mark, a rename carries it along.
+    bool recordDistantGrown(int directoryId, const QString& fileName, qint64 distantSize,
+                            const QDateTime& localLmd, const QDateTime& distantLmd, qint64 localSize);
+    bool clearDistantNewerMark(int directoryId, const QString& fileName);
+
+    // renameFile to a name that may hold a tombstone or a trashed row: such a row goes, in the same
+    // transaction. Any other row of that name is refused.
+    bool renameFileOverTombstone(int directoryId, const QString& oldName, const QString& newName);
+    // Removes the row if it is still trashed or tombstoned. False only when the statement failed.
+    bool removeTombstone(int directoryId, const QString& fileName);
+
+    // --- The files of one directory ---
+
+    QStringList getTrashedFilesOlderThan(int directoryId, const QDateTime& cutoff);
+    QSet<QString> getActiveFileNames(int directoryId);
+    QSet<QString> getFileNamesByStatus(int directoryId, int status);
+    QList<QVariantMap> getFilesByStatusMask(int directoryId, int mask);
+    QList<QVariantMap> getFilesByStatus(int directoryId, int status);
+
+    // All rows of a directory in one statement, appended. From then on isRowChangedSinceRead tells which of
+    // them have been written, by any thread through this object.
+    bool readDirectoryRows(int directoryId, QVector<VornSyncFileRow>& rows);
+    bool readFileRow(int directoryId, const QString& fileName, VornSyncFileRow& row, bool& found);
+    // True also for every row of a directory other than the one read last.
+    bool isRowChangedSinceRead(int directoryId, const QString& fileName) const;
+    // The rows that were read are done with: nothing is kept about changes until the next reading.
+    void endChangeTracking();
+
+    // --- Change detection ---
+
+    // True when something must be done for the file; `copyNeeded`: when it must be copied. `succeeded` is
+    // false when the row could not be read or is not the only one of its key: the result is then false too.
+    bool isFileNeedUpdate(int directoryId, const QString& fileName, const QFileInfo& localFile,
+                          const QFileInfo& distantFile, bool* copyNeeded = nullptr,
+                          bool* succeeded = nullptr);
+    bool isLocalFileChanged(int directoryId, const QString& fileName, const QFileInfo& localFile);
+    // The comparison behind isLocalFileChanged: another size, or another time beyond the tolerance.
+    static bool isLocalFileDifferent(const VornSyncFileRow& row, qint64 size, qint64 lmdSecs);
+
+    // --- Repairs, counts, error list ---
+
+    int cleanupOrphanedProcessingStates();
+    // `stillActive` is asked for every stale row in progress, while no lock and no transaction is held.
+    int cleanupStaleProcessingStates(const StillActiveTest& stillActive);
+    int cleanupInconsistentTrashedDates();
+    int countFilesByStatuses(const QList<int>& statuses);
+    int countFilesInError();
+    QList<QVariantMap> getErrorFiles();
+
+    // True when a row of `status` and `size`, changed at `statusChangedAt` (ISO 8601), has waited or run too
+    // long at `nowSecs` since the epoch. A time that can't be read is too long ago.
+    static bool isStale(int status, qint64 size, const QString& statusChangedAt, qint64 nowSecs);
+
+public slots:
+    void sltDatabaseErrorOccurred(const QString& connectionName, const QString& message);
+
+signals:
+    void errorOccurred(const QString& message);
+
+private:
+    struct TrackedFile; // what recordFileSync and isFileNeedUpdate read of a row
+    struct StaleRow;
+    enum class Recorded { Yes, No, Unwanted };
+
+    // Runs `write` as one transaction, which is undone when it gives false, and notes the row as changed.
+    bool change(int directoryId, const QString& fileName, const std::function<bool()>& write);
+    int singleId(const QString& sql, const QVariantList& values);
+    bool readTracked(int directoryId, const QString& fileName, TrackedFile& tracked);
+    bool readRows(const QString& condition, const QVariantList& values, QVector<VornSyncFileRow>& rows);
+    bool readStaleRows(QVector<StaleRow>& staleRows);
+
+    // What is inside a transaction.
+    int writeDirectory(const QString& aliasName, const QString& localPath, const QString& distantPath,
+                       const QString& trashPath);
+    bool writeStatus(int directoryId, const QString& fileName, int status, int errorCode);
+    bool writeSync(int directoryId, const QString& fileName, const TrackedFile& recorded, bool& existed);
+    bool writeRename(int directoryId, const QString& oldName, const QString& newName);
+    bool writeTombstoneRemoval(int directoryId, const QString& fileName);
+
+    bool writeStatusIf(const char* method, int directoryId, const QString& fileName, int expectedStatus,
+                       int status, int errorCode);
+    // `isWanted` may refuse the status that the row has; `mark` is part of the recording.
+    Recorded record(int directoryId, const QString& fileName, const TrackedFile& recorded, bool* existed,
+                    const std::function<bool(int status)>& isWanted, const std::function<bool()>& mark);
+    VornSyncComparison compare(const QString& subject, const TrackedFile& tracked, const QFileInfo& localFile,
+                               const QFileInfo& distantFile);
+    void resolveUndefined(int directoryId, const QString& fileName, const QFileInfo& distantFile);
+    bool resetStaleRow(const StaleRow& row);
+
+    void traceStatus(const char* method, int directoryId, const QString& fileName, int status, bool done);
+    void traceFile(const char* method, int directoryId, const QString& fileName, bool done);
+
+    VornSyncRowChanges m_changes;
+};

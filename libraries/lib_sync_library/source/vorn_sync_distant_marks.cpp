@@ -1,0 +1,54 @@
+#include "vorn_sync_distant_marks.h"
+
+#include "vorn_sqlite_database.h"
+
+bool VornSyncDistantMarks::exists()
+{
+    QVariantList names;
+    return m_database.executeQuery(names,
+                                   QStringLiteral("SELECT name FROM sqlite_master WHERE type = 'table' AND "
+                                                  "name = 'distant_newer_marks'")) &&
+           !names.isEmpty();
+}
+
+bool VornSyncDistantMarks::hasAny()
+{
+    QVariantList found;
+    return exists() &&
+           m_database.executeQuery(found, QStringLiteral("SELECT 1 FROM distant_newer_marks LIMIT 1")) &&
+           !found.isEmpty();
+}
+
+bool VornSyncDistantMarks::set(int directoryId, const QString& fileName, qint64 localSize,
+                               const QString& localLmd)
+{
+    static const QStringList columns = {
+        QStringLiteral("file_name TEXT NOT NULL"), QStringLiteral("directories_id INTEGER NOT NULL"),
+        QStringLiteral("local_size INTEGER NOT NULL"), QStringLiteral("local_lmd TEXT NOT NULL")};
+    static const QStringList constraints = {
+        QStringLiteral("PRIMARY KEY (file_name, directories_id)"),
+        QStringLiteral("FOREIGN KEY (directories_id) REFERENCES directories(id) ON DELETE CASCADE")};
+
+    return (exists() ||
+            m_database.createTable(QStringLiteral("distant_newer_marks"), columns, constraints)) &&
+           m_database.executeQuery(
+               QStringLiteral("INSERT OR REPLACE INTO distant_newer_marks "
+                              "(file_name, directories_id, local_size, local_lmd) VALUES (?, ?, ?, ?)"),
+               {fileName, directoryId, localSize, localLmd});
+}
+
+bool VornSyncDistantMarks::remove(int directoryId, const QString& fileName)
+{
+    return !exists() ||
+           m_database.executeQuery(
+               QStringLiteral("DELETE FROM distant_newer_marks WHERE file_name = ? AND directories_id = ?"),
+               {fileName, directoryId});
+}
+
+bool VornSyncDistantMarks::rename(int directoryId, const QString& oldName, const QString& newName)
+{
+    return !exists() ||
+           m_database.executeQuery(QStringLiteral("UPDATE OR REPLACE distant_newer_marks SET file_name = ? "
+                                                  "WHERE file_name = ? AND directories_id = ?"),
+                                   {newName, oldName, directoryId});
+}

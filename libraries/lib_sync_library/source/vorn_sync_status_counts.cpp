@@ -1,0 +1,152 @@
+#include "vorn_sync_status_counts.h"
+
+#include "vorn_sqlite_database.h"
+
+#include <QStringList>
+
+namespace {
+
+constexpr int kTriggerCount = 6;
+
+// The fixed queries run over these: a directory's rows, the rows of a status, the rows in error.
+QStringList indexStatements()
+{
+    return {
+        QStringLiteral("CREATE INDEX IF NOT EXISTS file_tracking_by_directory "
+                       "ON file_tracking (directories_id, status)"),
+        QStringLiteral("CREATE INDEX IF NOT EXISTS file_tracking_by_status ON file_tracking (status)"),
+        QStringLiteral("CREATE INDEX IF NOT EXISTS file_tracking_with_error "
+                       "ON file_tracking (status, error_code) WHERE error_code != 0"),
+    };
+}
+
+QStringList tableStatements()
+{
+    return {
+        QStringLiteral("CREATE TABLE IF NOT EXISTS file_tracking_counts (status INTEGER NOT NULL, "
+                       "files INTEGER NOT NULL, PRIMARY KEY (status)) WITHOUT ROWID"),
+        QStringLiteral("CREATE TABLE IF NOT EXISTS file_tracking_in_the_way "
+                       "(row_id INTEGER PRIMARY KEY, status INTEGER)"),
+    };
+}
+
+QString trigger(const char* name, const char* event, const QString& body)
+{
+    return QStringLiteral("CREATE TRIGGER IF NOT EXISTS file_tracking_counts_%1 %2 BEGIN %3 END")
+        .arg(QLatin1String(name), QLatin1String(event), body);
+}
+
+// Rows that an INSERT OR REPLACE or UPDATE OR REPLACE takes away fire no DELETE trigger: the rows that stand
+// in its way are written down before, and those that are gone are discounted after.
+QStringList triggerStatements()
+{
+    const QString noteInTheWay = QStringLiteral(
+        "DELETE FROM file_tracking_in_the_way; INSERT INTO file_tracking_in_the_way (row_id, status) "
+        "SELECT rowid, status FROM file_tracking "
+        "WHERE file_name = NEW.file_name AND directories_id = NEW.directories_id");
+    const QString discountReplaced = QStringLiteral(
+        "UPDATE file_tracking_counts SET files = files - (SELECT COUNT(*) FROM file_tracking_in_the_way w "
+        "WHERE w.status = file_tracking_counts.status AND (w.row_id = NEW.rowid OR NOT EXISTS "
+        "(SELECT 1 FROM file_tracking WHERE rowid = w.row_id))) "
+        "WHERE status IN (SELECT status FROM file_tracking_in_the_way); "
+        "DELETE FROM file_tracking_in_the_way; ");
+    const QString countNew =
+        QStringLiteral("INSERT INTO file_tracking_counts (status, files) SELECT NEW.status, 0 "
+                       "WHERE NEW.status IS NOT NULL AND NOT EXISTS "
+                       "(SELECT 1 FROM file_tracking_counts WHERE status = NEW.status); "
+                       "UPDATE file_tracking_counts SET files = files + 1 WHERE status = NEW.status; ");
+    const QString discountOld =
+        QStringLiteral("UPDATE file_tracking_counts SET files = files - 1 WHERE status = OLD.status; ");
+    const QString forgetInTheWay =
+        QStringLiteral("DELETE FROM file_tracking_in_the_way WHERE row_id = OLD.rowid; ");
+
+    return {
+        trigger("before_insert", "BEFORE INSERT ON file_tracking", noteInTheWay + QLatin1String("; ")),
+        trigger("insert", "AFTER INSERT ON file_tracking", discountReplaced + countNew),
+        trigger("delete", "AFTER DELETE ON file_tracking", forgetInTheWay + discountOld),
+        trigger("status", "AFTER UPDATE OF status ON file_tracking WHEN OLD.status IS NOT NEW.status",
+                discountOld + countNew),
+        trigger("before_key", "BEFORE UPDATE OF file_name, directories_id ON file_tracking",
+                noteInTheWay + QLatin1String(" AND rowid != OLD.rowid; ")),
+        trigger("key", "AFTER UPDATE OF file_name, directories_id ON file_tracking", discountReplaced),
+    };
+}
+
+} // namespace
+
+bool VornSyncStatusCounts::install()
+{
+    // A view of that name has no triggers of this kind; it is counted row by row.
+    QVariantList tables;
+    if (!m_database.executeQuery(tables,
+                                 QStringLiteral("SELECT name FROM sqlite_master WHERE type = 'table' AND "
+                                                "name = 'file_tracking'")))
+        return false;
+    if (tables.isEmpty())
+        return true;
+
+    const bool wereInPlace = areTriggersInPlace();
+    const QStringList statements = indexStatements() + tableStatements() + triggerStatements();
+    for (const QString& statement : statements) {
+        if (!m_database.executeQuery(statement))
+            return false;
+    }
+    bool areRight = false;
+    if (wereInPlace && (!areCountsRight(areRight) || areRight))
+        return areRight;
+    return recount();
+}
+
+bool VornSyncStatusCounts::areTriggersInPlace()
+{
+    QVariantList names;
+    return m_database.executeQuery(names,
+                                   QStringLiteral("SELECT name FROM sqlite_master WHERE type = 'trigger' AND "
+                                                  "tbl_name = 'file_tracking' AND name GLOB "
+                                                  "'file_tracking_counts_*'")) &&
+           names.size() == kTriggerCount;
+}
+
+bool VornSyncStatusCounts::areCountsRight(bool& right)
+{
+    QVariantList wrong;
+    if (!m_database.executeQuery(
+            wrong,
+            QStringLiteral("SELECT status FROM (SELECT status, COUNT(*) AS files FROM file_tracking WHERE "
+                           "status IS NOT NULL GROUP BY status EXCEPT SELECT status, files FROM "
+                           "file_tracking_counts) UNION ALL SELECT status FROM (SELECT status, files FROM "
+                           "file_tracking_counts WHERE files != 0 EXCEPT SELECT status, COUNT(*) FROM "
+                           "file_tracking GROUP BY status)")))
+        return false;
+    right = wrong.isEmpty();
+    return true;
+}
+
+bool VornSyncStatusCounts::recount()
+{
+    return m_database.executeQuery(QStringLiteral("DELETE FROM file_tracking_counts")) &&
+           m_database.executeQuery(
+               QStringLiteral("INSERT INTO file_tracking_counts (status, files) SELECT status, COUNT(*) FROM "
+                              "file_tracking WHERE status IS NOT NULL GROUP BY status"));
+}
+
+bool VornSyncStatusCounts::count(const QList<int>& statuses, int& files)
+{
+    if (!areTriggersInPlace())
+        return false;
+    QStringList placeholders;
+    QVariantList values;
+    for (int status : statuses) {
+        placeholders << QStringLiteral("?");
+        values << status;
+    }
+    QVariantList sum;
+    if (!m_database.executeQuery(
+            sum,
+            QStringLiteral("SELECT COALESCE(SUM(files), 0) FROM file_tracking_counts WHERE status IN (%1)")
+                .arg(placeholders.join(QLatin1String(", "))),
+            values))
+        return false;
+    files = sum.value(0).toInt();
+    return true;
+}

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <QList>
+
+class VornSqliteDatabase;
+
+// How many rows of file_tracking have which status, kept by triggers of the file itself: right whoever writes
+// the table, with whatever program, and read in microseconds where a count over the rows takes milliseconds.
+// Holds no state; used by the thread that runs the operation.
+class VornSyncStatusCounts
+{
+public:
+    explicit VornSyncStatusCounts(VornSqliteDatabase& database)
+        : m_database(database)
+    {
+    }
+
+    // Creates indexes, triggers and counts as far as they are missing, and counts anew where they are wrong.
+    // Inside the transaction that brings the schema up to date.
+    bool install();
+
+    // False when the counts are not kept (a table that was made anew by hand) or can't be read.
+    bool count(const QList<int>& statuses, int& files);
+
+private:
+    bool areTriggersInPlace();
+    bool areCountsRight(bool& right);
+    bool recount();
+
+    VornSqliteDatabase& m_database;
+};

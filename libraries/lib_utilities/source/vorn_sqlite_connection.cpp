@@ -1,0 +1,231 @@
+#include "vorn_sqlite_connection.h"
+
+#include "vorn_sqlite_database.h"
+
+#include <QSqlError>
+
+namespace {
+
+// SQLite's own names for the result codes that end a statement and nothing else. Any other failure (a full
+// disk, an I/O error, a lock) may have ended the transaction around it.
+constexpr int kSqliteError = 1;
+constexpr int kSqliteTooBig = 18;
+constexpr int kSqliteConstraint = 19;
+constexpr int kSqliteMismatch = 20;
+constexpr int kSqliteMisuse = 21;
+constexpr int kSqliteRange = 25;
+constexpr int kPrimaryCodeMask = 0xff;
+
+// Far above what one program prepares; a caller that writes its values into the SQL must not fill the memory.
+constexpr std::size_t kMaximumKeptQueries = 256;
+
+bool endsStatementOnly(const QSqlError& error)
+{
+    bool isNumber = false;
+    const int code = error.nativeErrorCode().toInt(&isNumber);
+    if (!isNumber || code <= 0)
+        return true;
+    switch (code & kPrimaryCodeMask) {
+    case kSqliteError:
+    case kSqliteTooBig:
+    case kSqliteConstraint:
+    case kSqliteMismatch:
+    case kSqliteMisuse:
+    case kSqliteRange:
+        return true;
+    default:
+        return false;
+    }
+}
+
+bool isKeptStatement(const QString& sql)
+{
+    static const QLatin1String keywords[] = {
+        QLatin1String("SELECT"), QLatin1String("INSERT"), QLatin1String("UPDATE"),  QLatin1String("DELETE"),
+        QLatin1String("BEGIN"),  QLatin1String("COMMIT"), QLatin1String("ROLLBACK")};
+    for (const QLatin1String& keyword : keywords) {
+        if (sql.startsWith(keyword, Qt::CaseInsensitive))
+            return true;
+    }
+    return false;
+}
+
+} // namespace
+
+VornSqliteConnection::VornSqliteConnection(const QString& filePath, const QString& registeredName)
+    : m_registeredName(registeredName)
+    , m_database(QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), registeredName))
+{
+    m_database.setDatabaseName(filePath);
+    // Another writer ahead is waited for, not reported.
+    m_database.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=5000"));
+}
+
+VornSqliteConnection::~VornSqliteConnection()
+{
+    unregister();
+}
+
+// --- Life of the handle ---------------------------------------------------------------------------------
+
+bool VornSqliteConnection::open()
+{
+    if (m_database.isOpen())
+        return true;
+    if (!m_database.isValid()) {
+        addError(QStringLiteral("The SQLite driver of Qt is not available"));
+        return false;
+    }
+    if (!m_database.open()) {
+        addError(m_database.lastError().text());
+        return false;
+    }
+    if (configure())
+        return true;
+    close();
+    return false;
+}
+
+bool VornSqliteConnection::configure()
+{
+    QSqlQuery version(m_database);
+    const bool isRead = version.exec(QStringLiteral("SELECT sqlite_version()")) && version.next();
+    const QString text = isRead ? version.value(0).toString() : QString();
+    version.finish();
+    if (!VornSqliteDatabase::isSupportedSqliteVersion(text)) {
+        addError(QStringLiteral("SQLite %1 is too old: version 3.24 or later is needed").arg(text));
+        return false;
+    }
+    // A file system without shared memory refuses write-ahead logging, and a file that is no database
+    // refuses everything: the statement that follows then says so.
+    runQuietly(QStringLiteral("PRAGMA journal_mode=WAL"));
+    runQuietly(QStringLiteral("PRAGMA synchronous=NORMAL"));
+    return setForeignKeys(true);
+}
+
+void VornSqliteConnection::close()
+{
+    m_kept.clear();
+    m_database.close();
+}
+
+void VornSqliteConnection::unregister()
+{
+    if (!m_database.isValid())
+        return;
+    close();
+    m_database = QSqlDatabase();
+    QSqlDatabase::removeDatabase(m_registeredName);
+}
+
+// --- Statements -----------------------------------------------------------------------------------------
+
+bool VornSqliteConnection::run(const QString& sql, const QVariantList& values, const RowReader& reader)
+{
+    if (m_isTransactionBroken || !open())
+        return false;
+    if (isKeptStatement(sql))
+        return runKept(sql, values, reader);
+    QSqlQuery query(m_database);
+    query.setForwardOnly(true);
+    if (query.prepare(sql))
+        return execute(query, values, reader);
+    fail(query.lastError());
+    return false;
+}
+
+bool VornSqliteConnection::runKept(const QString& sql, const QVariantList& values, const RowReader& reader)
+{
+    auto kept = m_kept.find(sql);
+    // Values bound before stay bound: a call with another number of them must not meet them.
+    if (kept != m_kept.end() && kept->second.valueCount != values.size()) {
+        m_kept.erase(kept);
+        kept = m_kept.end();
+    }
+    if (kept == m_kept.end()) {
+        if (m_kept.size() >= kMaximumKeptQueries)
+            m_kept.clear();
+        QSqlQuery query(m_database);
+        query.setForwardOnly(true);
+        if (!query.prepare(sql)) {
+            fail(query.lastError());
+            return false;
+        }
+        kept = m_kept.emplace(sql, KeptQuery{query, values.size()}).first;
+    }
+    if (execute(kept->second.query, values, reader))
+        return true;
+    m_kept.erase(sql);
+    return false;
+}
+
+bool VornSqliteConnection::execute(QSqlQuery& query, const QVariantList& values, const RowReader& reader)
+{
+    for (int i = 0; i < values.size(); ++i)
+        query.bindValue(i, values.at(i));
+    bool done = query.exec();
+    if (done && reader) {
+        while (query.next())
+            reader(query);
+        done = query.lastError().type() == QSqlError::NoError;
+    }
+    if (!done)
+        fail(query.lastError());
+    query.finish();
+    return done;
+}
+
+bool VornSqliteConnection::runQuietly(const QString& sql)
+{
+    return QSqlQuery(m_database).exec(sql);
+}
+
+void VornSqliteConnection::fail(const QSqlError& error)
+{
+    addError(error.text());
+    if (m_transactionDepth > 0 && !endsStatementOnly(error))
+        m_isTransactionBroken = true;
+}
+
+QStringList VornSqliteConnection::takeErrors()
+{
+    QStringList errors;
+    errors.swap(m_errors);
+    return errors;
+}
+
+// --- Transactions ---------------------------------------------------------------------------------------
+
+bool VornSqliteConnection::begin()
+{
+    if (++m_transactionDepth > 1)
+        return !m_isTransactionBroken;
+    m_mustRollBack = false;
+    m_isTransactionBroken = false;
+    // Required: as a writer from the start. A transaction that becomes one later fails at once, without
+    // waiting, when another writer was ahead.
+    m_isTransactionBroken = !run(QStringLiteral("BEGIN IMMEDIATE"), QVariantList(), nullptr);
+    return !m_isTransactionBroken;
+}
+
+bool VornSqliteConnection::end(bool commit)
+{
+    const bool isWritable = commit && !m_isTransactionBroken && !m_mustRollBack;
+    if (!isWritable)
+        m_mustRollBack = true;
+    if (--m_transactionDepth > 0)
+        return isWritable;
+    m_isTransactionBroken = false;
+    if (isWritable && run(QStringLiteral("COMMIT"), QVariantList(), nullptr))
+        return true;
+    // Quietly: SQLite may have rolled back by itself, or there was nothing to roll back.
+    if (m_database.isOpen())
+        runQuietly(QStringLiteral("ROLLBACK"));
+    return false;
+}
+
+bool VornSqliteConnection::setForeignKeys(bool checked)
+{
+    return runQuietly(checked ? QStringLiteral("PRAGMA foreign_keys=ON")
+                              : QStringLiteral("PRAGMA foreign_keys=OFF"));
+}

@@ -1,0 +1,70 @@
+#pragma once
+
+#include <QObject>
+#include <QSqlDatabase>
+#include <QSqlQuery>
+#include <QString>
+#include <QStringList>
+#include <QVariantList>
+
+#include <functional>
+#include <unordered_map>
+
+// One thread's connection to an SQLite file. Lives on that thread, and is used by no other one but to close a
+// handle whose thread does not answer (see VornSqliteConnections).
+class VornSqliteConnection : public QObject
+{
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(VornSqliteConnection)
+
+public:
+    using RowReader = std::function<void(const QSqlQuery& row)>;
+
+    // `registeredName` is the name Qt knows the connection by: unique in the process.
+    VornSqliteConnection(const QString& filePath, const QString& registeredName);
+    ~VornSqliteConnection() override;
+
+    bool open();
+    void close();
+    bool isOpen() const { return m_database.isOpen(); }
+    // Closes, and takes the name off Qt's list.
+    void unregister();
+
+    // One statement. SELECT, INSERT, UPDATE and DELETE are prepared once and kept. Opens the file if needed.
+    bool run(const QString& sql, const QVariantList& values, const RowReader& reader);
+
+    // Transactions nest: the outermost pair writes or undoes.
+    bool begin();
+    bool end(bool commit);
+    bool isInTransaction() const { return m_transactionDepth > 0; }
+    bool isTransactionBroken() const { return m_isTransactionBroken; }
+    bool setForeignKeys(bool checked);
+
+    // Errors wait here until nothing is held any more.
+    void addError(const QString& message) { m_errors << message; }
+    QStringList takeErrors();
+
+    // How many statements and transactions of the thread are under way, one within the other.
+    int useDepth = 0;
+
+private:
+    struct KeptQuery
+    {
+        QSqlQuery query;
+        int valueCount = 0;
+    };
+
+    bool configure();
+    bool runQuietly(const QString& sql);
+    bool runKept(const QString& sql, const QVariantList& values, const RowReader& reader);
+    bool execute(QSqlQuery& query, const QVariantList& values, const RowReader& reader);
+    void fail(const QSqlError& error);
+
+    const QString m_registeredName;
+    QSqlDatabase m_database;
+    std::unordered_map<QString, KeptQuery> m_kept; // by SQL text
+    QStringList m_errors;
+    int m_transactionDepth = 0;
+    bool m_isTransactionBroken = false; // nothing can be written any more
+    bool m_mustRollBack = false;        // a nested transaction was not committed
+};
