@@ -4,6 +4,7 @@
 #include "vorn_sync_directory_listing.h"
 #include "vorn_sync_log.h"
 #include "vorn_sync_pass.h"
+#include "vorn_sync_task_results.h"
 #include "vorn_sync_times.h"
 
 #include <QDateTime>
@@ -30,8 +31,6 @@ constexpr int kVerificationPeriodCycles = 6;   // every sixth cycle verifies
 constexpr int kVerificationBudgetPercent = 20; // of the sync interval
 constexpr qint64 kVerificationBudgetMinimumMs = 100;
 constexpr int kTrashRetentionDays = 30;
-constexpr int kSideCarDelayMs = 500; // an SQLite checkpoint is mostly over by then
-constexpr int kSideCarDeferrals = 10;
 constexpr int kTaskAttempts = 5;
 constexpr int kRetryDelayStepMs = 1000;
 
@@ -78,7 +77,9 @@ VornSyncSynchronizer::VornSyncSynchronizer(const QString& trashPath_, int syncIn
     , trashPath(trashPath_)
     , syncIntervalMs(syncIntervalMs_)
     , exclusions(patterns)
+    , sideCars(this)
 {
+    connect(&sideCars, &VornSyncSideCarDeferrals::due, this, &VornSyncSynchronizer::onSideCarDue);
     VORN_SYNC_TRACE(
         kTag, "VornSyncSynchronizer",
         QStringLiteral("Created with trash path: %1, sync interval: %2 ms, exclusion patterns: %3")
@@ -193,12 +194,7 @@ void VornSyncSynchronizer::clearTables(int directoryId)
     flights.clearDeferred(directoryId);
     renames.clear(directoryId);
     VornSyncTypes::eraseOfDirectory(changedInFlight, directoryId);
-    VornSyncTypes::eraseOfDirectory(sideCarRetries, directoryId);
-    const QList<VornSyncFileKey> timerKeys = sideCarTimers.keys();
-    for (const VornSyncFileKey& key : timerKeys) {
-        if (VornSyncTypes::isOfDirectory(key, directoryId))
-            dropSideCarTimer(key);
-    }
+    sideCars.clear(directoryId);
 }
 
 bool VornSyncSynchronizer::matchesExclusionPattern(const QString& fileName) const
@@ -715,8 +711,7 @@ bool VornSyncSynchronizer::copyToDistant(int directoryId, const QString& fileNam
     if (hasActiveSideCar(joined(localDir, fileName)))
         return deferForSideCar(key);
 
-    sideCarRetries.remove(key);
-    dropSideCarTimer(key);
+    sideCars.forget(key);
     bool localPresent = false;
     if (!startProcessing(directoryId, fileName, ceSfsPendingSync, localPresent))
         return false;
@@ -727,42 +722,30 @@ bool VornSyncSynchronizer::copyToDistant(int directoryId, const QString& fileNam
 // come by meanwhile neither count nor start another.
 bool VornSyncSynchronizer::deferForSideCar(const VornSyncFileKey& key)
 {
-    if (sideCarTimers.contains(key))
+    if (sideCars.isWaiting(key))
         return true;
     const QString name = named(key.second, key.first);
-    const int count = ++sideCarRetries[key];
-    if (count > kSideCarDeferrals) {
+    const QString maximum = QString::number(VornSyncSideCarDeferrals::kMaximum);
+    const int count = sideCars.defer(key);
+    if (count == 0) {
         VORN_SYNC_TRACE(kTag, "copyToDistant",
                         QStringLiteral("%1 still busy after %2 retries; yielding to the next periodic cycle")
-                            .arg(name, QString::number(kSideCarDeferrals)));
-        sideCarRetries.remove(key);
+                            .arg(name, maximum));
         return false;
     }
-    VORN_SYNC_TRACE(kTag, "copyToDistant",
-                    QStringLiteral("%1 has an active SQLite side-car; deferring retry %2/%3 in %4 ms")
-                        .arg(name, QString::number(count), QString::number(kSideCarDeferrals),
-                             QString::number(kSideCarDelayMs)));
-    auto* timer = new QTimer(this);
-    timer->setSingleShot(true);
-    connect(timer, &QTimer::timeout, this, [this, key] {
-        dropSideCarTimer(key);
-        if (localDirPath(key.first).isEmpty())
-            sideCarRetries.remove(key);
-        else
-            copyToDistant(key.first, key.second);
-    });
-    sideCarTimers.insert(key, timer);
-    timer->start(kSideCarDelayMs);
+    VORN_SYNC_TRACE(
+        kTag, "copyToDistant",
+        QStringLiteral("%1 has an active SQLite side-car; deferring retry %2/%3 in %4 ms")
+            .arg(name, QString::number(count), maximum, QString::number(VornSyncSideCarDeferrals::kDelayMs)));
     return true;
 }
 
-void VornSyncSynchronizer::dropSideCarTimer(const VornSyncFileKey& key)
+void VornSyncSynchronizer::onSideCarDue(int directoryId, const QString& fileName)
 {
-    QTimer* timer = sideCarTimers.take(key);
-    if (!timer)
-        return;
-    timer->stop();
-    timer->deleteLater();
+    if (localDirPath(directoryId).isEmpty())
+        sideCars.forget({directoryId, fileName});
+    else
+        copyToDistant(directoryId, fileName);
 }
 
 bool VornSyncSynchronizer::doTask(const QString& sourceDir, const QString& destinationDir,
@@ -834,108 +817,37 @@ void VornSyncSynchronizer::onTaskDone(pVornSyncTask task, bool doneOk)
     Q_ASSERT(QThread::currentThread() == thread());
     if (!task)
         return;
-    const QFileInfo source(task->sourcePath());
-    const QString fileName = source.fileName();
-    const int directoryId = findTaskDirectory(*task);
-    if (directoryId < 0) {
+    if (!hasDatabase())
+        return;
+    VornSyncTaskResults results(*db(), renames, *task);
+    if (results.directoryId() < 0) {
+        const QFileInfo source(task->sourcePath());
         VORN_SYNC_TRACE(kTag, "onTaskDone",
                         QStringLiteral("Ignoring task for unknown directory: %1 (file: %2)")
-                            .arg(source.path(), fileName));
+                            .arg(source.path(), source.fileName()));
         completeTask(*task, false);
         return;
     }
-    bool outcome = doneOk;
-    if (doneOk)
-        outcome = recordSuccess(*task, directoryId, fileName);
-    else if (retryTask(task, fileName))
+    if (!doneOk && VornSyncTaskResults::attempts(*task) < kTaskAttempts) {
+        retryTask(task);
         return;
-    else
-        recordFailure(*task, directoryId, fileName);
+    }
+    const bool outcome = doneOk && results.recordSuccess();
+    if (!doneOk)
+        results.recordFailure();
+    if (!doneOk || task->operation() == ceStoRename)
+        emit errorStateChanged();
     completeTask(*task, outcome);
 }
 
-// Required: a move back, whose source lies in the trash, finds no directory here; its row stays in
-// ceSfsRestoring until it is stale.
-int VornSyncSynchronizer::findTaskDirectory(const VornSyncTask& task)
+void VornSyncSynchronizer::retryTask(const pVornSyncTask& task)
 {
-    if (!db() || task.directoryId() < 0)
-        return VornSyncTypes::kNoDirectoryId;
-    const bool isRename = task.operation() == ceStoRename;
-    const QString sourceDir = QFileInfo(task.sourcePath()).path();
-    const int found =
-        isRename ? db()->getDirectoryIdByDistantPath(sourceDir) : db()->getDirectoryIdByLocalPath(sourceDir);
-    if (found >= 0)
-        return found;
-    // Two pairs on one distant directory, or a path written with a separator at its end.
-    const QString remembered = isRename ? db()->getDirectoryDistantPath(task.directoryId())
-                                        : db()->getDirectoryLocalPath(task.directoryId());
-    const bool isStillThere =
-        !remembered.isEmpty() && joined(remembered, task.fileName()) == task.sourcePath();
-    return isStillThere ? task.directoryId() : VornSyncTypes::kNoDirectoryId;
-}
-
-bool VornSyncSynchronizer::recordSuccess(const VornSyncTask& task, int directoryId, const QString& fileName)
-{
-    switch (task.operation()) {
-    case ceStoCopy: {
-        // What was sent is the file as it was when the task began, not as it may be now.
-        const VornSyncFileFacts local = VornSyncFiles::facts(task.sourcePath());
-        const bool isKnown = task.sourceSizeAtStart() >= 0;
-        const qint64 size = isKnown ? task.sourceSizeAtStart() : local.size;
-        const QDateTime localLmd =
-            isKnown ? VornSyncTimes::fromSecs(task.sourceLmdSecsAtStart()) : timeOf(local);
-        return db()->recordCopy(directoryId, fileName, size, localLmd,
-                                timeOf(VornSyncFiles::facts(task.destinationPath())));
-    }
-    case ceStoMove:
-        return db()->setFileTrashed(directoryId, fileName);
-    case ceStoMoveBack:
-        return db()->unmarkFileTrashed(directoryId, fileName);
-    case ceStoRename:
-        return recordRename(directoryId, fileName);
-    }
-    return false;
-}
-
-bool VornSyncSynchronizer::recordRename(int directoryId, const QString& oldName)
-{
-    const QString newName = renames.committedName(directoryId, oldName);
-    if (newName.isEmpty()) {
-        VORN_SYNC_TRACE(kTag, "onTaskDone",
-                        QStringLiteral("Rename completion without pending entry for %1. BD update skipped.")
-                            .arg(named(oldName, directoryId)));
-        return false;
-    }
-    const bool isRenamed = db()->renameFileOverTombstone(directoryId, oldName, newName);
-    renames.release(directoryId, oldName, newName);
-    emit errorStateChanged();
-    return isRenamed;
-}
-
-// A run that fails without a message counts too, or it would be run for ever.
-bool VornSyncSynchronizer::retryTask(const pVornSyncTask& task, const QString& fileName)
-{
-    const int attempts = qMax(task->errorMessages().size(), task->runCount());
-    if (attempts >= kTaskAttempts)
-        return false;
+    const int attempts = VornSyncTaskResults::attempts(*task);
     VORN_SYNC_TRACE(kTag, "onTaskDone",
                     QStringLiteral("Task on file '%1' FAILED => Retry to do it (%2 / %3). Error: %4")
-                        .arg(fileName, QString::number(attempts), QString::number(kTaskAttempts),
-                             task->lastErrorMessage()));
+                        .arg(QFileInfo(task->sourcePath()).fileName(), QString::number(attempts),
+                             QString::number(kTaskAttempts), task->lastErrorMessage()));
     QTimer::singleShot(attempts * kRetryDelayStepMs, this, [this, task] { emit sigRunTask(task); });
-    return true;
-}
-
-void VornSyncSynchronizer::recordFailure(const VornSyncTask& task, int directoryId, const QString& fileName)
-{
-    const int attempts = qMax(task.errorMessages().size(), task.runCount());
-    VORN_SYNC_TRACE(kTag, "onTaskDone",
-                    QStringLiteral("Task on file '%1' FAILED after %2 attempts. Last error: %3")
-                        .arg(fileName, QString::number(attempts), task.lastErrorMessage()));
-    putInError(directoryId, fileName,
-               task.errorCode() == ceSecNone ? ceSecMaxRetriesExceeded : task.errorCode());
-    if (task.operation() == ceStoRename)
-        renames.release(directoryId, fileName, renames.committedName(directoryId, fileName));
 }
 
 void VornSyncSynchronizer::completeTask(const VornSyncTask& task, bool outcome)
@@ -958,7 +870,7 @@ void VornSyncSynchronizer::completeTask(const VornSyncTask& task, bool outcome)
     emit syncCompleted(task.sourcePath(), outcome);
 
     const bool isCopySent = isOurs && outcome && task.operation() == ceStoCopy && !isRemoveDeferred;
-    if (isCopySent && (isAnnounced || isLocalDifferentFromSent(task)) &&
+    if (isCopySent && (isAnnounced || VornSyncTaskResults::isLocalDifferentFromSent(task)) &&
         !isTombstoned(db()->getFileStatus(key.first, key.second)))
         copyToDistant(key.first, key.second);
 }
@@ -970,15 +882,6 @@ void VornSyncSynchronizer::replayDistantRemove(const VornSyncFileKey& key)
                     QStringLiteral("Replayed deferred distant remove for %1: %2")
                         .arg(named(key.second, key.first),
                              isRemoved ? QStringLiteral("done") : QStringLiteral("FAILED")));
-}
-
-bool VornSyncSynchronizer::isLocalDifferentFromSent(const VornSyncTask& task) const
-{
-    const VornSyncFileFacts local = VornSyncFiles::facts(task.sourcePath());
-    if (!isPlainFile(local) || task.sourceSizeAtStart() < 0)
-        return false;
-    return local.size != task.sourceSizeAtStart() || local.lmdSecs != task.sourceLmdSecsAtStart() ||
-           local.lmdNanosecs != task.sourceLmdNanosecsAtStart();
 }
 
 // --- Rename protocol ------------------------------------------------------------------------------------

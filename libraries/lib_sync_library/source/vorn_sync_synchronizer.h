@@ -6,17 +6,16 @@
 #include "vorn_sync_observations.h"
 #include "vorn_sync_path_cache.h"
 #include "vorn_sync_rename_locks.h"
+#include "vorn_sync_side_car_deferrals.h"
 #include "vorn_sync_task.h"
 #include "vorn_sync_types.h"
 #include "vorn_sync_verify_queue.h"
 
 #include <QAtomicPointer>
-#include <QHash>
 #include <QObject>
 #include <QSet>
 #include <QStringList>
 
-class QTimer;
 class VornSyncDatabase;
 class VornSyncPass;
 
@@ -115,19 +114,14 @@ private:
     bool isLocalReady(int directoryId, const QString& fileName, int status, bool& localPresent);
     void restoreStatus(int directoryId, const QString& fileName, bool hadRow, int status, int errorCode);
     bool deferForSideCar(const VornSyncFileKey& key);
-    void dropSideCarTimer(const VornSyncFileKey& key);
+    void onSideCarDue(int directoryId, const QString& fileName);
     void dispatch(const pVornSyncTask& task, int directoryId, const QString& fileName);
     bool putInError(int directoryId, const QString& fileName, SyncErrorCode code);
     bool putInErrorIf(int directoryId, const QString& fileName, int status, SyncErrorCode code);
 
-    int findTaskDirectory(const VornSyncTask& task);
-    bool recordSuccess(const VornSyncTask& task, int directoryId, const QString& fileName);
-    bool recordRename(int directoryId, const QString& oldName);
-    bool retryTask(const pVornSyncTask& task, const QString& fileName);
-    void recordFailure(const VornSyncTask& task, int directoryId, const QString& fileName);
+    void retryTask(const pVornSyncTask& task);
     void completeTask(const VornSyncTask& task, bool outcome);
     void replayDistantRemove(const VornSyncFileKey& key);
-    bool isLocalDifferentFromSent(const VornSyncTask& task) const;
 
     bool removeDistantCopy(int directoryId, const QString& fileName);
     bool isShrunkDistant(int directoryId, const QString& fileName, int rawStatus);
@@ -148,8 +142,7 @@ private:
     VornSyncVerifyQueue verifyQueue;
     VornSyncObservations observations;
     const VornSyncExclusions exclusions;
-    QHash<VornSyncFileKey, int> sideCarRetries;
-    QHash<VornSyncFileKey, QTimer*> sideCarTimers; // one a file, while a deferred copy waits
-    VornSyncPass* currentPass = nullptr;           // set while synchronizeDirectory runs
+    VornSyncSideCarDeferrals sideCars;
+    VornSyncPass* currentPass = nullptr; // set while synchronizeDirectory runs
     VornSyncPathCache pathCache;
 };
