@@ -60,16 +60,15 @@ bool TmpfsMount::unmount()
     return !m_isMounted;
 }
 
+// The saved user stays root, so that the scope can end.
 UnprivilegedScope::UnprivilegedScope()
-    : m_wasRoot(::geteuid() == 0)
+    : m_isActive(::geteuid() == 0 && setThreadUser(kNobody, kNobody))
 {
-    // The saved user stays root, so that the scope can end.
-    m_isActive = m_wasRoot ? setThreadUser(kNobody, kNobody) : true;
 }
 
 UnprivilegedScope::~UnprivilegedScope()
 {
-    if (m_wasRoot && m_isActive && !setThreadUser(0, 0))
+    if (m_isActive && !setThreadUser(0, 0))
         qFatal("cannot become root again");
 }
 

@@ -31,8 +31,8 @@ private:
     bool m_isMounted = false;
 };
 
-// While it lives, this thread (and threads it starts) is an ordinary user without rights over others'
-// files. Does nothing when the process is not root: isActive() then says whether permissions are checked.
+// While it lives, this thread (and threads it starts) is a stranger: an ordinary user who owns none of the
+// files. Needs root; a test skips when isActive() is false.
 class UnprivilegedScope
 {
     Q_DISABLE_COPY_MOVE(UnprivilegedScope)
@@ -45,7 +45,6 @@ public:
 
 private:
     bool m_isActive = false;
-    bool m_wasRoot = false;
 };
 
 struct ProcessResult

@@ -134,9 +134,14 @@ bool removeDirectoryEntry(const QString& path)
     return QFileInfo(path).isSymLink() ? QFile::remove(path) : QDir().rmdir(path);
 }
 
+bool copiesContent(SyncOperation operation)
+{
+    return operation == ceStoCopy || operation == ceStoMove || operation == ceStoMoveBack;
+}
+
 QString throughputText(SyncOperation operation, qint64 size, qint64 elapsedMs)
 {
-    if (operation == ceStoRename || size < 1 || elapsedMs < 1)
+    if (!copiesContent(operation) || size < 1 || elapsedMs < 1)
         return QString();
     const double megabytes = double(size) / 1024 / 1024;
     return QStringLiteral(", throughput=%1 MB/s").arg(megabytes / (double(elapsedMs) / 1000.0), 0, 'f', 2);
