@@ -2,7 +2,7 @@
 # and the trace switch must not reach a host that embeds the library.
 function(vorn_sync_target target)
     target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wold-style-cast
-        -Woverloaded-virtual -Wcast-align -Wconversion -Wno-sign-conversion -Wformat=2 -Wnull-dereference)
+        -Woverloaded-virtual -Wcast-align -Wconversion -Wno-sign-conversion -Wformat=2)
     if(VORN_SYNC_WARNINGS_AS_ERRORS)
         target_compile_options(${target} PRIVATE -Werror)
     endif()
