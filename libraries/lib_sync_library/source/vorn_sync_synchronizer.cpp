@@ -260,18 +260,21 @@ void VornSyncSynchronizer::passTracked(VornSyncPass& pass)
         if (isTombstoned(row.status) || !VornSyncTypes::isValidFileName(row.fileName))
             continue;
         const VornSyncPassFile file = pass.file(row.fileName);
-        if (file.hasRow)
-            actOnTracked(pass.directoryId(), file);
+        if (!file.hasRow)
+            continue;
+        const VornSyncVerdict verdict = VornSyncFileDecision::forTracked(file);
+        actOnTracked(pass.directoryId(), file, verdict);
+        if (verdict == VornSyncVerdict::Skip && VornSyncFileDecision::forLocal(file) == verdict)
+            pass.setSettled(row.fileName);
     }
 }
 
-void VornSyncSynchronizer::actOnTracked(int id, const VornSyncPassFile& file)
+void VornSyncSynchronizer::actOnTracked(int id, const VornSyncPassFile& file, VornSyncVerdict verdict)
 {
     const QString& fileName = file.row.fileName;
     const auto trace = [&](const QString& reason) {
         VORN_SYNC_TRACE(kTag, "synchronizeDirectory", skipText("tracked", fileName, id, reason));
     };
-    const VornSyncVerdict verdict = VornSyncFileDecision::forTracked(file);
     const bool isOnBothSides = file.distant == VornSyncPresence::Present && isPlainFile(file.local);
     if (isOnBothSides && !file.isRenaming && !isInProgress(file.row.status))
         observations.remove({id, fileName});
@@ -349,10 +352,12 @@ void VornSyncSynchronizer::examine(int directoryId, const QString& fileName)
 
 void VornSyncSynchronizer::passLocal(VornSyncPass& pass)
 {
-    for (const VornSyncDirectoryListing::Entry& entry : pass.local().entries()) {
+    for (int i = 0; i < pass.local().entries().size(); ++i) {
         if (isStopping())
             return;
-        if (!entry.isPlainFile || entry.isHidden || VornSyncFiles::isQtTemporaryName(entry.name))
+        const VornSyncDirectoryListing::Entry& entry = pass.local().entries().at(i);
+        if (!entry.isPlainFile || entry.isHidden || VornSyncFiles::isQtTemporaryName(entry.name) ||
+            pass.isSettled(i))
             continue;
         VornSyncPassFile file = pass.file(entry.name);
         file.isDistantObserved = observations.contains({pass.directoryId(), entry.name});
@@ -901,6 +906,8 @@ bool VornSyncSynchronizer::lockRename(int directoryId, const QString& oldFileNam
                   .arg(oldFileName, newFileName, QString::number(directoryId)));
         return false;
     }
+    if (!isUsableFileName(directoryId, oldFileName) || !isUsableFileName(directoryId, newFileName))
+        return false;
     const auto isBusy = [&] {
         const int status = db()->getFileStatus(directoryId, oldFileName);
         if (!isInProgress(status))
@@ -934,7 +941,7 @@ bool VornSyncSynchronizer::commitRename(int directoryId, const QString& oldFileN
                                         const QString& newFileName)
 {
     const auto trace = [](const QString& text) { VORN_SYNC_TRACE(kTag, "commitRename", text); };
-    if (!hasDatabase())
+    if (!hasDatabase() || !isUsableFileName(directoryId, newFileName))
         return false;
     if (!renames.commit(directoryId, oldFileName, newFileName)) {
         trace(QStringLiteral("REFUSED: no lock held for %1").arg(named(oldFileName, directoryId)));
