@@ -1,0 +1,45 @@
+#pragma once
+
+#include <QString>
+
+#include <functional>
+
+namespace VornSyncTest {
+
+// Takes the place of the C library's functions in the test's own process, for one path each. One of a kind at
+// a time; used on the thread whose calls it is to meet.
+
+// Reading the directory fails after some entries ("." and ".." count), as a share that goes away does.
+class FailingListing
+{
+    Q_DISABLE_COPY_MOVE(FailingListing)
+
+public:
+    FailingListing(const QString& directoryPath, int entriesBefore, int error);
+    ~FailingListing();
+};
+
+// How often a directory was read from its beginning while this lives.
+class ListingCounter
+{
+    Q_DISABLE_COPY_MOVE(ListingCounter)
+
+public:
+    explicit ListingCounter(const QString& directoryPath);
+    ~ListingCounter();
+
+    int count() const;
+};
+
+// Calls `action` whenever the path is looked at, before the system is asked; a result other than 0 is the
+// error that the look then fails with.
+class StatHook
+{
+    Q_DISABLE_COPY_MOVE(StatHook)
+
+public:
+    StatHook(const QString& path, const std::function<int()>& action);
+    ~StatHook();
+};
+
+} // namespace VornSyncTest

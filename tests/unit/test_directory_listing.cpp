@@ -1,0 +1,266 @@
+#include "disk_hooks.h"
+#include "literals.h"
+#include "mounts.h"
+#include "trace_capture.h"
+#include "vorn_sync_directory_listing.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QThread>
+
+#include <cerrno>
+#include <memory>
+
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+using namespace VornSyncTest;
+using Outcome = VornSyncDirectoryListing::Outcome;
+
+Q_DECLARE_METATYPE(VornSyncDirectoryListing::Outcome)
+
+namespace {
+
+constexpr int kManyEntries = 300; // more than are read between two looks at the thread
+
+bool write(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write("x") == 1;
+}
+
+bool makeSocket(const QString& path)
+{
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    qstrncpy(address.sun_path, QFile::encodeName(path).constData(), sizeof(address.sun_path));
+    const int handle = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    const bool ok = ::bind(handle, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
+    ::close(handle);
+    return ok;
+}
+
+} // namespace
+
+class TestDirectoryListing : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void kindsOfEntries();
+    void emptyDirectory();
+    void names_data();
+    void names();
+    void nameWithoutRepresentation_isSkippedAndTraced();
+    void missingDirectory();
+    void emptyPath_isMissing();
+    void pathThroughFile_isFailed();
+    void forbiddenDirectory_isFailed();
+    void listingThatFailsHalfWay_isFailed();
+    void listingThatFailsAtOnce_isFailed();
+    void vanishedHalfWay_isNotMissing();
+    void interruptedThread_stopsListing();
+    void isAValue();
+};
+
+void TestDirectoryListing::kindsOfEntries()
+{
+    QTemporaryDir root;
+    const QDir dir(root.path());
+    QVERIFY(write(dir.filePath("a.txt"_s)));
+    QVERIFY(write(dir.filePath(".hidden"_s)));
+    QVERIFY(dir.mkdir("sub"_s));
+    QVERIFY(write(dir.filePath("sub/below.txt"_s)));
+    QVERIFY(QFile::link(dir.filePath("a.txt"_s), dir.filePath("link"_s)));
+    QVERIFY(QFile::link(dir.filePath("nowhere"_s), dir.filePath("dangling"_s)));
+    QVERIFY(QFile::link(dir.filePath("sub"_s), dir.filePath("dirlink"_s)));
+    QVERIFY(::mkfifo(QFile::encodeName(dir.filePath("fifo"_s)).constData(), 0600) == 0);
+    QVERIFY(makeSocket(dir.filePath("socket"_s)));
+
+    const auto listing = VornSyncDirectoryListing::read(root.path());
+    QCOMPARE(listing.outcome(), Outcome::Complete);
+    QVERIFY(listing.isComplete());
+    QCOMPARE(listing.errorText(), QString());
+    QCOMPARE(listing.entries().size(), 8);
+    QCOMPARE(listing.plainFileCount(), 2); // a.txt and the link to it
+
+    const auto isPlain = [&listing](const QString& name) { return listing.find(name)->isPlainFile; };
+    for (const QString& name : {"a.txt"_s, "link"_s, ".hidden"_s})
+        QVERIFY2(isPlain(name), qPrintable(name));
+    for (const QString& name : {"sub"_s, "dirlink"_s, "dangling"_s, "fifo"_s, "socket"_s})
+        QVERIFY2(!isPlain(name), qPrintable(name));
+    QVERIFY(listing.find(".hidden"_s)->isHidden);
+    QVERIFY(!listing.find("a.txt"_s)->isHidden);
+    QCOMPARE(listing.find("a.txt"_s)->name, "a.txt"_s);
+    QVERIFY(!listing.find("A.TXT"_s));
+    QVERIFY(!listing.find("."_s));
+    QVERIFY(!listing.find(".."_s));
+    QVERIFY(!listing.find("below.txt"_s));
+    QVERIFY(listing.presence("fifo"_s) == VornSyncPresence::Present);
+    QVERIFY(listing.presence("nowhere"_s) == VornSyncPresence::Absent);
+}
+
+void TestDirectoryListing::emptyDirectory()
+{
+    QTemporaryDir root;
+    const auto listing = VornSyncDirectoryListing::read(root.path());
+    QCOMPARE(listing.outcome(), Outcome::Complete);
+    QCOMPARE(listing.entries().size(), 0);
+    QCOMPARE(listing.plainFileCount(), 0);
+}
+
+void TestDirectoryListing::names_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::newRow("percent") << "%1 %2%n"_s;
+    QTest::newRow("quotes") << "a'b\"c"_s;
+    QTest::newRow("newline") << "a\nb"_s;
+    QTest::newRow("leading dash") << "-rf"_s;
+    QTest::newRow("leading space") << " a "_s;
+    QTest::newRow("backslash") << "a\\b"_s;
+    QTest::newRow("accents") << "Ünïcødé.txt"_s;
+    QTest::newRow("outside the plane") << "😀.txt"_s;
+    QTest::newRow("255 bytes") << QString(255, QLatin1Char('n'));
+}
+
+void TestDirectoryListing::names()
+{
+    QFETCH(QString, name);
+    QTemporaryDir root;
+    QVERIFY(write(root.filePath(name)));
+    const auto listing = VornSyncDirectoryListing::read(root.path());
+    QCOMPARE(listing.entries().size(), 1);
+    QCOMPARE(listing.entries().first().name, name);
+    QVERIFY(listing.entries().first().isPlainFile);
+    QVERIFY(listing.presence(name) == VornSyncPresence::Present);
+}
+
+void TestDirectoryListing::nameWithoutRepresentation_isSkippedAndTraced()
+{
+    QTemporaryDir root;
+    QVERIFY(write(root.filePath("a.txt"_s)));
+    const QByteArray path = QFile::encodeName(root.path()) + "/bad\xff.txt";
+    const int handle = ::creat(path.constData(), 0600);
+    if (handle < 0)
+        QSKIP("the file system takes no such name");
+    ::close(handle);
+
+    TraceCapture trace;
+    const auto listing = VornSyncDirectoryListing::read(root.path());
+    QCOMPARE(listing.outcome(), Outcome::Complete);
+    QCOMPARE(listing.entries().size(), 1);
+    QCOMPARE(listing.entries().first().name, "a.txt"_s);
+    if (traceLinesBuiltIn())
+        QCOMPARE(trace.linesOf("Sync: "_s),
+                 QStringList("listDirectory - Skip a name that the locale can't represent: '%1'"_s.arg(
+                     QFile::decodeName("bad\xff.txt"))));
+    ::unlink(path.constData());
+}
+
+void TestDirectoryListing::missingDirectory()
+{
+    QTemporaryDir root;
+    const auto listing = VornSyncDirectoryListing::read(root.filePath("nowhere/below"_s));
+    QCOMPARE(listing.outcome(), Outcome::Missing);
+    QVERIFY(!listing.isComplete());
+    QCOMPARE(listing.entries().size(), 0);
+}
+
+void TestDirectoryListing::emptyPath_isMissing()
+{
+    QCOMPARE(VornSyncDirectoryListing::read(QString()).outcome(), Outcome::Missing);
+}
+
+void TestDirectoryListing::pathThroughFile_isFailed()
+{
+    QTemporaryDir root;
+    QVERIFY(write(root.filePath("file"_s)));
+    for (const QString& path : {root.filePath("file"_s), root.filePath("file/below"_s)}) {
+        const auto listing = VornSyncDirectoryListing::read(path);
+        QCOMPARE(listing.outcome(), Outcome::Failed);
+        QCOMPARE(listing.errorText(), "Not a directory"_s);
+    }
+}
+
+void TestDirectoryListing::forbiddenDirectory_isFailed()
+{
+    QTemporaryDir root;
+    QVERIFY(QDir().mkpath(root.filePath("closed"_s)));
+    QVERIFY(write(root.filePath("closed/a.txt"_s)));
+    QVERIFY(::chmod(QFile::encodeName(root.filePath("closed"_s)).constData(), 0) == 0);
+    UnprivilegedScope scope;
+    if (!scope.isActive())
+        QSKIP("permissions are not checked for this user");
+    const auto listing = VornSyncDirectoryListing::read(root.filePath("closed"_s));
+    QCOMPARE(listing.outcome(), Outcome::Failed);
+    QCOMPARE(listing.errorText(), "Permission denied"_s);
+}
+
+void TestDirectoryListing::listingThatFailsHalfWay_isFailed()
+{
+    QTemporaryDir root;
+    for (const QString& name : {"a"_s, "b"_s, "c"_s, "d"_s})
+        QVERIFY(write(root.filePath(name)));
+    FailingListing hook(root.path(), 4, EIO);
+    const auto listing = VornSyncDirectoryListing::read(root.path());
+    QCOMPARE(listing.outcome(), Outcome::Failed);
+    QVERIFY(!listing.isComplete());
+    QCOMPARE(listing.errorText(), "Input/output error"_s);
+}
+
+void TestDirectoryListing::listingThatFailsAtOnce_isFailed()
+{
+    QTemporaryDir root;
+    FailingListing hook(root.path(), 0, EACCES);
+    const auto listing = VornSyncDirectoryListing::read(root.path());
+    QCOMPARE(listing.outcome(), Outcome::Failed);
+    QCOMPARE(listing.entries().size(), 0);
+}
+
+// A share that goes away while it is read may well say "no such file": what was read before proves that the
+// directory was there.
+void TestDirectoryListing::vanishedHalfWay_isNotMissing()
+{
+    QTemporaryDir root;
+    for (const QString& name : {"a"_s, "b"_s, "c"_s})
+        QVERIFY(write(root.filePath(name)));
+    FailingListing hook(root.path(), 4, ENOENT);
+    QCOMPARE(VornSyncDirectoryListing::read(root.path()).outcome(), Outcome::Failed);
+}
+
+void TestDirectoryListing::interruptedThread_stopsListing()
+{
+    QTemporaryDir root;
+    for (int i = 0; i < kManyEntries; ++i)
+        QVERIFY(write(root.filePath(QString::number(i))));
+    VornSyncDirectoryListing listing;
+    const std::unique_ptr<QThread> thread(QThread::create([&] {
+        QThread::currentThread()->requestInterruption();
+        listing = VornSyncDirectoryListing::read(root.path());
+    }));
+    thread->start();
+    QVERIFY(thread->wait(30000));
+    QCOMPARE(listing.outcome(), Outcome::Interrupted);
+    QVERIFY(!listing.isComplete());
+}
+
+void TestDirectoryListing::isAValue()
+{
+    QTemporaryDir root;
+    QVERIFY(write(root.filePath("a"_s)));
+    VornSyncDirectoryListing listing;
+    QCOMPARE(listing.outcome(), Outcome::Missing);
+    listing = VornSyncDirectoryListing::read(root.path());
+    const VornSyncDirectoryListing copy = listing;
+    QVERIFY(write(root.filePath("b"_s)));
+    QCOMPARE(copy.entries().size(), 1);
+    QVERIFY(copy.presence("b"_s) == VornSyncPresence::Absent);
+}
+
+QTEST_GUILESS_MAIN(TestDirectoryListing)
+#include "test_directory_listing.moc"
