@@ -49,7 +49,7 @@ bool isDanglingLink(const QString& path)
 bool isReadableDirectory(const QString& path)
 {
     std::error_code error;
-    fs::directory_iterator(nativePath(path), error);
+    const fs::directory_iterator entries(nativePath(path), error);
     return !error;
 }
 

@@ -37,7 +37,7 @@ bool secsFromUtcText(const QString& text, qint64& secs)
         second < 0 || second > 59)
         return false;
     const qint64 days = QDate(year, month, day).toJulianDay() - QDate(1970, 1, 1).toJulianDay();
-    secs = days * kSecsPerDay + hour * 3600 + minute * 60 + second;
+    secs = days * kSecsPerDay + qint64{hour} * 3600 + qint64{minute} * 60 + second;
     return true;
 }
 
