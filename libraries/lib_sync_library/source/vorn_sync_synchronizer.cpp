@@ -1,7 +1,6 @@
 #include "vorn_sync_synchronizer.h"
 
 #include "vorn_sync_database.h"
-#include "vorn_sync_directory_listing.h"
 #include "vorn_sync_log.h"
 #include "vorn_sync_pass.h"
 #include "vorn_sync_task_results.h"
@@ -209,8 +208,7 @@ bool VornSyncSynchronizer::hasActiveSideCar(const QString& localFilePath) const
     const QFileInfo file(localFilePath);
     if (currentPass && currentPass->isInDirectory(localFilePath))
         return currentPass->hasActiveSideCar(file.fileName(), exclusions);
-    const auto listing = VornSyncDirectoryListing::read(file.path());
-    return VornSyncExclusions::hasSideCar(exclusions.matchingNames(listing), file.fileName());
+    return VornSyncExclusions::hasSideCar(exclusions.matchingNames(file.path()), file.fileName());
 }
 
 // --- Directory pass -------------------------------------------------------------------------------------
@@ -254,18 +252,18 @@ void VornSyncSynchronizer::runPass(VornSyncPass& pass)
 
 void VornSyncSynchronizer::passTracked(VornSyncPass& pass)
 {
-    for (const VornSyncFileRow& row : pass.rows()) {
+    for (int i = 0; i < pass.trackedCount(); ++i) {
         if (isStopping())
             return;
-        if (isTombstoned(row.status) || !VornSyncTypes::isValidFileName(row.fileName))
+        if (!pass.isTracked(i) || !VornSyncTypes::isValidFileName(pass.fileName(i)))
             continue;
-        const VornSyncPassFile file = pass.file(row.fileName);
+        const VornSyncPassFile file = pass.file(i);
         if (!file.hasRow)
             continue;
         const VornSyncVerdict verdict = VornSyncFileDecision::forTracked(file);
         actOnTracked(pass.directoryId(), file, verdict);
         if (verdict == VornSyncVerdict::Skip && VornSyncFileDecision::forLocal(file) == verdict)
-            pass.setSettled(row.fileName);
+            pass.setSettled(i);
     }
 }
 
@@ -352,18 +350,17 @@ void VornSyncSynchronizer::examine(int directoryId, const QString& fileName)
 
 void VornSyncSynchronizer::passLocal(VornSyncPass& pass)
 {
-    for (int i = 0; i < pass.local().entries().size(); ++i) {
+    for (int i = 0; i < pass.count(); ++i) {
         if (isStopping())
             return;
-        const VornSyncDirectoryListing::Entry& entry = pass.local().entries().at(i);
-        if (!entry.isPlainFile || entry.isHidden || VornSyncFiles::isQtTemporaryName(entry.name) ||
-            pass.isSettled(i))
+        const QString fileName = pass.fileName(i);
+        if (!pass.isListed(i) || pass.isSettled(i) || VornSyncFiles::isQtTemporaryName(fileName))
             continue;
-        VornSyncPassFile file = pass.file(entry.name);
-        file.isDistantObserved = observations.contains({pass.directoryId(), entry.name});
+        VornSyncPassFile file = pass.file(i);
+        file.isDistantObserved = observations.contains({pass.directoryId(), fileName});
         const VornSyncVerdict verdict = VornSyncFileDecision::forLocal(file);
         // Most files need nothing: only the others are worth matching against every pattern.
-        if (verdict != VornSyncVerdict::Skip && !matchesExclusionPattern(entry.name))
+        if (verdict != VornSyncVerdict::Skip && !matchesExclusionPattern(fileName))
             actOnLocal(pass.directoryId(), file, verdict);
     }
 }
@@ -790,6 +787,7 @@ void VornSyncSynchronizer::dispatch(const pVornSyncTask& task, int directoryId, 
     connect(task.data(), &VornSyncTask::errorOccurred, this, &VornSyncSynchronizer::errorOccurred);
     ++inFlightCount;
     changedInFlight.remove(key);
+    observations.remove(key); // the row is not up to date any more
     flights.begin(key);
     emit sigRunTask(task);
     emit syncStarted(task->sourcePath());
