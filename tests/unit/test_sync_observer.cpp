@@ -213,7 +213,8 @@ void TestSyncObserver::startPeriodicSyncOnARunningTimer()
     observer.startPeriodicSync(argument);
     QVERIFY(periodicTimer(observer)->isActive());
     QCOMPARE(periodicTimer(observer)->interval(), expected);
-    QVERIFY(periodicTimer(observer)->remainingTime() <= expected);
+    // A coarse timer may be five per cent late.
+    QVERIFY(periodicTimer(observer)->remainingTime() <= expected / 100 * 105);
     if (traceLinesBuiltIn())
         QCOMPARE(
             trace.linesOf(text("Obsr: ")),
