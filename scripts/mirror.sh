@@ -8,6 +8,8 @@ set -euo pipefail
 
 # A mirror that is slower than this has failed: the sample is a few kilobytes on a local disk.
 readonly sample_deadline_s=30
+# Names are counted in characters, not in bytes.
+export LC_ALL=C.UTF-8
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 # shellcheck source=scripts/packages.sh
@@ -43,10 +45,16 @@ make_sample() {
 listing() { (cd "$1" && find . -type f -printf '%9s  %P\n' | sort -k2); }
 
 show_side_by_side() {
-    local left=$1 right=$2
-    printf '\n   %-46s   %s\n' "$left" "$right"
-    paste -d '\001' <(listing "$left") <(listing "$right") |
-        while IFS=$'\001' read -r mine theirs; do printf '   %-46s   %s\n' "$mine" "$theirs"; done
+    local -a left right
+    mapfile -t left < <(listing "$1")
+    mapfile -t right < <(listing "$2")
+    printf '\n'
+    local -i row width=44
+    print_row() { printf '   %s%*s   %s\n' "$1" $((width > ${#1} ? width - ${#1} : 0)) '' "$2"; }
+    print_row "$1" "$2"
+    for ((row = 0; row < ${#left[@]} || row < ${#right[@]}; ++row)); do
+        print_row "${left[row]:-}" "${right[row]:-}"
+    done
     printf '\n'
 }
 

@@ -28,7 +28,7 @@ QLatin1String columnName(VornSyncDatabase::DirectoryField field)
 // Qt binds a null text as NULL; to us it is an empty text.
 QString bound(const QString& text)
 {
-    return text.isNull() ? QStringLiteral("") : text;
+    return text.isNull() ? QString(QLatin1String("")) : text;
 }
 
 QVariantList fileKey(const QString& fileName, int directoryId)

@@ -53,7 +53,7 @@ QString distantLmd(const QVariant& distantDirectory, const QVariant& fileName)
     const VornSyncFileFacts facts = path.isEmpty() ? VornSyncFileFacts() : VornSyncFiles::facts(path);
     if (facts.isPlainFile)
         return lmdText(facts);
-    return facts.presence == VornSyncPresence::Absent ? QStringLiteral("")
+    return facts.presence == VornSyncPresence::Absent ? QString(QLatin1String(""))
                                                       : VornSyncTypes::undefinedTimeText();
 }
 

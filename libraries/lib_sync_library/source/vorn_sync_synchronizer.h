@@ -84,7 +84,8 @@ public slots:
     bool notifyLocalFileChanged(int directoryId, const QString& fileName);
     bool notifyLocalFileDeleted(int directoryId, const QString& fileName);
     bool moveToTrashFile(int directoryId, const QString& fileName);
-    bool isFileInFlight(int directoryId, const QString& fileName) const;
+    // Required: a slot, although it only answers.
+    bool isFileInFlight(int directoryId, const QString& fileName) const; // clazy:exclude=const-signal-or-slot
     void invalidateDirPathCache(int directoryId = VornSyncTypes::kNoDirectoryId);
 
 private:
@@ -98,7 +99,7 @@ private:
 
     void runPass(VornSyncPass& pass);
     void passTracked(VornSyncPass& pass);
-    void actOnTracked(int id, const VornSyncPassFile& file);
+    void actOnTracked(int id, const VornSyncPassFile& file, VornSyncVerdict verdict);
     void observeInPass(int directoryId, const QString& fileName);
     void examine(int directoryId, const QString& fileName);
     void passLocal(VornSyncPass& pass);
