@@ -2,6 +2,7 @@
 
 #include "vorn_sqlite_transaction.h"
 #include "vorn_sync_database.h"
+#include "vorn_sync_directory_listing.h"
 #include "vorn_sync_files.h"
 #include "vorn_sync_times.h"
 
@@ -58,12 +59,16 @@ void MirroredDirectory::recordFiles(int fileCount) const
     const int id =
         database.addDirectory(alias(), localPath(), distantPath(), trashRoot() + QLatin1Char('/') + alias());
     database.setDirectoryAvailable(id);
+    // In the order in which a first pass meets the files, which is the order its rows would have.
+    QStringList names;
+    VornSyncDirectoryListing::read(localPath(), [&names](const auto& entry) { names.append(entry.name); });
     for (int begin = 0; begin < fileCount; begin += kRowsPerTransaction) {
         VornSqliteTransaction transaction(database);
         for (int i = begin; i < qMin(fileCount, begin + kRowsPerTransaction); ++i) {
-            const auto local = VornSyncFiles::facts(localPath() + QLatin1Char('/') + fileName(i));
-            const auto distant = VornSyncFiles::facts(distantPath() + QLatin1Char('/') + fileName(i));
-            database.recordFileSync(id, fileName(i), local.size, VornSyncTimes::fromSecs(local.lmdSecs),
+            const QString& name = names.at(i);
+            const auto local = VornSyncFiles::facts(localPath() + QLatin1Char('/') + name);
+            const auto distant = VornSyncFiles::facts(distantPath() + QLatin1Char('/') + name);
+            database.recordFileSync(id, name, local.size, VornSyncTimes::fromSecs(local.lmdSecs),
                                     VornSyncTimes::fromSecs(distant.lmdSecs));
         }
         if (!transaction.commit())

@@ -5,9 +5,8 @@
 #include <QFile>
 #include <QThread>
 
-#include <algorithm>
+#include <cstring>
 #include <filesystem>
-#include <string>
 #include <system_error>
 
 namespace fs = std::filesystem;
@@ -19,19 +18,30 @@ constexpr auto kTag = "Sync: ";
 // Asking once an entry whether the thread is to stop would cost more than reading the entry.
 constexpr int kEntriesPerInterruptionCheck = 256;
 
-bool isAscii(const std::string& text)
+const char* lastComponent(const fs::path& path)
 {
-    return std::all_of(text.begin(), text.end(), [](char c) { return (c & 0x80) == 0; });
+    const char* text = path.c_str();
+    const char* separator = std::strrchr(text, '/');
+    return separator ? separator + 1 : text;
 }
 
-std::string lastComponent(const std::string& path)
+// An ASCII name goes into the text that is there already, without an allocation and without a codec.
+bool setAscii(const char* nativeName, QString& name)
 {
-    return path.substr(path.rfind('/') + 1);
+    const int size = int(std::strlen(nativeName));
+    name.resize(size);
+    QChar* chars = name.data();
+    for (int i = 0; i < size; ++i) {
+        if ((nativeName[i] & 0x80) != 0)
+            return false;
+        chars[i] = QLatin1Char(nativeName[i]);
+    }
+    return true;
 }
 
 } // namespace
 
-VornSyncDirectoryListing VornSyncDirectoryListing::read(const QString& directoryPath)
+VornSyncDirectoryListing VornSyncDirectoryListing::read(const QString& directoryPath, const Visitor& visit)
 {
     VornSyncDirectoryListing listing;
     if (directoryPath.isEmpty())
@@ -39,20 +49,24 @@ VornSyncDirectoryListing VornSyncDirectoryListing::read(const QString& directory
 
     std::error_code error;
     fs::directory_iterator it(fs::path(QFile::encodeName(directoryPath).toStdString()), error);
-    for (int count = 0; !error && it != fs::directory_iterator(); it.increment(error), ++count) {
+    Entry entry;
+    int count = 0;
+    for (; !error && it != fs::directory_iterator(); it.increment(error), ++count) {
         if (count % kEntriesPerInterruptionCheck == 0 &&
             QThread::currentThread()->isInterruptionRequested()) {
             listing.m_outcome = Outcome::Interrupted;
             return listing;
         }
+        if (!readName(lastComponent(it->path()), entry))
+            continue;
         // The kind mostly comes with the name; only a link or an unknown kind costs a call of its own.
         std::error_code kindError;
-        const bool isPlainFile = it->is_regular_file(kindError);
-        const std::string name = lastComponent(it->path().native());
-        listing.append(QByteArray(name.data(), int(name.size())), isPlainFile);
+        entry.isPlainFile = it->is_regular_file(kindError);
+        entry.isHidden = entry.name.startsWith(QLatin1Char('.'));
+        visit(entry);
     }
 
-    if (error == std::errc::no_such_file_or_directory && listing.m_entries.isEmpty()) {
+    if (error == std::errc::no_such_file_or_directory && count == 0) {
         listing.m_outcome = Outcome::Missing;
     } else if (error) {
         listing.m_outcome = Outcome::Failed;
@@ -63,39 +77,14 @@ VornSyncDirectoryListing VornSyncDirectoryListing::read(const QString& directory
     return listing;
 }
 
-void VornSyncDirectoryListing::append(const QByteArray& nativeName, bool isPlainFile)
+bool VornSyncDirectoryListing::readName(const char* nativeName, Entry& entry)
 {
-    Entry entry;
-    if (isAscii(nativeName.toStdString())) {
-        entry.name = QString::fromLatin1(nativeName);
-    } else {
-        entry.name = QFile::decodeName(nativeName);
-        if (QFile::encodeName(entry.name) != nativeName) {
-            VORN_SYNC_TRACE(
-                kTag, "listDirectory",
-                QStringLiteral("Skip a name that the locale can't represent: '%1'").arg(entry.name));
-            return;
-        }
-    }
-    entry.isPlainFile = isPlainFile;
-    entry.isHidden = entry.name.startsWith(QLatin1Char('.'));
-    m_indexes.insert(entry.name, m_entries.size());
-    m_entries.append(entry);
-}
-
-const VornSyncDirectoryListing::Entry* VornSyncDirectoryListing::find(const QString& name) const
-{
-    const auto it = m_indexes.constFind(name);
-    return it == m_indexes.constEnd() ? nullptr : &m_entries.at(it.value());
-}
-
-int VornSyncDirectoryListing::plainFileCount() const
-{
-    return int(std::count_if(m_entries.begin(), m_entries.end(),
-                             [](const Entry& entry) { return entry.isPlainFile && !entry.isHidden; }));
-}
-
-VornSyncPresence VornSyncDirectoryListing::presence(const QString& name) const
-{
-    return m_indexes.contains(name) ? VornSyncPresence::Present : VornSyncPresence::Absent;
+    if (setAscii(nativeName, entry.name))
+        return true;
+    entry.name = QFile::decodeName(nativeName);
+    if (QFile::encodeName(entry.name) == nativeName)
+        return true;
+    VORN_SYNC_TRACE(kTag, "listDirectory",
+                    QStringLiteral("Skip a name that the locale can't represent: '%1'").arg(entry.name));
+    return false;
 }

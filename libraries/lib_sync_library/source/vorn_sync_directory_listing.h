@@ -1,20 +1,19 @@
 #pragma once
 
-#include "vorn_sync_files.h"
-
-#include <QHash>
+#include <QByteArray>
 #include <QString>
-#include <QVector>
 
-// What one directory held when it was listed: names and kinds, read with error codes so that a listing that
-// was cut short is never taken for a short directory. A value, used on the synchronizer's thread.
+#include <functional>
+
+// Lists one directory with error codes, so that a listing that was cut short is never taken for a short
+// directory. Used on the synchronizer's thread.
 class VornSyncDirectoryListing
 {
 public:
     enum class Outcome {
         Complete,   // every entry was read
         Missing,    // there is no such directory
-        Failed,     // the directory is there or not, but could not be read to its end
+        Failed,     // the directory could not be read to its end
         Interrupted // the thread was asked to stop meanwhile
     };
 
@@ -25,28 +24,19 @@ public:
         bool isHidden = false;    // leading dot
     };
 
-    static VornSyncDirectoryListing read(const QString& directoryPath);
+    // Reads the entries one by one, of whatever kind, but those whose name the locale can't represent. The
+    // entry is reused: a visitor that keeps its name shares it.
+    using Visitor = std::function<void(const Entry& entry)>;
+    static VornSyncDirectoryListing read(const QString& directoryPath, const Visitor& visit);
 
     Outcome outcome() const { return m_outcome; }
     bool isComplete() const { return m_outcome == Outcome::Complete; }
     // The system's reason when the outcome is Failed.
     QString errorText() const { return m_errorText; }
 
-    // Every entry, of whatever kind, but those whose name has no representation in the locale.
-    const QVector<Entry>& entries() const { return m_entries; }
-    // The entry of that name, null when there is none.
-    const Entry* find(const QString& name) const;
-    // Plain files that are not hidden.
-    int plainFileCount() const;
-
-    // For a listing that is complete: whether the name was in it.
-    VornSyncPresence presence(const QString& name) const;
-
 private:
-    void append(const QByteArray& nativeName, bool isPlainFile);
+    static bool readName(const char* nativeName, Entry& entry);
 
     Outcome m_outcome = Outcome::Missing;
     QString m_errorText;
-    QVector<Entry> m_entries;
-    QHash<QString, int> m_indexes;
 };

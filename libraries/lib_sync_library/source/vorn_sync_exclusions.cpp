@@ -1,5 +1,7 @@
 #include "vorn_sync_exclusions.h"
 
+#include "vorn_sync_directory_listing.h"
+
 #include <QDebug>
 
 #include <algorithm>
@@ -28,14 +30,14 @@ bool VornSyncExclusions::matches(const QString& fileName) const
                        [&fileName](const QRegularExpression& e) { return e.match(fileName).hasMatch(); });
 }
 
-QStringList VornSyncExclusions::matchingNames(const VornSyncDirectoryListing& listing) const
+QStringList VornSyncExclusions::matchingNames(const QString& directoryPath) const
 {
     QStringList names;
-    for (const VornSyncDirectoryListing::Entry& entry : listing.entries()) {
+    VornSyncDirectoryListing::read(directoryPath, [&](const VornSyncDirectoryListing::Entry& entry) {
         if (entry.isPlainFile && !entry.isHidden && matches(entry.name))
             names.append(entry.name);
-    }
-    std::sort(names.begin(), names.end());
+    });
+    names.sort();
     return names;
 }
 

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "vorn_sync_directory_listing.h"
-
 #include <QList>
 #include <QRegularExpression>
 #include <QStringList>
@@ -18,8 +16,8 @@ public:
     bool isEmpty() const { return exclusionPatterns.isEmpty(); }
     bool matches(const QString& fileName) const;
 
-    // The plain files of the listing that match, sorted.
-    QStringList matchingNames(const VornSyncDirectoryListing& listing) const;
+    // The plain files of a directory that match, hidden ones left out, sorted.
+    QStringList matchingNames(const QString& directoryPath) const;
 
     // True when one of `sortedNames`, other than the file's own, begins with the file's name: "data.db-wal"
     // says that "data.db" is being written.

@@ -39,10 +39,10 @@ int statErrno(const QByteArray& path, VornSyncFileFacts& facts)
     return 0;
 }
 
-bool isDanglingLink(const QString& path)
+bool isDanglingLink(const QByteArray& path)
 {
     std::error_code error;
-    return fs::symlink_status(nativePath(path), error).type() == fs::file_type::symlink;
+    return fs::symlink_status(fs::path(path.toStdString()), error).type() == fs::file_type::symlink;
 }
 
 // Opening the parent proves that it is there and readable: "not found" alone may mean an unmounted share.
@@ -59,9 +59,14 @@ namespace VornSyncFiles {
 
 VornSyncFileFacts listedFacts(const QString& path)
 {
+    return listedFacts(QFile::encodeName(path));
+}
+
+VornSyncFileFacts listedFacts(const QByteArray& nativePath)
+{
     VornSyncFileFacts result;
-    const int error = statErrno(QFile::encodeName(path), result);
-    if (error == ENOENT && isDanglingLink(path))
+    const int error = statErrno(nativePath, result);
+    if (error == ENOENT && isDanglingLink(nativePath))
         result.presence = VornSyncPresence::Present;
     return result;
 }
@@ -69,10 +74,11 @@ VornSyncFileFacts listedFacts(const QString& path)
 VornSyncFileFacts facts(const QString& path)
 {
     VornSyncFileFacts result;
-    const int error = statErrno(QFile::encodeName(path), result);
+    const QByteArray native = QFile::encodeName(path);
+    const int error = statErrno(native, result);
     if (error != ENOENT)
         return result;
-    if (isDanglingLink(path))
+    if (isDanglingLink(native))
         result.presence = VornSyncPresence::Present;
     else if (isReadableDirectory(QFileInfo(path).path()))
         result.presence = VornSyncPresence::Absent;

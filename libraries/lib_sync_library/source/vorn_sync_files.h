@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QString>
 
 // What the disk says, without guessing. Qt's existence tests read every failure as "absent"; here a failure
@@ -30,6 +31,7 @@ VornSyncFileFacts facts(const QString& path);
 // As facts(), for an entry that a listing has just named: never asks the parent directory, so an entry that
 // has vanished since reads as Unknown.
 VornSyncFileFacts listedFacts(const QString& path);
+VornSyncFileFacts listedFacts(const QByteArray& nativePath);
 
 VornSyncPresence directoryPresence(const QString& path); // Present: it is a directory
 

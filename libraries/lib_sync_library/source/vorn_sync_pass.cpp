@@ -2,6 +2,7 @@
 
 #include "vorn_sync_exclusions.h"
 
+#include <QFile>
 #include <QThread>
 
 VornSyncPass::VornSyncPass(VornSyncDatabase& database, int directoryId, const QString& localPath,
@@ -9,6 +10,8 @@ VornSyncPass::VornSyncPass(VornSyncDatabase& database, int directoryId, const QS
     : m_database(database)
     , m_directoryId(directoryId)
     , m_localPath(localPath)
+    , m_nativePath(QFile::encodeName(localPath) + '/')
+    , m_nativePrefixLength(m_nativePath.size())
     , m_distantPath(distantPath)
     , m_renaming(renaming)
 {
@@ -19,92 +22,167 @@ VornSyncPass::~VornSyncPass()
     m_database.endChangeTracking();
 }
 
+// --- Gathering ------------------------------------------------------------------------------------------
+
 bool VornSyncPass::gather(QString& error)
 {
     // Without its rows every local file would look new.
-    if (!m_database.readDirectoryRows(m_directoryId, m_rows))
+    if (!readRows())
         return false;
-    m_distant = VornSyncDirectoryListing::read(m_distantPath);
-    m_local = VornSyncDirectoryListing::read(m_localPath);
+    using Entry = VornSyncDirectoryListing::Entry;
+    m_distantListing =
+        VornSyncDirectoryListing::read(m_distantPath, [this](const Entry& entry) { addDistant(entry); });
+    const auto localListing =
+        VornSyncDirectoryListing::read(m_localPath, [this](const Entry& entry) { addLocal(entry); });
     if (QThread::currentThread()->isInterruptionRequested())
         return false;
-    if (m_local.outcome() == VornSyncDirectoryListing::Outcome::Failed) {
+    if (localListing.outcome() == VornSyncDirectoryListing::Outcome::Failed) {
         error = QStringLiteral("ERROR: Local directory can't be listed: '%1'. Error: %2")
-                    .arg(m_localPath, m_local.errorText());
+                    .arg(m_localPath, localListing.errorText());
         return false;
     }
-    m_rowIndexes.reserve(m_rows.size());
-    for (int i = 0; i < m_rows.size(); ++i)
-        m_rowIndexes.insert(m_rows.at(i).fileName, i);
-    m_localFacts.reserve(m_local.entries().size());
     return true;
+}
+
+bool VornSyncPass::readRows()
+{
+    QVector<VornSyncFileRow> rows;
+    if (!m_database.readDirectoryRows(m_directoryId, rows))
+        return false;
+    m_items.reserve(rows.size());
+    m_index.reset(rows.size());
+    for (const VornSyncFileRow& row : qAsConst(rows)) {
+        m_index.insert(row.fileName, m_items.size());
+        Item item;
+        item.row = row;
+        m_items.append(item);
+    }
+    m_trackedCount = m_items.size();
+    return true;
+}
+
+int VornSyncPass::indexOf(const QString& fileName) const
+{
+    return m_index.find(fileName,
+                        [this](int item) -> const QString& { return m_items.at(item).row.fileName; });
+}
+
+void VornSyncPass::addLocal(const VornSyncDirectoryListing::Entry& entry)
+{
+    const bool isListed = entry.isPlainFile && !entry.isHidden;
+    m_plainLocalCount += isListed ? 1 : 0;
+    int index = indexOf(entry.name);
+    if (index < 0) {
+        if (!isListed)
+            return;
+        Item item;
+        // A copy of its own, no larger than it must be: the entry's text is reused.
+        item.row.fileName = QString(entry.name.constData(), entry.name.size());
+        index = m_items.size();
+        m_items.append(item);
+    }
+    m_items[index].isInLocalDirectory = true;
+    m_items[index].isListed = isListed;
+}
+
+void VornSyncPass::addDistant(const VornSyncDirectoryListing::Entry& entry)
+{
+    m_plainDistantCount += entry.isPlainFile && !entry.isHidden ? 1 : 0;
+    const int index = indexOf(entry.name);
+    if (index >= 0)
+        m_items[index].isInDistantDirectory = true;
 }
 
 QString VornSyncPass::summary() const
 {
-    int trackedCount = 0;
-    for (const VornSyncFileRow& row : m_rows)
-        trackedCount += VornSyncTypes::isTombstoned(row.status) ? 0 : 1;
-    const int distantCount = isDistantAccessible() ? m_distant.plainFileCount() : 0;
+    int tracked = 0;
+    for (int i = 0; i < m_trackedCount; ++i)
+        tracked += isTracked(i) ? 1 : 0;
     return QStringLiteral("trackedFiles=%1, distantFiles=%2, localFiles=%3, distantAccessible=%4")
-        .arg(QString::number(trackedCount), QString::number(distantCount),
-             QString::number(m_local.plainFileCount()),
+        .arg(QString::number(tracked), QString::number(isDistantAccessible() ? m_plainDistantCount : 0),
+             QString::number(m_plainLocalCount),
              isDistantAccessible() ? QStringLiteral("YES") : QStringLiteral("NO"));
 }
 
 bool VornSyncPass::wasUpToDate(const QString& fileName) const
 {
-    const int index = m_rowIndexes.value(fileName, -1);
-    return index >= 0 && m_rows.at(index).status == ceSfsUpToDate;
+    const int index = indexOf(fileName);
+    return index >= 0 && m_items.at(index).row.status == ceSfsUpToDate;
 }
 
-VornSyncPassFile VornSyncPass::file(const QString& fileName)
+bool VornSyncPass::isTracked(int item) const
 {
+    return item < m_trackedCount && !VornSyncTypes::isTombstoned(m_items.at(item).row.status);
+}
+
+// --- One file -------------------------------------------------------------------------------------------
+
+VornSyncPassFile VornSyncPass::file(int index)
+{
+    Item& item = m_items[index];
     VornSyncPassFile file;
-    file.row.fileName = fileName;
-    readRow(file);
-    file.isRenaming = m_renaming.contains(fileName);
+    file.hasRow = readRow(item, index < m_trackedCount, file.row);
+    file.isRenaming = !m_renaming.isEmpty() && m_renaming.contains(item.row.fileName);
     file.isDistantAccessible = isDistantAccessible();
     if (file.isDistantAccessible)
-        file.distant = m_distant.presence(fileName);
-    file.local = localFacts(file);
+        file.distant = item.isInDistantDirectory ? VornSyncPresence::Present : VornSyncPresence::Absent;
+    file.local = localFacts(item, VornSyncTypes::isInError(file.row.status));
     return file;
 }
 
-void VornSyncPass::readRow(VornSyncPassFile& file) const
+bool VornSyncPass::readRow(const Item& item, bool isRecorded, VornSyncFileRow& row) const
 {
-    const QString fileName = file.row.fileName;
-    if (m_database.isRowChangedSinceRead(m_directoryId, fileName)) {
-        VornSyncFileRow row;
-        if (m_database.readFileRow(m_directoryId, fileName, row, file.hasRow) && file.hasRow)
-            file.row = row;
-        return;
+    row = item.row;
+    if (!m_database.isRowChangedSinceRead(m_directoryId, item.row.fileName))
+        return isRecorded;
+    VornSyncFileRow changed;
+    bool found = false;
+    if (m_database.readFileRow(m_directoryId, item.row.fileName, changed, found) && found)
+        row = changed;
+    return found;
+}
+
+VornSyncFileFacts VornSyncPass::localFacts(Item& item, bool isInError)
+{
+    if (item.isAsked)
+        return item.local;
+    item.isAsked = true;
+    if (item.isInLocalDirectory)
+        item.local = VornSyncFiles::listedFacts(nativePath(item.row.fileName));
+    else if (isInError)
+        item.local.presence = VornSyncPresence::Absent; // passed over whatever the disk says
+    else // hidden files are not listed, and a listing may be old
+        item.local = VornSyncFiles::facts(m_localPath + QLatin1Char('/') + item.row.fileName);
+    return item.local;
+}
+
+// The path of a local file as the system takes it. An ASCII name goes into the bytes that are there already,
+// without an allocation and without a codec.
+const QByteArray& VornSyncPass::nativePath(const QString& fileName)
+{
+    const int size = fileName.size();
+    m_nativePath.resize(m_nativePrefixLength + size);
+    char* bytes = m_nativePath.data() + m_nativePrefixLength;
+    ushort bits = 0;
+    for (int i = 0; i < size; ++i) {
+        const ushort unit = fileName.at(i).unicode();
+        bits = ushort(bits | unit);
+        bytes[i] = char(unit);
     }
-    const int index = m_rowIndexes.value(fileName, -1);
-    file.hasRow = index >= 0;
-    if (file.hasRow)
-        file.row = m_rows.at(index);
+    if (bits > 0x7f) {
+        m_nativePath.truncate(m_nativePrefixLength);
+        m_nativePath += QFile::encodeName(fileName);
+    }
+    return m_nativePath;
 }
 
-VornSyncFileFacts VornSyncPass::localFacts(const VornSyncPassFile& file)
+bool VornSyncPass::isSettled(int item) const
 {
-    const QString& fileName = file.row.fileName;
-    const auto known = m_localFacts.constFind(fileName);
-    if (known != m_localFacts.constEnd())
-        return known.value();
-
-    VornSyncFileFacts facts;
-    const bool isListed = m_local.find(fileName) != nullptr;
-    const QString path = m_localPath + QLatin1Char('/') + fileName;
-    if (isListed)
-        facts = VornSyncFiles::listedFacts(path);
-    else if (VornSyncTypes::isInError(file.row.status))
-        facts.presence = VornSyncPresence::Absent; // passed over whatever the disk says
-    else
-        facts = VornSyncFiles::facts(path); // the listing may be older than the file
-    m_localFacts.insert(fileName, facts);
-    return facts;
+    const Item& settled = m_items.at(item);
+    return settled.isSettled && !m_database.isRowChangedSinceRead(m_directoryId, settled.row.fileName);
 }
+
+// --- Side-cars ------------------------------------------------------------------------------------------
 
 bool VornSyncPass::isInDirectory(const QString& localFilePath) const
 {
@@ -115,7 +193,11 @@ bool VornSyncPass::isInDirectory(const QString& localFilePath) const
 bool VornSyncPass::hasActiveSideCar(const QString& fileName, const VornSyncExclusions& exclusions)
 {
     if (!m_hasExcludedNames) {
-        m_excludedNames = exclusions.matchingNames(m_local);
+        for (const Item& item : qAsConst(m_items)) {
+            if (item.isListed && exclusions.matches(item.row.fileName))
+                m_excludedNames.append(item.row.fileName);
+        }
+        m_excludedNames.sort();
         m_hasExcludedNames = true;
     }
     return VornSyncExclusions::hasSideCar(m_excludedNames, fileName);

@@ -3,17 +3,18 @@
 #include "vorn_sync_database.h"
 #include "vorn_sync_directory_listing.h"
 #include "vorn_sync_file_decision.h"
+#include "vorn_sync_name_index.h"
 
-#include <QHash>
+#include <QByteArray>
 #include <QSet>
 #include <QStringList>
 #include <QVector>
 
 class VornSyncExclusions;
 
-// What one pass over a directory knows: its rows, read in one statement, and one listing of each side. A row
-// that is written while the pass runs is read again before it is decided on. Lives for one pass, on the
-// synchronizer's thread.
+// What one pass over a directory knows: its rows, read in one statement, and one listing of each side, matched
+// to the rows as it is read. A row that is written while the pass runs is read again before it is decided on.
+// Lives for one pass, on the synchronizer's thread.
 class VornSyncPass
 {
     Q_DISABLE_COPY_MOVE(VornSyncPass)
@@ -28,36 +29,67 @@ public:
     bool gather(QString& error);
 
     int directoryId() const { return m_directoryId; }
-    const VornSyncDirectoryListing& local() const { return m_local; }
-    bool isDistantAccessible() const { return m_distant.isComplete(); }
-    const QVector<VornSyncFileRow>& rows() const { return m_rows; }
+    bool isDistantAccessible() const { return m_distantListing.isComplete(); }
     // "trackedFiles=%1, distantFiles=%2, localFiles=%3, distantAccessible=%4", filled in.
     QString summary() const;
     // As the row was when the pass began.
     bool wasUpToDate(const QString& fileName) const;
 
+    // The files of the pass by number: those with a row first, then the local ones without.
+    int trackedCount() const { return m_trackedCount; }
+    int count() const { return m_items.size(); }
+    QString fileName(int item) const { return m_items.at(item).row.fileName; }
+    // It had a row when the pass began that was no tombstone.
+    bool isTracked(int item) const;
+    // The local directory listed it as a plain file that is not hidden.
+    bool isListed(int item) const { return m_items.at(item).isListed; }
+
     // Everything about one file that a decision asks for, as it is now.
-    VornSyncPassFile file(const QString& fileName);
+    VornSyncPassFile file(int item);
+
+    // The file needs nothing, whichever way it is looked at: as long as nobody writes its row, it need not be
+    // decided on again in this pass.
+    void setSettled(int item) { m_items[item].isSettled = true; }
+    bool isSettled(int item) const;
 
     // Whether a sibling says that the file is being written; one listing serves all files of the pass.
     bool isInDirectory(const QString& localFilePath) const;
     bool hasActiveSideCar(const QString& fileName, const VornSyncExclusions& exclusions);
 
 private:
-    void readRow(VornSyncPassFile& file) const;
-    VornSyncFileFacts localFacts(const VornSyncPassFile& file);
+    struct Item
+    {
+        VornSyncFileRow row; // without a row: the name only
+        VornSyncFileFacts local;
+        bool isInLocalDirectory = false;
+        bool isInDistantDirectory = false;
+        bool isListed = false;
+        bool isAsked = false; // the disk, for `local`
+        bool isSettled = false;
+    };
+
+    bool readRows();
+    int indexOf(const QString& fileName) const;
+    void addLocal(const VornSyncDirectoryListing::Entry& entry);
+    void addDistant(const VornSyncDirectoryListing::Entry& entry);
+    bool readRow(const Item& item, bool isRecorded, VornSyncFileRow& row) const;
+    VornSyncFileFacts localFacts(Item& item, bool isInError);
+    const QByteArray& nativePath(const QString& fileName);
 
     VornSyncDatabase& m_database;
     const int m_directoryId;
     const QString m_localPath;
+    QByteArray m_nativePath; // the local path, and a file name that changes
+    const int m_nativePrefixLength;
     const QString m_distantPath;
     const QSet<QString> m_renaming; // locked when the pass began
 
-    VornSyncDirectoryListing m_local;
-    VornSyncDirectoryListing m_distant;
-    QVector<VornSyncFileRow> m_rows;
-    QHash<QString, int> m_rowIndexes;
-    QHash<QString, VornSyncFileFacts> m_localFacts; // each local file is asked for once
+    VornSyncDirectoryListing m_distantListing;
+    QVector<Item> m_items;
+    VornSyncNameIndex m_index; // of the items that have a row
+    int m_trackedCount = 0;
+    int m_plainLocalCount = 0;
+    int m_plainDistantCount = 0;
     QStringList m_excludedNames;
     bool m_hasExcludedNames = false; // they are looked for when the first side-car test asks
 };

@@ -351,10 +351,12 @@ void VornSyncSynchronizer::examine(int directoryId, const QString& fileName)
 void VornSyncSynchronizer::passLocal(VornSyncPass& pass)
 {
     for (int i = 0; i < pass.count(); ++i) {
+        if (!pass.isListed(i) || pass.isSettled(i))
+            continue;
+        const QString fileName = pass.fileName(i);
         if (isStopping())
             return;
-        const QString fileName = pass.fileName(i);
-        if (!pass.isListed(i) || pass.isSettled(i) || VornSyncFiles::isQtTemporaryName(fileName))
+        if (VornSyncFiles::isQtTemporaryName(fileName))
             continue;
         VornSyncPassFile file = pass.file(i);
         file.isDistantObserved = observations.contains({pass.directoryId(), fileName});

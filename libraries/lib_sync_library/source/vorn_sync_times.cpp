@@ -18,6 +18,18 @@ int digits(const QChar* text, int position, int count)
     return value;
 }
 
+// Days from 1970-01-01 in the Gregorian calendar. Counting years from March puts the leap day at their end.
+qint64 daysSinceEpoch(int year, int month, int day)
+{
+    constexpr qint64 kDaysPerEra = 146097; // 400 years
+    constexpr qint64 kEpochDay = 719468;   // 1970-01-01, counted from 0000-03-01
+    const qint64 shiftedYear = month > 2 ? year : year - 1;
+    const qint64 yearOfEra = shiftedYear % 400;
+    const qint64 dayOfYear = (153 * (month > 2 ? month - 3 : month + 9) + 2) / 5 + day - 1;
+    const qint64 dayOfEra = yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear;
+    return shiftedYear / 400 * kDaysPerEra + dayOfEra - kEpochDay;
+}
+
 // The library's own form, read without QDateTime: a pass reads one such text a file.
 bool secsFromUtcText(const QString& text, qint64& secs)
 {
@@ -36,8 +48,8 @@ bool secsFromUtcText(const QString& text, qint64& secs)
     if (!QDate::isValid(year, month, day) || hour < 0 || hour > 23 || minute < 0 || minute > 59 ||
         second < 0 || second > 59)
         return false;
-    const qint64 days = QDate(year, month, day).toJulianDay() - QDate(1970, 1, 1).toJulianDay();
-    secs = days * kSecsPerDay + qint64{hour} * 3600 + qint64{minute} * 60 + second;
+    secs =
+        daysSinceEpoch(year, month, day) * kSecsPerDay + qint64{hour} * 3600 + qint64{minute} * 60 + second;
     return true;
 }
 
