@@ -65,7 +65,8 @@ QString difference(const QString& name, const QString& localPath, const QString&
 QStringList leftovers(const Side& side, const Side& other)
 {
     QStringList result;
-    for (const QString& path : side.allFiles()) {
+    const QStringList paths = side.allFiles();
+    for (const QString& path : paths) {
         const QString name = QFileInfo(path).fileName();
         if (isQtTemporary(name) || (hasTemporaryForm(name) && !other.exists(path)))
             result << side.filePath(path);

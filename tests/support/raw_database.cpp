@@ -80,14 +80,16 @@ QVariantMap RawDatabase::directoryRow(int directoryId)
 QString RawDatabase::integrityProblems()
 {
     QStringList problems;
-    for (const QVariantMap& row : rows(QStringLiteral("PRAGMA integrity_check"))) {
+    const QList<QVariantMap> answers = rows(QStringLiteral("PRAGMA integrity_check"));
+    for (const QVariantMap& row : answers) {
         const QString answer = row.first().toString();
         if (answer != QLatin1String("ok"))
             problems << answer;
     }
     if (!m_lastError.isEmpty())
         return m_lastError;
-    for (const QVariantMap& row : rows(QStringLiteral("PRAGMA foreign_key_check")))
+    const QList<QVariantMap> orphans = rows(QStringLiteral("PRAGMA foreign_key_check"));
+    for (const QVariantMap& row : orphans)
         problems << QStringLiteral("row %1 of %2 has no parent in %3")
                         .arg(row.value(QStringLiteral("rowid")).toString(),
                              row.value(QStringLiteral("table")).toString(),

@@ -79,7 +79,8 @@ QStringList TraceCapture::linesOf(const QString& tag) const
 {
     const QString head = kLinePrefix + tag;
     QStringList result;
-    for (const QString& line : debugLines()) {
+    const QStringList lines = debugLines();
+    for (const QString& line : lines) {
         if (line.startsWith(head))
             result << line.mid(head.size());
     }

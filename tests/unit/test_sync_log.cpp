@@ -14,12 +14,11 @@ QString text(const char* utf8)
     return QString::fromUtf8(utf8);
 }
 
-QtMessageHandler previousHandler = nullptr;
-QByteArray lastCategory;
+QString* lastCategory = nullptr;
 
 void noteCategory(QtMsgType, const QMessageLogContext& context, const QString&)
 {
-    lastCategory = context.category;
+    *lastCategory = QString::fromLatin1(context.category);
 }
 
 } // namespace
@@ -107,7 +106,7 @@ void TestSyncLog::criticalHead()
     const QString tail = text(" ;\t Thread = ") + thread + text(" ;\t This = ") + object +
                          text(" ;\t libraries/lib_sync_library/source/vorn_sync_manager_p ;\t 42 ;\t "
                               "VornSyncManagerPrivate::method: text");
-    const QString line = capture.criticals().first();
+    const QString line = capture.criticals().constFirst();
     QVERIFY2(line.endsWith(tail), qPrintable(line));
     const QRegularExpression head(text("^\n \"\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3}\"$"));
     QVERIFY2(head.match(line.left(line.size() - tail.size())).hasMatch(), qPrintable(line));
@@ -115,14 +114,16 @@ void TestSyncLog::criticalHead()
 
 void TestSyncLog::linesGoToTheDefaultCategory()
 {
-    previousHandler = qInstallMessageHandler(&noteCategory);
+    QString traceCategory;
+    QString criticalCategory;
+    const QtMessageHandler previousHandler = qInstallMessageHandler(&noteCategory);
+    lastCategory = &traceCategory;
     VornSyncLog::trace("DB: ", "m", QString());
-    const QByteArray traceCategory = lastCategory;
-    lastCategory.clear();
+    lastCategory = &criticalCategory;
     VornSyncLog::critical(this, "path", 1) << "text";
     qInstallMessageHandler(previousHandler);
-    QCOMPARE(traceCategory, QByteArray("default"));
-    QCOMPARE(lastCategory, QByteArray("default"));
+    QCOMPARE(traceCategory, text("default"));
+    QCOMPARE(criticalCategory, text("default"));
 }
 
 void TestSyncLog::mayBeUsedFromAnyThread()

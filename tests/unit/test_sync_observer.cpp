@@ -3,6 +3,7 @@
 #include "vorn_sync_observer.h"
 #include "wait.h"
 
+#include <QAtomicPointer>
 #include <QElapsedTimer>
 #include <QFileSystemWatcher>
 #include <QMetaMethod>
@@ -38,7 +39,8 @@ bool change(VornSyncObserver& observer, const QString& path)
 QList<QTimer*> debounceTimers(const VornSyncObserver& observer)
 {
     QList<QTimer*> result;
-    for (QTimer* timer : observer.findChildren<QTimer*>(QString(), Qt::FindDirectChildrenOnly)) {
+    const auto timers = observer.findChildren<QTimer*>(QString(), Qt::FindDirectChildrenOnly);
+    for (QTimer* timer : timers) {
         if (timer->isSingleShot())
             result << timer;
     }
@@ -47,7 +49,8 @@ QList<QTimer*> debounceTimers(const VornSyncObserver& observer)
 
 QTimer* periodicTimer(const VornSyncObserver& observer)
 {
-    for (QTimer* timer : observer.findChildren<QTimer*>(QString(), Qt::FindDirectChildrenOnly)) {
+    const auto timers = observer.findChildren<QTimer*>(QString(), Qt::FindDirectChildrenOnly);
+    for (QTimer* timer : timers) {
         if (!timer->isSingleShot())
             return timer;
     }
@@ -101,6 +104,7 @@ private:
     QString local() const { return m_pair->localPath(); }
 
     std::unique_ptr<Pair> m_pair;
+    QAtomicPointer<QThread> m_emitter; // the thread that a signal was emitted on
 };
 
 void TestSyncObserver::init()
@@ -149,7 +153,7 @@ void TestSyncObserver::destructionStopsPendingTimers()
     QSignalSpy errors(observer.get(), &VornSyncObserver::errorOccurred);
     QVERIFY(change(*observer, text("/one")));
     QVERIFY(change(*observer, text("/two")));
-    const QPointer<QTimer> timer = debounceTimers(*observer).first();
+    const QPointer<QTimer> timer = debounceTimers(*observer).constFirst();
     observer->startObserving();
     TraceCapture trace;
     observer.reset();
@@ -413,8 +417,8 @@ void TestSyncObserver::timersAreSingleShotChildren()
     TraceCapture trace;
     QVERIFY(change(observer, local()));
     QCOMPARE(debounceTimers(observer).size(), 1);
-    QCOMPARE(debounceTimers(observer).first()->interval(), 1000);
-    QVERIFY(debounceTimers(observer).first()->isActive());
+    QCOMPARE(debounceTimers(observer).constFirst()->interval(), 1000);
+    QVERIFY(debounceTimers(observer).constFirst()->isActive());
 }
 
 void TestSyncObserver::removalEndsAPendingTimer()
@@ -538,10 +542,9 @@ void TestSyncObserver::livesOnItsOwnThread()
     observer->moveToThread(&thread);
     connect(&thread, &QThread::finished, observer, &QObject::deleteLater);
     thread.start();
-    QThread* emitter = nullptr;
     connect(
         observer, &VornSyncObserver::syncDirectoryNeeded, observer,
-        [&] { emitter = QThread::currentThread(); }, Qt::DirectConnection);
+        [this] { m_emitter = QThread::currentThread(); }, Qt::DirectConnection);
     QSignalSpy needed(observer, &VornSyncObserver::syncDirectoryNeeded);
     QVERIFY(QMetaObject::invokeMethod(observer, "addDirectoryToWatch", Qt::BlockingQueuedConnection,
                                       Q_ARG(int, 7), Q_ARG(QString, local())));
@@ -551,10 +554,10 @@ void TestSyncObserver::livesOnItsOwnThread()
                                       Q_ARG(int, 5000)));
     thread.quit();
     QVERIFY(thread.wait(kWaitMs));
-    QCOMPARE(emitter, &thread);
+    QCOMPARE(m_emitter.loadAcquire(), &thread);
     QCOMPARE(trace.warnings(), QStringList());
     if (traceLinesBuiltIn())
-        QCOMPARE(trace.linesOf(text("Obsr: ")).last(), text("~VornSyncObserver - destroyed"));
+        QCOMPARE(trace.linesOf(text("Obsr: ")).constLast(), text("~VornSyncObserver - destroyed"));
 }
 
 QTEST_GUILESS_MAIN(TestSyncObserver)

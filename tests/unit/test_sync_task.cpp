@@ -61,9 +61,7 @@ namespace {
 constexpr qint64 kGiB = 1024LL * 1024 * 1024;
 
 // The phases of one file's copy, as readings of the clock, when the copy is the first thing in a run.
-constexpr int kRunStart = 0;
-constexpr int kOpenStart = 1;
-constexpr int kOpenEnd = 2;
+constexpr int kOpenEnd = 2; // 0 is the start of the run, 1 that of the opening
 constexpr int kCopyStart = 3;
 constexpr int kCopyEnd = 4;
 constexpr int kPlaceStart = 5; // the first phase after the size check
@@ -497,7 +495,7 @@ void TestSyncTask::summary()
     TraceCapture trace;
     QVERIFY(task.runtask());
     QCOMPARE(task.readings(), lastReading + 1);
-    QCOMPARE(trace.linesOf(text("Task: ")).last(),
+    QCOMPARE(trace.linesOf(text("Task: ")).constLast(),
              QString(text("runtask - ") + expected).replace(text("%1"), local(text("a.txt"))));
     QCOMPARE(trace.count(text("runtask - ")), 1);
 }
@@ -1603,7 +1601,6 @@ void TestSyncTask::moveBackWithoutDestination()
 void TestSyncTask::renames()
 {
     QVERIFY(m_pair->distant().write(text("a.doc"), "a"));
-    const QFileInfo before(distant(text("a.doc")));
     const QDateTime time(QDate(2020, 1, 2), QTime(3, 4, 5), Qt::UTC);
     QVERIFY(m_pair->distant().setLmd(text("a.doc"), time));
     ScriptedTask task(distant(text("a.doc")), distant(text("b.doc")), ceStoRename);

@@ -184,7 +184,8 @@ void TestSyncTypes::classifications()
 
 void TestSyncTypes::statusGroups()
 {
-    for (const int status : statusNames().keys()) {
+    const QList<int> statuses = statusNames().keys();
+    for (const int status : statuses) {
         const bool isTombstone = status == 33 || status == 40;
         const bool isWorking = status == 20 || status == 36 || status == 68;
         const bool isWaiting = status == 18 || status == 34 || status == 66;

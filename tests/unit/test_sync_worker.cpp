@@ -3,6 +3,7 @@
 #include "vorn_sync_worker.h"
 #include "wait.h"
 
+#include <QAtomicPointer>
 #include <QElapsedTimer>
 #include <QSignalSpy>
 #include <QTest>
@@ -91,6 +92,7 @@ private:
     pVornSyncTask fake(const char* name) { return pVornSyncTask(new FakeTask(text(name), &m_recorder)); }
 
     Recorder m_recorder;
+    QAtomicPointer<QThread> m_emitter; // the thread that a signal was emitted on
 };
 
 void TestSyncWorker::init()
@@ -351,9 +353,8 @@ void TestSyncWorker::worksOnItsOwnThread()
     thread.start();
 
     QThread* runThread = nullptr;
-    QThread* signalThread = nullptr;
     connect(
-        worker, &VornSyncWorker::taskDone, worker, [&] { signalThread = QThread::currentThread(); },
+        worker, &VornSyncWorker::taskDone, worker, [this] { m_emitter = QThread::currentThread(); },
         Qt::DirectConnection);
     QSignalSpy done(worker, &VornSyncWorker::taskDone);
     const auto note = [&] {
@@ -368,7 +369,7 @@ void TestSyncWorker::worksOnItsOwnThread()
     thread.quit();
     QVERIFY(thread.wait(kWaitMs));
     QCOMPARE(runThread, &thread);
-    QCOMPARE(signalThread, &thread);
+    QCOMPARE(m_emitter.loadAcquire(), &thread);
 }
 
 void TestSyncWorker::runsARealCopy()
