@@ -11,6 +11,7 @@ namespace {
 
 constexpr int kFirstRetryMs = 2000; // a request that is skipped is lost; most cycles are shorter than this
 constexpr int kLastRetryMs = 60000; // requests queue up behind a long cycle, so they are not repeated often
+constexpr int kDotEntries = 2;      // "." and ".." are counted as well
 constexpr int kSaturatedTasks = 10; // from here on the manager skips cycles
 
 } // namespace
@@ -19,7 +20,7 @@ VornCliCycleProbe::VornCliCycleProbe(const QString& directory, const VornCliExcl
                                      QObject* parent)
     : QObject(parent)
     , m_directory(directory)
-    , m_markerName(markerName(exclusions))
+    , m_exclusions(exclusions)
 {
     m_retryTimer.setSingleShot(true);
     connect(&m_retryTimer, &QTimer::timeout, this, [this] {
@@ -33,22 +34,25 @@ QString VornCliCycleProbe::reservedAlias()
     return QStringLiteral("vorn_sync-cycle-probe");
 }
 
-QString VornCliCycleProbe::markerName(const VornCliExclusions& exclusions)
+QString VornCliCycleProbe::markerName(const VornCliExclusions& exclusions, int number)
 {
-    const QStringList names = {QStringLiteral("marker"), QStringLiteral("cycle.probe"),
-                               QStringLiteral("0123456789"), QStringLiteral("~#"), QStringLiteral("y")};
-    const auto free = std::find_if(names.cbegin(), names.cend(), [&exclusions](const QString& name) {
-        return exclusions.isMirrored(name);
-    });
-    return free == names.cend() ? QString() : *free;
+    for (const char filler : {'+', 'y', '0'}) {
+        for (const char* base : {"marker", "cycle.probe", "~#", "0"}) {
+            const QString name = QLatin1String(base) + QString(number, QLatin1Char(filler));
+            if (exclusions.isMirrored(name))
+                return name;
+        }
+    }
+    return QString();
 }
 
 bool VornCliCycleProbe::attach(VornSyncManager* manager)
 {
     removeFiles();
     m_manager = manager;
-    m_isReady = m_isWanted = m_isAwaited = m_askedInVain = m_markerRunning = m_markerDone = false;
-    if (!QDir().mkpath(localPath()) || !QDir().mkpath(distantPath()) || !appendToMarker())
+    m_isReady = m_isAwaited = m_askedInVain = false;
+    m_markersMade = m_markersRunning = m_markersDone = 0;
+    if (!QDir().mkpath(localPath()) || !QDir().mkpath(distantPath()) || !makeMarker())
         return false;
     forget(manager); // so that its number is the highest one
     return manager->addDirectory(reservedAlias(), localPath(), distantPath());
@@ -74,19 +78,14 @@ void VornCliCycleProbe::forget(VornSyncManager* manager)
         manager->delDirectory(reservedAlias());
 }
 
-// A marker in flight is left alone: changed meanwhile it would be sent again without any cycle.
 void VornCliCycleProbe::requestCycle()
 {
-    if (m_isAwaited)
+    if (m_isAwaited || !m_isReady)
         return;
-    m_isWanted = true;
-    if (!m_isReady || m_markerRunning)
-        return;
-    if (!appendToMarker()) {
+    if (!makeMarker()) {
         emit failed();
         return;
     }
-    m_isWanted = false;
     m_isAwaited = true;
     m_retryTimer.setInterval(kFirstRetryMs);
     ask();
@@ -97,11 +96,18 @@ bool VornCliCycleProbe::owns(const QString& filePath) const
     return filePath.startsWith(localPath() + QLatin1Char('/'));
 }
 
-void VornCliCycleProbe::onMarkerStarted()
+bool VornCliCycleProbe::isDoneUncertain() const
 {
-    m_markerRunning = true;
-    m_markerDone = false;
-    if (!m_isAwaited)
+    if (m_markersRunning == 0)
+        return false;
+    const QDir distant(distantPath());
+    return static_cast<int>(distant.count()) - kDotEntries > m_markersDone;
+}
+
+void VornCliCycleProbe::onMarkerStarted(const QString& filePath)
+{
+    ++m_markersRunning;
+    if (!m_isAwaited || filePath != m_markerPath)
         return;
     m_isAwaited = false;
     m_retryTimer.stop();
@@ -110,18 +116,16 @@ void VornCliCycleProbe::onMarkerStarted()
 
 void VornCliCycleProbe::onMarkerCompleted(bool ok)
 {
-    m_markerRunning = false;
-    m_markerDone = ok;
+    --m_markersRunning;
     if (!ok) {
         emit failed();
         return;
     }
-    if (!m_isReady) {
-        m_isReady = true;
-        emit ready();
-    }
-    if (m_isWanted)
-        requestCycle();
+    ++m_markersDone;
+    if (m_isReady)
+        return;
+    m_isReady = true;
+    emit ready();
 }
 
 void VornCliCycleProbe::onOtherCompleted()
@@ -137,8 +141,10 @@ void VornCliCycleProbe::ask()
     m_retryTimer.start();
 }
 
-bool VornCliCycleProbe::appendToMarker() const
+bool VornCliCycleProbe::makeMarker()
 {
-    QFile marker(localPath() + QLatin1Char('/') + m_markerName);
-    return marker.open(QIODevice::WriteOnly | QIODevice::Append) && marker.write(".") == 1 && marker.flush();
+    const QString name = markerName(m_exclusions, m_markersMade++);
+    m_markerPath = localPath() + QLatin1Char('/') + name;
+    QFile marker(m_markerPath);
+    return !name.isEmpty() && marker.open(QIODevice::WriteOnly);
 }

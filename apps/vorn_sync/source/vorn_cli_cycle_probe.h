@@ -11,9 +11,10 @@ class VornSyncManager;
 // Tells when a cycle has been through all pairs. Lives on the host's thread.
 //
 // The manager has no signal for that, but it visits the pairs in the order of their registration and reports
-// what it starts in that order. So a small pair of the host's own is registered last, its one file is changed,
-// and a cycle is asked for: when that file is started, the cycle has left all pairs before it, and everything
-// it had to report about them has been delivered.
+// what it starts in that order. So a small pair of the host's own is registered last, a new file is put into
+// it, and a cycle is asked for: when that file is started, the cycle has left all pairs before it, and
+// everything it had to report about them has been delivered. It has to be a new file each time: one that the
+// manager knows may be sent again without any cycle, right after it was sent.
 class VornCliCycleProbe : public QObject
 {
     Q_OBJECT
@@ -25,7 +26,8 @@ public:
                       QObject* parent = nullptr);
 
     static QString reservedAlias();
-    static QString markerName(const VornCliExclusions& exclusions); // empty: the patterns leave no name
+    // The name of the n-th file; empty: the patterns leave none.
+    static QString markerName(const VornCliExclusions& exclusions, int number);
 
     // Registers the pair anew, behind all others. False when that fails; the manager has said why.
     bool attach(VornSyncManager* manager);
@@ -37,33 +39,36 @@ public:
     void requestCycle(); // answered by cycleEnded(), once
 
     bool owns(const QString& filePath) const;
-    bool isMarkerRunning() const { return m_markerRunning; }
-    bool isMarkerDone() const { return m_markerDone; }
+    int markersRunning() const { return m_markersRunning; }
+    int markersDone() const { return m_markersDone; }
+    // The manager may count a marker as done already, although it has not told of its end yet.
+    bool isDoneUncertain() const;
 
     // The session hands over the manager's signals for files that the probe owns, and tells of other ends.
-    void onMarkerStarted();
+    void onMarkerStarted(const QString& filePath);
     void onMarkerCompleted(bool ok);
     void onOtherCompleted();
 
 signals:
-    void ready(); // the first copy has ended: from here on only a cycle starts the marker
+    void ready(); // the first copy has ended: from here on only a cycle starts a marker
     void cycleEnded();
-    void failed(); // the marker can't be copied; no cycle will be answered
+    void failed(); // a marker can't be made or copied; no cycle will be answered
 
 private:
     void ask();
-    bool appendToMarker() const;
+    bool makeMarker();
     QString localPath() const { return m_directory + QStringLiteral("/local"); }
     QString distantPath() const { return m_directory + QStringLiteral("/distant"); }
 
     QString m_directory;
-    QString m_markerName;
+    VornCliExclusions m_exclusions;
     VornSyncManager* m_manager = nullptr; // not owned; null while detached
     QTimer m_retryTimer;                  // runs while a cycle is awaited
+    QString m_markerPath;                 // of the latest one
+    int m_markersMade = 0;
+    int m_markersRunning = 0;
+    int m_markersDone = 0;
     bool m_isReady = false;
-    bool m_isWanted = false;    // a cycle is wanted and the marker is not changed yet
-    bool m_isAwaited = false;   // the marker is changed and not started yet
+    bool m_isAwaited = false;   // the latest marker is made and not started yet
     bool m_askedInVain = false; // asked while the manager had too much in flight to begin a cycle
-    bool m_markerRunning = false;
-    bool m_markerDone = false;
 };

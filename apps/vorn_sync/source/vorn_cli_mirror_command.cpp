@@ -111,8 +111,11 @@ int VornCliMirrorCommand::addPairs(VornCliSession* session)
 {
     const QVector<VornCliPair> remembered = m_pairList->pairs();
     QVector<VornCliPair> named = m_options.pairs();
+    QStringList taken;
+    for (const VornCliPair& pair : remembered + named)
+        taken.append(pair.alias);
     for (VornCliPair& pair : named) {
-        const int chosen = chooseAlias(*session, &pair);
+        const int chosen = chooseAlias(*session, &taken, &pair);
         if (chosen != kExitOk)
             return chosen;
     }
@@ -154,7 +157,8 @@ int VornCliMirrorCommand::addPair(VornCliSession* session, const VornCliPair& pa
 
 // A local directory keeps the alias under which it is known. An alias that is known with another local
 // directory is refused here, since the manager would go on with the other one.
-int VornCliMirrorCommand::chooseAlias(const VornCliSession& session, VornCliPair* pair) const
+int VornCliMirrorCommand::chooseAlias(const VornCliSession& session, QStringList* taken,
+                                      VornCliPair* pair) const
 {
     const VornCliPair* remembered = m_pairList->byLocal(pair->local);
     const QString known = remembered ? remembered->alias : session.aliasOfLocal(pair->local);
@@ -172,14 +176,9 @@ int VornCliMirrorCommand::chooseAlias(const VornCliSession& session, VornCliPair
         return refuse(
             QStringLiteral("The alias '%1' belongs to another local directory.").arg(printable(pair->alias)));
     }
-    QStringList taken;
-    for (const VornCliPair& other : m_pairList->pairs())
-        taken.append(other.alias);
-    for (const VornCliPair& other : m_options.pairs())
-        taken.append(other.alias);
     do {
-        pair->alias = VornCliPairList::freeAlias(pair->local, taken);
-        taken.append(pair->alias);
+        pair->alias = VornCliPairList::freeAlias(pair->local, *taken);
+        taken->append(pair->alias);
     } while (session.isKnownAlias(pair->alias) || pair->alias == VornCliCycleProbe::reservedAlias());
     return kExitOk;
 }

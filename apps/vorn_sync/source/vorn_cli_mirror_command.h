@@ -26,7 +26,7 @@ private:
     int openState();
     int addPairs(VornCliSession* session);
     int addPair(VornCliSession* session, const VornCliPair& pair);
-    int chooseAlias(const VornCliSession& session, VornCliPair* pair) const;
+    int chooseAlias(const VornCliSession& session, QStringList* taken, VornCliPair* pair) const;
     int runOnce(VornCliSession* session);
     int runUntilSignal(VornCliSession* session);
     std::unique_ptr<VornCliOutput> createOutput() const;

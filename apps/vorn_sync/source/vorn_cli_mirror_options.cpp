@@ -180,7 +180,7 @@ bool VornCliMirrorOptions::checkPairs()
         locals.insert(pair.local);
         aliases.insert(pair.alias);
     }
-    if (m_once && VornCliCycleProbe::markerName(VornCliExclusions(m_exclusions)).isEmpty())
+    if (m_once && VornCliCycleProbe::markerName(VornCliExclusions(m_exclusions), 0).isEmpty())
         return refuse(QStringLiteral("The exclusion patterns leave no file to mirror."));
     return true;
 }

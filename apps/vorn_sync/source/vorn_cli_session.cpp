@@ -149,7 +149,8 @@ bool VornCliSession::registerPair(Entry* entry)
     m_isRegistering = false;
     const auto isDistantMissing = [](const QString& text) { return text.startsWith(kDistantMissingText); };
     entry->distantThere = std::none_of(m_lastTexts.cbegin(), m_lastTexts.cend(), isDistantMissing);
-    if (!added)
+    // An alias that is known with another local directory is "added" as well, and nothing has changed.
+    if (!added || aliasOfLocal(pair.local) != pair.alias)
         return false;
     m_lastTexts.erase(std::remove_if(m_lastTexts.begin(), m_lastTexts.end(), isDistantMissing),
                       m_lastTexts.end()); // told in our own words
@@ -163,7 +164,7 @@ bool VornCliSession::registerPair(Entry* entry)
 void VornCliSession::onSyncStarted(const QString& filePath)
 {
     if (isProbes(filePath)) {
-        m_probe->onMarkerStarted();
+        m_probe->onMarkerStarted(filePath);
         return;
     }
     const VornCliFile file = fileOf(filePath);
@@ -278,10 +279,12 @@ VornCliCounters VornCliSession::counters() const
     counters.pending = m_manager->pendingCount();
     counters.errors = m_manager->errorCount();
     counters.done = m_manager->doneCount();
-    if (m_probe && m_probe->isMarkerRunning())
-        --counters.inProgress;
-    if (m_probe && m_probe->isMarkerDone())
-        --counters.done;
+    if (m_probe) {
+        counters.inProgress -= m_probe->markersRunning();
+        counters.done -= m_probe->markersDone();
+        if (m_probe->isDoneUncertain())
+            counters.done = m_shownCounters.done; // it is read again as soon as the manager has told
+    }
     return counters;
 }
 
@@ -304,6 +307,11 @@ QVector<VornCliFileError> VornCliSession::errors() const
         errors.append(error);
     }
     return errors;
+}
+
+QString VornCliSession::errorSentence(int code) const
+{
+    return m_manager ? m_manager->errorCodeMessage(code) : QString();
 }
 
 QVector<VornCliPair> VornCliSession::pairs() const

@@ -52,6 +52,7 @@ public:
     // Without the probe's own file.
     VornCliCounters counters() const;
     QVector<VornCliFileError> errors() const;
+    QString errorSentence(int code) const;
     QVector<VornCliPair> pairs() const;
     QVector<VornCliPair> unavailablePairs() const;
     QStringList availabilityRemarks() const;

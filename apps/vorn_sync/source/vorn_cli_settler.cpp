@@ -16,6 +16,7 @@ constexpr int kQuietCyclesEnough = 2; // a missing distant file is believed the 
 // The longest that a row may wait for its time-out is 600 s; a cycle later it has moved.
 constexpr qint64 kLongestWaitMs = 660000;
 constexpr int kMostRestarts = 3;
+constexpr int kUnknownErrorCode = 1;
 constexpr int kInProgressStatus = 0x04; // the bit of a raw status that says an operation was running
 
 VornCliFileKey keyOf(const VornCliFileError& error)
@@ -87,9 +88,28 @@ void VornCliSettler::onFileStarted(const VornCliFile& file)
 
 void VornCliSettler::onFileCompleted(const VornCliFile& file, bool ok)
 {
+    const VornCliFileKey key(file.alias, file.name);
     if (ok)
-        m_failed.remove({file.alias, file.name});
+        m_failed.remove(key);
+    else
+        m_failed.insert(key, errorOf(key));
     onActivity();
+}
+
+// A cycle may have taken the error away before it could be read; what was wrong is then not known.
+VornCliFileError VornCliSettler::errorOf(const VornCliFileKey& key) const
+{
+    const QVector<VornCliFileError> errors = m_session.errors();
+    const auto found = std::find_if(errors.cbegin(), errors.cend(),
+                                    [&key](const VornCliFileError& error) { return keyOf(error) == key; });
+    if (found != errors.cend())
+        return *found;
+    VornCliFileError error;
+    error.alias = key.first;
+    error.name = key.second;
+    error.code = kUnknownErrorCode;
+    error.sentence = m_session.errorSentence(kUnknownErrorCode);
+    return error;
 }
 
 void VornCliSettler::onCycleEnded()

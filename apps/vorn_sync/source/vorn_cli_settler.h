@@ -51,6 +51,7 @@ private:
     void restart();
     void startNextRound();
     void finish(const States& states, const QStringList& failures = QStringList());
+    VornCliFileError errorOf(const VornCliFileKey& key) const;
     VornCliKnownErrors knownErrors() const;
     int unconfirmed(const States& states) const;
     QStringList remarks(const States& states) const;
