@@ -48,6 +48,33 @@ struct VornSyncManagerTestAccess
         inside(manager)->m_fileReadyDirectoryId = directoryId;
     }
 
+    static QTimer* fileReadyTimer(const VornSyncManager& manager)
+    {
+        return inside(manager)->m_fileReadyTimeoutTimer;
+    }
+    static pVornSyncTask fileReadyTask(const VornSyncManager& manager)
+    {
+        return inside(manager)->m_fileReadyTask;
+    }
+    static int fileReadyDirectoryId(const VornSyncManager& manager)
+    {
+        return inside(manager)->m_fileReadyDirectoryId;
+    }
+    static int waitingFileReadyRequests(const VornSyncManager& manager)
+    {
+        return inside(manager)->m_fileReadyWaiting.size();
+    }
+    static void ageWaitingFileReadyRequests(VornSyncManager& manager)
+    {
+        for (auto& request : inside(manager)->m_fileReadyWaiting)
+            request.age.invalidate();
+    }
+    static void fileReadyTaskDone(VornSyncManager& manager, const pVornSyncTask& task, bool success)
+    {
+        inside(manager)->onFileReadyTaskDone(task, success);
+    }
+    static void forgetWorker(VornSyncManager& manager) { inside(manager)->m_worker.clear(); }
+
     static void syncStarted(VornSyncManager& manager, const QString& filePath)
     {
         inside(manager)->onSynchronizerSyncStarted(filePath);

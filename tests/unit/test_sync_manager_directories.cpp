@@ -501,6 +501,7 @@ void TestSyncManagerDirectories::resumeTwiceStartsOnce()
     QVERIFY(fixture.addSuspended(a()));
     QTimer* timer = Access::startTimer(*fixture.manager);
     // Long enough for this test to look at the countdown on any machine.
+    timer->setTimerType(Qt::PreciseTimer);
     timer->setInterval(kWaitMs);
     TraceCapture capture;
     fixture.manager->setDirectoryAvailability(a(), true);
@@ -525,6 +526,7 @@ void TestSyncManagerDirectories::threeAliasesStartOneByOne()
     for (const QString& alias : {c(), a(), b()})
         QVERIFY(fixture.addSuspended(alias));
     QTimer* timer = Access::startTimer(*fixture.manager);
+    timer->setTimerType(Qt::PreciseTimer);
     timer->setInterval(kWaitMs);
     for (const QString& alias : {b(), c(), a()})
         fixture.manager->setDirectoryAvailability(alias, true);

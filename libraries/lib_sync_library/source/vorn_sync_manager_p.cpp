@@ -5,8 +5,10 @@
 #include "vorn_sync_manager.h"
 #include "vorn_utilities.h"
 
+#include <QCoreApplication>
 #include <QDateTime>
 #include <QDir>
+#include <QEventLoop>
 #include <QFileInfo>
 #include <QMutexLocker>
 #include <QTimer>
@@ -23,6 +25,11 @@ constexpr int kDirectoryStartDelayMs = 100;
 constexpr int kFileReadyTimeoutMs = 15000;
 // Long enough for an ordinary file operation to end, short enough for a host that closes.
 constexpr int kThreadStopTimeoutMs = 2000;
+constexpr int kFileReadyTimeoutLine = 1206;
+// One turn of the event loop while a reset waits for running operations, and the pause after it: the host's
+// window stays alive and the processor free.
+constexpr int kDrainTurnMs = 50;
+constexpr unsigned long kDrainPauseMs = 20;
 // What a status line can show.
 constexpr int kMaxRecentEvents = 5;
 
@@ -31,19 +38,20 @@ bool isDirectory(const QString& path)
     return VornSyncFiles::directoryPresence(path) == VornSyncPresence::Present;
 }
 
+QString appliedText(bool isApplied)
+{
+    return isApplied ? QStringLiteral("applied") : QStringLiteral("FAILED");
+}
+
 // Queues a slot of an object on another thread; nothing happens when the object is gone.
-template<typename... Arguments> void request(QObject* target, const char* slot, const Arguments&... arguments)
+template<typename... Arguments>
+void queueCall(QObject* target, const char* slot, const Arguments&... arguments)
 {
     if (!target)
         return;
     const bool isQueued = QMetaObject::invokeMethod(target, slot, Qt::QueuedConnection, arguments...);
     Q_ASSERT_X(isQueued, "VornSyncManagerPrivate", slot);
     Q_UNUSED(isQueued)
-}
-
-void traceNotAvailable(const char* method)
-{
-    VORN_SYNC_TRACE(kTag, method, QStringLiteral("Not available yet"));
 }
 
 } // namespace
@@ -67,10 +75,10 @@ VornSyncManagerPrivate::VornSyncManagerPrivate(const QString& databasePath, cons
     createSynchronizer(syncIntervalMs, exclusionPatterns);
     connectSynchronizer();
     createObserver(syncIntervalMs);
-    request(m_synchronizer, "initialize", Q_ARG(VornSyncDatabase*, m_database.get()));
+    queueCall(m_synchronizer, "initialize", Q_ARG(VornSyncDatabase*, m_database.get()));
     cleanUpPreviousRun();
     startThreads();
-    request(m_observer, "startObserving");
+    queueCall(m_observer, "startObserving");
     refreshDatabaseCounters();
     VORN_SYNC_TRACE(kTag, "VornSyncManagerPrivate",
                     QStringLiteral("Started with sync interval: %1ms").arg(syncIntervalMs));
@@ -237,7 +245,7 @@ bool VornSyncManagerPrivate::addDirectory(const QString& aliasName, const QStrin
             QStringLiteral("ERROR: Failure to add directory in database for alias: '%1'.").arg(aliasName));
         return false;
     }
-    request(m_synchronizer, "invalidateDirPathCache", Q_ARG(int, directoryId));
+    queueCall(m_synchronizer, "invalidateDirPathCache", Q_ARG(int, directoryId));
     if (isDirectory(distantPath)) {
         resumeDirectorySync(aliasName);
         return true;
@@ -311,7 +319,7 @@ bool VornSyncManagerPrivate::removeDirectory(const QString& aliasName)
                       .arg(aliasName));
         return false;
     }
-    request(m_observer, "removeDirectoryFromWatch", Q_ARG(int, directoryId), Q_ARG(QString, localPath));
+    queueCall(m_observer, "removeDirectoryFromWatch", Q_ARG(int, directoryId), Q_ARG(QString, localPath));
     if (!m_database->deleteDirectory(directoryId)) {
         emitError(QStringLiteral("ERROR: Failure to remove directory from database for alias: '%1'.")
                       .arg(aliasName));
@@ -319,7 +327,7 @@ bool VornSyncManagerPrivate::removeDirectory(const QString& aliasName)
     }
     VORN_SYNC_TRACE(kTag, "removeDirectory",
                     QStringLiteral("Directory removed successfully for alias: '%1'.").arg(aliasName));
-    request(m_synchronizer, "invalidateDirPathCache", Q_ARG(int, directoryId));
+    queueCall(m_synchronizer, "invalidateDirPathCache", Q_ARG(int, directoryId));
     takeOffPendingStarts(aliasName);
     m_pausedAliases.removeAll(aliasName);
     refreshDatabaseCounters();
@@ -343,7 +351,7 @@ void VornSyncManagerPrivate::suspendDirectorySync(const QString& aliasName)
     if (directoryId < 0)
         return;
     const QString localPath = m_database->getDirectoryLocalPath(directoryId);
-    request(m_observer, "removeDirectoryFromWatch", Q_ARG(int, directoryId), Q_ARG(QString, localPath));
+    queueCall(m_observer, "removeDirectoryFromWatch", Q_ARG(int, directoryId), Q_ARG(QString, localPath));
     m_database->setDirectoryUnavailable(directoryId);
 }
 
@@ -376,8 +384,8 @@ void VornSyncManagerPrivate::makeAvailable(const QString& aliasName)
         return;
     m_database->setDirectoryAvailable(directoryId);
     const QString localPath = m_database->getDirectoryLocalPath(directoryId);
-    request(m_observer, "addDirectoryToWatch", Q_ARG(int, directoryId), Q_ARG(QString, localPath));
-    request(m_synchronizer, "synchronizeDirectory", Q_ARG(int, directoryId));
+    queueCall(m_observer, "addDirectoryToWatch", Q_ARG(int, directoryId), Q_ARG(QString, localPath));
+    queueCall(m_synchronizer, "synchronizeDirectory", Q_ARG(int, directoryId));
 }
 
 void VornSyncManagerPrivate::pauseAll()
@@ -398,7 +406,7 @@ void VornSyncManagerPrivate::pauseAll()
         m_pausedAliases.append(aliasName);
         VORN_SYNC_TRACE(kTag, "pauseAll", QStringLiteral("Suspended alias: ") + aliasName);
     }
-    request(m_observer, "stopPeriodicSync");
+    queueCall(m_observer, "stopPeriodicSync");
     VORN_SYNC_TRACE(kTag, "pauseAll", QStringLiteral("Stopped periodic sync timer"));
     VORN_SYNC_TRACE(kTag, "pauseAll", QStringLiteral("Paused %1 directories").arg(m_pausedAliases.size()));
 }
@@ -411,7 +419,7 @@ void VornSyncManagerPrivate::resumeAll()
         VORN_SYNC_TRACE(kTag, "resumeAll", QStringLiteral("Not in paused state, ignoring"));
         return;
     }
-    request(m_observer, "startObserving");
+    queueCall(m_observer, "startObserving");
     VORN_SYNC_TRACE(kTag, "resumeAll", QStringLiteral("Restarted periodic sync timer"));
     for (const QString& aliasName : qAsConst(m_pausedAliases)) {
         resumeDirectorySync(aliasName);
@@ -442,7 +450,7 @@ QString VornSyncManagerPrivate::getLocalDirSynchronizedAlias(const QString& loca
 
 bool VornSyncManagerPrivate::isIdle() const
 {
-    return m_activeSyncCount == 0 && m_fileReadyDirectoryId < 0;
+    return m_activeSyncCount == 0 && m_fileReadyDirectoryId < 0 && m_fileReadyWaiting.isEmpty();
 }
 
 void VornSyncManagerPrivate::onSynchronizerSyncStarted(const QString& filePath)
@@ -525,20 +533,125 @@ void VornSyncManagerPrivate::reloadErrorFiles()
 
 void VornSyncManagerPrivate::requestFileReady(const QString& filePath)
 {
-    traceNotAvailable("requestFileReady");
-    emit m_public->fileReady(filePath, QFileInfo::exists(filePath));
+    if (!m_public) {
+        VornSyncLog::critical(this, kSourcePath, __LINE__)
+            << "VornSyncManagerPrivate::requestFileReady: null public pointer";
+        return;
+    }
+    FileReadyRequest request;
+    request.filePath = filePath;
+    request.age.start();
+    const VornSyncFileReadyPlan plan = VornSyncFileReady::examine(*m_database, filePath);
+    if (plan.action != VornSyncFileReadyPlan::Copy)
+        return answerFileReady(plan.path, plan.action == VornSyncFileReadyPlan::AnswerFound);
+    if (m_fileReadyTask || !m_fileReadyWaiting.isEmpty()) {
+        m_fileReadyWaiting.append(request);
+        return;
+    }
+    startFileReadyCopy(request, plan);
+}
+
+void VornSyncManagerPrivate::startFileReadyCopy(const FileReadyRequest& request,
+                                                const VornSyncFileReadyPlan& plan)
+{
+    const pVornSyncTask task = VornSyncTask::create(request.filePath, plan.path, ceStoCopy);
+    if (!task || !m_worker) {
+        VORN_SYNC_TRACE(kTag, "requestFileReady",
+                        QStringLiteral("ERROR: Cannot create copy task or worker unavailable"));
+        return answerFileReady(plan.path, false);
+    }
+    m_fileReadyPath = plan.path;
+    m_fileReadyDirectoryId = plan.directoryId;
+    m_fileReadyTask = task;
+    connect(m_worker, &VornSyncWorker::taskDone, this, &VornSyncManagerPrivate::onFileReadyTaskDone,
+            Qt::QueuedConnection);
+    emit sigAddTask(task);
+    m_fileReadyTimeoutTimer->start(qMax(0, kFileReadyTimeoutMs - static_cast<int>(request.age.elapsed())));
 }
 
 void VornSyncManagerPrivate::onFileReadyTaskDone(pVornSyncTask task, bool success)
 {
-    Q_UNUSED(task)
-    Q_UNUSED(success)
-    traceNotAvailable("onFileReadyTaskDone");
+    // The worker's other tasks come here too, and so may the end of a copy that has timed out.
+    if (!task || task != m_fileReadyTask)
+        return;
+    const QString path = m_fileReadyPath;
+    const int directoryId = m_fileReadyDirectoryId;
+    endFileReadyCopy();
+    if (success) {
+        recordFileReady(path, directoryId);
+        return answerFileReady(path, QFileInfo::exists(path));
+    }
+    VORN_SYNC_TRACE(kTag, "onFileReadyTaskDone", QStringLiteral("ERROR: Copy task failed for: ") + path);
+    if (!task->errorMessages().isEmpty())
+        VORN_SYNC_TRACE(kTag, "onFileReadyTaskDone",
+                        QStringLiteral("Task errors: ") + task->errorMessages().join(QLatin1String("; ")));
+    answerFileReady(path, false);
+}
+
+void VornSyncManagerPrivate::recordFileReady(const QString& path, int directoryId)
+{
+    const QFileInfo local(path);
+    if (directoryId < 0 || !local.exists())
+        return;
+    const QString distantDirectory = m_database->getDirectoryDistantPath(directoryId);
+    if (distantDirectory.isEmpty()) // removed meanwhile
+        return;
+    const QFileInfo distant(distantDirectory + QLatin1Char('/') + local.fileName());
+    m_database->recordFileSync(directoryId, local.fileName(), local.size(), local.lastModified().toUTC(),
+                               distant.lastModified().toUTC());
+    VORN_SYNC_TRACE(kTag, "onFileReadyTaskDone", QStringLiteral("Sync DB updated for: ") + local.fileName());
 }
 
 void VornSyncManagerPrivate::onFileReadyTimeout()
 {
-    traceNotAvailable("onFileReadyTimeout");
+    if (!m_fileReadyTask)
+        return;
+    const QString path = m_fileReadyPath;
+    endFileReadyCopy();
+    reportFileReadyTimeout(path);
+}
+
+void VornSyncManagerPrivate::reportFileReadyTimeout(const QString& path)
+{
+    // Required: this line number is part of the message; it does not follow the source.
+    VornSyncLog::critical(this, kSourcePath, kFileReadyTimeoutLine)
+        << "VornSyncManagerPrivate::onFileReadyTimeout: Copy operation timed out for:" << path;
+    answerFileReady(path, false);
+}
+
+// The copy that the request waited for is over for this object, though it may still run.
+void VornSyncManagerPrivate::endFileReadyCopy()
+{
+    m_fileReadyTimeoutTimer->stop();
+    if (m_worker)
+        disconnect(m_worker, &VornSyncWorker::taskDone, this, &VornSyncManagerPrivate::onFileReadyTaskDone);
+    m_fileReadyPath.clear();
+    m_fileReadyDirectoryId = VornSyncTypes::kNoDirectoryId;
+    m_fileReadyTask.clear();
+}
+
+// Everything is settled before the answer is out: the host's slot may ask for the next file, run an event
+// loop or delete the manager.
+void VornSyncManagerPrivate::answerFileReady(const QString& path, bool found)
+{
+    if (!m_fileReadyWaiting.isEmpty())
+        QMetaObject::invokeMethod(
+            this, [this] { serveNextFileReady(); }, Qt::QueuedConnection);
+    emit m_public->fileReady(path, found);
+}
+
+void VornSyncManagerPrivate::serveNextFileReady()
+{
+    if (m_fileReadyTask || m_fileReadyWaiting.isEmpty())
+        return;
+    const FileReadyRequest request = m_fileReadyWaiting.takeFirst();
+    // The files may have changed while the request waited: a copy before it may have brought this one.
+    const VornSyncFileReadyPlan plan = VornSyncFileReady::examine(*m_database, request.filePath);
+    if (plan.action != VornSyncFileReadyPlan::Copy)
+        return answerFileReady(plan.path, plan.action == VornSyncFileReadyPlan::AnswerFound);
+    if (request.age.hasExpired(kFileReadyTimeoutMs))
+        return reportFileReadyTimeout(plan.path);
+    startFileReadyCopy(request, plan);
 }
 
 // ---- User actions on files ----------------------------------------------------------------------------
@@ -582,7 +695,7 @@ void VornSyncManagerPrivate::notifyLocalFileChanged(const QString& aliasName, co
         return;
     VORN_SYNC_TRACE(kTag, "notifyLocalFileChanged",
                     QStringLiteral("Dispatching '%1' of alias '%2'").arg(fileName, aliasName));
-    request(m_synchronizer, "notifyLocalFileChanged", Q_ARG(int, directoryId), Q_ARG(QString, fileName));
+    queueCall(m_synchronizer, "notifyLocalFileChanged", Q_ARG(int, directoryId), Q_ARG(QString, fileName));
 }
 
 void VornSyncManagerPrivate::requestSync()
@@ -594,68 +707,234 @@ void VornSyncManagerPrivate::requestSync()
     if (!hasSynchronizer("requestSync"))
         return;
     VORN_SYNC_TRACE(kTag, "requestSync", QStringLiteral("Triggering immediate synchronization cycle"));
-    request(m_synchronizer, "periodicSynchronization");
+    queueCall(m_synchronizer, "periodicSynchronization");
 }
 
-void VornSyncManagerPrivate::retrySync(const QString&, const QString&)
+void VornSyncManagerPrivate::retrySync(const QString& aliasName, const QString& fileName)
 {
-    traceNotAvailable("retrySync");
+    if (!hasSynchronizer("retrySync"))
+        return;
+    const int directoryId = knownDirectoryId("retrySync", aliasName, "ignoring");
+    if (directoryId <= 0 || !isUsableFileName(aliasName, fileName))
+        return;
+    const auto trace = [](const QString& text) { VORN_SYNC_TRACE(kTag, "retrySync", text); };
+    bool isFound = false;
+    const int status = m_database->getFileStatus(directoryId, fileName, &isFound);
+    if (!isFound)
+        return trace(
+            QStringLiteral("File '%1' not tracked under alias '%2', ignoring").arg(fileName, aliasName));
+    if (!VornSyncTypes::isInError(status))
+        return trace(QStringLiteral("File '%1' under alias '%2' no longer in Error, ignoring")
+                         .arg(fileName, aliasName));
+
+    const int code = m_database->getFileErrorCode(directoryId, fileName);
+    const QString of = QStringLiteral("'%1' of alias '%2'").arg(fileName, aliasName);
+    if (VornSyncTypes::isAcknowledgeOnly(code)) {
+        trace(QStringLiteral("Confirming deletion for ") + of);
+        queueCall(m_synchronizer, "confirmFileDeletion", Q_ARG(int, directoryId), Q_ARG(QString, fileName));
+    } else if (VornSyncTypes::isRestoreOrDelete(code)) {
+        trace(QStringLiteral("Restoring distant from local for ") + of);
+        queueCall(m_synchronizer, "notifyLocalFileChanged", Q_ARG(int, directoryId),
+                  Q_ARG(QString, fileName));
+    } else {
+        trace(QStringLiteral("Dispatching retry for ") + of);
+        queueCall(m_synchronizer, "resolveFileError", Q_ARG(int, directoryId), Q_ARG(QString, fileName),
+                  Q_ARG(int, status));
+    }
 }
+
+bool VornSyncManagerPrivate::lockForRename(const QString& aliasName, const QString& oldFileName,
+                                           const QString& newFileName)
+{
+    if (!hasSynchronizer("lockForRename"))
+        return false;
+    const int directoryId = knownDirectoryId("lockForRename", aliasName, "refused");
+    if (directoryId <= 0)
+        return false;
+    // Required: empty and equal names get the lock's own line.
+    const bool hasOwnLine = oldFileName.isEmpty() || newFileName.isEmpty() || oldFileName == newFileName;
+    if (!hasOwnLine &&
+        (!isUsableFileName(aliasName, oldFileName) || !isUsableFileName(aliasName, newFileName)))
+        return false;
+    // Direct, so that the host has the answer at once.
+    return m_synchronizer->lockRename(directoryId, oldFileName, newFileName);
+}
+
+void VornSyncManagerPrivate::commitRename(const QString& aliasName, const QString& oldFileName,
+                                          const QString& newFileName)
+{
+    if (!hasSynchronizer("commitRename"))
+        return;
+    const int directoryId = knownDirectoryId("commitRename", aliasName, "ignored");
+    if (directoryId <= 0 || !isUsableFileName(aliasName, oldFileName) ||
+        !isUsableFileName(aliasName, newFileName))
+        return;
+    VORN_SYNC_TRACE(
+        kTag, "commitRename",
+        QStringLiteral("Dispatching '%1': '%2' -> '%3'").arg(aliasName, oldFileName, newFileName));
+    queueCall(m_synchronizer, "commitRename", Q_ARG(int, directoryId), Q_ARG(QString, oldFileName),
+              Q_ARG(QString, newFileName));
+}
+
+void VornSyncManagerPrivate::abortRename(const QString& aliasName, const QString& oldFileName,
+                                         const QString& newFileName)
+{
+    if (!hasSynchronizer("abortRename"))
+        return;
+    const int directoryId = knownDirectoryId("abortRename", aliasName, "ignored");
+    if (directoryId <= 0 || !isUsableFileName(aliasName, oldFileName) ||
+        !isUsableFileName(aliasName, newFileName))
+        return;
+    m_synchronizer->abortRename(directoryId, oldFileName, newFileName);
+}
+
+void VornSyncManagerPrivate::moveToTrashFile(const QString& aliasName, const QString& fileName)
+{
+    if (!hasSynchronizer("moveToTrashFile"))
+        return;
+    const int directoryId = knownDirectoryId("moveToTrashFile", aliasName, "ignored");
+    if (directoryId <= 0 || !isUsableFileName(aliasName, fileName))
+        return;
+    VORN_SYNC_TRACE(kTag, "moveToTrashFile",
+                    QStringLiteral("Dispatching trash for '%1' of alias '%2'").arg(fileName, aliasName));
+    queueCall(m_synchronizer, "moveToTrashFile", Q_ARG(int, directoryId), Q_ARG(QString, fileName));
+}
+
+void VornSyncManagerPrivate::notifyLocalFileDeleted(const QString& aliasName, const QString& fileName)
+{
+    if (!hasSynchronizer("notifyLocalFileDeleted"))
+        return;
+    const int directoryId = knownDirectoryId("notifyLocalFileDeleted", aliasName, "ignored");
+    if (directoryId <= 0 || !isUsableFileName(aliasName, fileName))
+        return;
+    // At once: a pass that runs now must not take the file for one that was lost.
+    const bool isApplied = m_database->setFileDeleted(directoryId, fileName);
+    VORN_SYNC_TRACE(kTag, "notifyLocalFileDeleted",
+                    QStringLiteral("Tombstone for '%1/%2' %3, dispatching distant cleanup")
+                        .arg(aliasName, fileName, appliedText(isApplied)));
+    queueCall(m_synchronizer, "notifyLocalFileDeleted", Q_ARG(int, directoryId), Q_ARG(QString, fileName));
+    refreshDatabaseCounters();
+}
+
+void VornSyncManagerPrivate::tombstoneLocalFile(const QString& aliasName, const QString& fileName)
+{
+    const int directoryId = knownDirectoryId("tombstoneLocalFile", aliasName, "ignored");
+    if (directoryId <= 0 || !isUsableFileName(aliasName, fileName))
+        return;
+    const bool isApplied = m_database->setFileDeleted(directoryId, fileName);
+    VORN_SYNC_TRACE(kTag, "tombstoneLocalFile",
+                    QStringLiteral("Tombstone for '%1/%2' %3, distant copy left untouched")
+                        .arg(aliasName, fileName, appliedText(isApplied)));
+    refreshDatabaseCounters();
+}
+
+// ---- Actions on all files in error --------------------------------------------------------------------
 
 void VornSyncManagerPrivate::retryAllErrors()
 {
-    traceNotAvailable("retryAllErrors");
+    forErrorFiles(
+        "retryAllErrors", [](int code) { return !VornSyncTypes::isAcknowledgeOnly(code); },
+        &VornSyncManagerPrivate::retrySync,
+        QStringLiteral("Dispatched retry for %1 / %2 cached entries (acknowledge-only skipped)"));
 }
 
 void VornSyncManagerPrivate::acknowledgeAllMissing()
 {
-    traceNotAvailable("acknowledgeAllMissing");
+    forErrorFiles("acknowledgeAllMissing", &VornSyncTypes::isAcknowledgeOnly,
+                  &VornSyncManagerPrivate::retrySync,
+                  QStringLiteral("Dispatched ack for %1 / %2 cached entries"));
 }
 
 void VornSyncManagerPrivate::deleteAllDistantMissing()
 {
-    traceNotAvailable("deleteAllDistantMissing");
+    forErrorFiles("deleteAllDistantMissing", &VornSyncTypes::isRestoreOrDelete,
+                  &VornSyncManagerPrivate::moveToTrashFile,
+                  QStringLiteral("Dispatched trash for %1 / %2 cached entries"));
 }
 
-void VornSyncManagerPrivate::moveToTrashFile(const QString&, const QString&)
+void VornSyncManagerPrivate::forErrorFiles(const char* method, bool (*isMeant)(int code), FileAction action,
+                                           const QString& closingLine)
 {
-    traceNotAvailable("moveToTrashFile");
+    const QVariantList entries = m_errorFiles; // an action may change the list
+    if (entries.isEmpty()) {
+        VORN_SYNC_TRACE(kTag, method, QStringLiteral("No files in Error, nothing to do"));
+        return;
+    }
+    const QPointer<VornSyncManagerPrivate> self(this);
+    int count = 0;
+    for (const QVariant& entry : entries) {
+        const QVariantMap map = entry.toMap();
+        if (!isMeant(map.value(QStringLiteral("errorCode")).toInt()))
+            continue;
+        (this->*action)(map.value(QStringLiteral("aliasName")).toString(),
+                        map.value(QStringLiteral("fileName")).toString());
+        if (!self)
+            return;
+        ++count;
+    }
+    VORN_SYNC_TRACE(kTag, method, closingLine.arg(QString::number(count), QString::number(entries.size())));
 }
 
-void VornSyncManagerPrivate::commitRename(const QString&, const QString&, const QString&)
-{
-    traceNotAvailable("commitRename");
-}
-
-void VornSyncManagerPrivate::abortRename(const QString&, const QString&, const QString&)
-{
-    traceNotAvailable("abortRename");
-}
-
-void VornSyncManagerPrivate::notifyLocalFileDeleted(const QString&, const QString&)
-{
-    traceNotAvailable("notifyLocalFileDeleted");
-}
-
-void VornSyncManagerPrivate::tombstoneLocalFile(const QString&, const QString&)
-{
-    traceNotAvailable("tombstoneLocalFile");
-}
-
-bool VornSyncManagerPrivate::lockForRename(const QString&, const QString&, const QString&)
-{
-    traceNotAvailable("lockForRename");
-    return false;
-}
-
-bool VornSyncManagerPrivate::resetSyncDatabase(int)
-{
-    traceNotAvailable("resetSyncDatabase");
-    return false;
-}
+// ---- Wipe and reset -----------------------------------------------------------------------------------
 
 bool VornSyncManagerPrivate::wipeSyncDatabaseFile()
 {
-    traceNotAvailable("wipeSyncDatabaseFile");
-    return false;
+    const auto trace = [](const QString& text) { VORN_SYNC_TRACE(kTag, "wipeSyncDatabaseFile", text); };
+    trace(QStringLiteral("Begin"));
+    const QPointer<VornSyncManagerPrivate> self(this);
+    const bool isReset = m_database->reset();
+    if (!isReset)
+        trace(QStringLiteral("DB reset failed"));
+    m_activeSyncCount = 0;
+    m_fileReadyDirectoryId = VornSyncTypes::kNoDirectoryId;
+    refreshDatabaseCounters();
+    if (self && !m_recentEvents.isEmpty()) {
+        m_recentEvents.clear();
+        emit m_public->recentEventsChanged();
+    }
+    if (self)
+        emit m_public->countersChanged();
+    if (self)
+        queueCall(m_synchronizer, "invalidateDirPathCache");
+    trace(QStringLiteral("End, success=%1").arg(isReset));
+    return isReset;
+}
+
+bool VornSyncManagerPrivate::resetSyncDatabase(int timeoutMs)
+{
+    const auto trace = [](const QString& text) { VORN_SYNC_TRACE(kTag, "resetSyncDatabase", text); };
+    trace(QStringLiteral("Begin"));
+    const QPointer<VornSyncManagerPrivate> self(this);
+    const bool wasPaused = m_isPausedAll;
+    if (!wasPaused)
+        pauseAll();
+    if (!drain(timeoutMs))
+        return false;
+    const bool isReset = wipeSyncDatabaseFile();
+    if (self && !wasPaused)
+        resumeAll();
+    trace(QStringLiteral("End, success=%1").arg(isReset));
+    return isReset;
+}
+
+// Turns the event loop until nothing runs or the time is over. False when a slot has deleted this object.
+bool VornSyncManagerPrivate::drain(int timeoutMs)
+{
+    const QPointer<VornSyncManagerPrivate> self(this);
+    QElapsedTimer clock;
+    clock.start();
+    while (!isIdle()) {
+        if (clock.elapsed() >= timeoutMs) {
+            VORN_SYNC_TRACE(kTag, "resetSyncDatabase",
+                            QStringLiteral("Drain timeout (%1 ms) reached, inProgress=%2 fileReadyDirId=%3")
+                                .arg(QString::number(timeoutMs), QString::number(m_activeSyncCount),
+                                     QString::number(m_fileReadyDirectoryId)));
+            break;
+        }
+        QCoreApplication::processEvents(QEventLoop::AllEvents, kDrainTurnMs);
+        if (!self)
+            return false;
+        QThread::msleep(kDrainPauseMs);
+    }
+    return true;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "vorn_sync_database.h"
+#include "vorn_sync_file_ready.h"
 #include "vorn_sync_observer.h"
 #include "vorn_sync_synchronizer.h"
 #include "vorn_sync_task.h"
@@ -8,6 +9,8 @@
 #include "vorn_sync_types.h"
 #include "vorn_sync_worker.h"
 
+#include <QElapsedTimer>
+#include <QList>
 #include <QMutex>
 #include <QObject>
 #include <QPointer>
@@ -87,6 +90,13 @@ private slots:
 private:
     friend struct VornSyncManagerTestAccess;
 
+    struct FileReadyRequest
+    {
+        QString filePath; // as the host gave it
+        QElapsedTimer age;
+    };
+    using FileAction = void (VornSyncManagerPrivate::*)(const QString& aliasName, const QString& fileName);
+
     void createTimers();
     void openDatabase(const QString& databasePath);
     void createWorker();
@@ -106,9 +116,19 @@ private:
     void recordRecentEvent(const QString& filePath, const QString& action, bool succeeded);
     void reloadErrorFiles();
 
+    void startFileReadyCopy(const FileReadyRequest& request, const VornSyncFileReadyPlan& plan);
+    void recordFileReady(const QString& path, int directoryId);
+    void reportFileReadyTimeout(const QString& path);
+    void endFileReadyCopy();
+    void answerFileReady(const QString& path, bool found);
+    void serveNextFileReady();
+
     bool hasSynchronizer(const char* method) const;
     int knownDirectoryId(const char* method, const QString& aliasName, const char* outcome);
     bool isUsableFileName(const QString& aliasName, const QString& fileName);
+    void forErrorFiles(const char* method, bool (*isMeant)(int code), FileAction action,
+                       const QString& closingLine);
+    bool drain(int timeoutMs);
 
     VornSyncManager* const m_public;
     bool m_isConstructed = false; // until then errors wait for the event loop: no host is connected yet
@@ -129,6 +149,8 @@ private:
     QString m_fileReadyPath;
     int m_fileReadyDirectoryId = VornSyncTypes::kNoDirectoryId;
     QTimer* m_fileReadyTimeoutTimer = nullptr;
+    pVornSyncTask m_fileReadyTask; // the copy that the request being served waits for; null: none is served
+    QList<FileReadyRequest> m_fileReadyWaiting; // those that need a copy, in the order they were made
     int m_pendingCount = 0;
     int m_errorCount = 0;
     int m_doneCount = 0;

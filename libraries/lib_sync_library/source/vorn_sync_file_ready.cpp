@@ -1,0 +1,133 @@
+#include "vorn_sync_file_ready.h"
+
+#include "vorn_sync_database.h"
+#include "vorn_sync_log.h"
+
+#include <QFileInfo>
+
+namespace VornSyncFileReady {
+
+namespace {
+
+void trace(const QString& text)
+{
+    VORN_SYNC_TRACE("Mngr: ", "requestFileReady", text);
+}
+
+QString yesNo(bool exists)
+{
+    return exists ? QStringLiteral("Y") : QStringLiteral("N");
+}
+
+bool isLater(const QDateTime& time, const QDateTime& recorded)
+{
+    return recorded.isValid() && recorded.msecsTo(time) > kToleranceMs;
+}
+
+VornSyncFileReadyFacts gather(VornSyncDatabase& database, int directoryId, const QString& localDirectory,
+                              const QFileInfo& local, const QFileInfo& distant)
+{
+    VornSyncFileReadyFacts facts;
+    facts.localExists = local.exists();
+    facts.distantExists = distant.exists();
+    if (!facts.localExists || !facts.distantExists)
+        return facts;
+    facts.localLmd = local.lastModified();
+    facts.distantLmd = distant.lastModified();
+    QVariantMap record;
+    facts.hasRecord =
+        database.getFileInfo(record, distant.fileName(), localDirectory, VornSyncDatabase::LocalPath);
+    const auto recordedTime = [&record](const QString& key) {
+        return QDateTime::fromString(record.value(key).toString(), Qt::ISODate);
+    };
+    facts.recordedLocalLmd = recordedTime(QStringLiteral("localLmd"));
+    facts.recordedDistantLmd = recordedTime(QStringLiteral("distantLmd"));
+    VornSyncFileRow row;
+    bool isFound = false;
+    if (database.readFileRow(directoryId, distant.fileName(), row, isFound) && isFound)
+        facts.isMarkedNewer = row.isDistantNewer && row.markedLocalSize == local.size() &&
+                              row.markedLocalLmdSecs == facts.localLmd.toSecsSinceEpoch();
+    return facts;
+}
+
+QString verdictText(VornSyncFileReadyVerdict verdict)
+{
+    switch (verdict) {
+    case VornSyncFileReadyVerdict::NotFound:
+        return QStringLiteral("File not found anywhere");
+    case VornSyncFileReadyVerdict::CopyOnlyDistant:
+        return QStringLiteral("Only distant exists, copying to local");
+    case VornSyncFileReadyVerdict::UseOnlyLocal:
+        return QStringLiteral("Only local exists, using local");
+    case VornSyncFileReadyVerdict::UseUnrecorded:
+        return QStringLiteral("No sync record, using local");
+    case VornSyncFileReadyVerdict::CopyNewerDistant:
+        return QStringLiteral("Distant is newer (another ZEL modified it), copying to local");
+    case VornSyncFileReadyVerdict::UseLocal:
+        return QStringLiteral("Local is up to date or modified locally, using local");
+    }
+    return QString();
+}
+
+VornSyncFileReadyPlan::Action actionOf(VornSyncFileReadyVerdict verdict)
+{
+    switch (verdict) {
+    case VornSyncFileReadyVerdict::NotFound:
+        return VornSyncFileReadyPlan::AnswerMissing;
+    case VornSyncFileReadyVerdict::CopyOnlyDistant:
+    case VornSyncFileReadyVerdict::CopyNewerDistant:
+        return VornSyncFileReadyPlan::Copy;
+    case VornSyncFileReadyVerdict::UseOnlyLocal:
+    case VornSyncFileReadyVerdict::UseUnrecorded:
+    case VornSyncFileReadyVerdict::UseLocal:
+        return VornSyncFileReadyPlan::AnswerFound;
+    }
+    return VornSyncFileReadyPlan::AnswerMissing;
+}
+
+} // namespace
+
+VornSyncFileReadyVerdict decide(const VornSyncFileReadyFacts& facts)
+{
+    if (!facts.localExists && !facts.distantExists)
+        return VornSyncFileReadyVerdict::NotFound;
+    if (!facts.localExists)
+        return VornSyncFileReadyVerdict::CopyOnlyDistant;
+    if (!facts.distantExists)
+        return VornSyncFileReadyVerdict::UseOnlyLocal;
+    if (!facts.hasRecord)
+        return VornSyncFileReadyVerdict::UseUnrecorded;
+    const bool isDistantNewer = facts.isMarkedNewer || isLater(facts.distantLmd, facts.recordedDistantLmd);
+    if (isDistantNewer && !isLater(facts.localLmd, facts.recordedLocalLmd))
+        return VornSyncFileReadyVerdict::CopyNewerDistant;
+    return VornSyncFileReadyVerdict::UseLocal;
+}
+
+VornSyncFileReadyPlan examine(VornSyncDatabase& database, const QString& filePath)
+{
+    VornSyncFileReadyPlan plan;
+    const QFileInfo distant(filePath);
+    const QString fileName = distant.fileName();
+    if (VornSyncTypes::isValidFileName(fileName))
+        plan.directoryId = database.getDirectoryIdByDistantPath(distant.absolutePath());
+    if (plan.directoryId < 0) {
+        trace(QStringLiteral("Not a synced directory, using path as-is: ") + filePath);
+        plan.path = filePath;
+        plan.action =
+            distant.exists() ? VornSyncFileReadyPlan::AnswerFound : VornSyncFileReadyPlan::AnswerMissing;
+        return plan;
+    }
+    const QString localDirectory = database.getDirectoryLocalPath(plan.directoryId);
+    plan.path = localDirectory + QLatin1Char('/') + fileName;
+    const VornSyncFileReadyFacts facts =
+        gather(database, plan.directoryId, localDirectory, QFileInfo(plan.path), distant);
+    trace(QStringLiteral("Synced directory (id=%1), local=%2 (exists=%3), distant=%4 (exists=%5)")
+              .arg(QString::number(plan.directoryId), plan.path, yesNo(facts.localExists), filePath,
+                   yesNo(facts.distantExists)));
+    const VornSyncFileReadyVerdict verdict = decide(facts);
+    trace(verdictText(verdict));
+    plan.action = actionOf(verdict);
+    return plan;
+}
+
+} // namespace VornSyncFileReady

@@ -1,0 +1,690 @@
+#include "sync_manager_access.h"
+
+#include "pair.h"
+#include "raw_database.h"
+#include "trace_capture.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QPointer>
+#include <QSemaphore>
+#include <QSignalSpy>
+#include <QTest>
+#include <QTimer>
+#include <QTimerEvent>
+
+#include <memory>
+
+using namespace VornSyncTest;
+using Access = VornSyncManagerTestAccess;
+
+namespace {
+
+constexpr int kNoCycleMs = 3600000;
+constexpr int kWaitMs = 30000;
+constexpr int kTimeoutMs = 15000;
+const QString kManagerTag = QStringLiteral("Mngr: ");
+const QString kName = QStringLiteral("f%1");
+
+struct Gate
+{
+    QSemaphore isReached;
+    QSemaphore mayGoOn;
+};
+
+// A manager with one pair that no pass looks at.
+struct Fixture
+{
+    Fixture()
+        : manager(
+              new VornSyncManager(pair.databasePath(), pair.trashRoot(), kNoCycleMs, QStringList(), nullptr))
+        , ready(manager.get(), &VornSyncManager::fileReady)
+        , errors(manager.get(), &VornSyncManager::errorOccurred)
+    {
+        manager->addDirectory(QStringLiteral("a"), pair.localPath(), pair.distantPath());
+        manager->setDirectoryAvailability(QStringLiteral("a"), false);
+        id = database().getDirectoryIdByAlias(QStringLiteral("a"));
+    }
+    ~Fixture()
+    {
+        for (const auto& gate : gates)
+            gate->mayGoOn.release();
+    }
+
+    VornSyncDatabase& database() { return Access::database(*manager); }
+    QString local(const QString& name = kName) const { return pair.local().filePath(name); }
+    QString distant(const QString& name = kName) const { return pair.distant().filePath(name); }
+    void ask(const QString& name = kName) { manager->requestFileReady(distant(name)); }
+    QVariantList answer(bool found, const QString& name = kName) const { return {local(name), found}; }
+
+    bool record(const QString& name = kName)
+    {
+        const QFileInfo localFile(local(name));
+        return database().recordFileSync(id, name, localFile.size(), localFile.lastModified().toUTC(),
+                                         QFileInfo(distant(name)).lastModified().toUTC());
+    }
+    // Keeps the worker from running anything until the gate is opened, at the latest by the fixture's end.
+    std::shared_ptr<Gate> blockWorker()
+    {
+        auto gate = std::make_shared<Gate>();
+        gates << gate;
+        QMetaObject::invokeMethod(
+            Access::worker(*manager),
+            [gate] {
+                gate->isReached.release();
+                gate->mayGoOn.acquire();
+            },
+            Qt::QueuedConnection);
+        return gate->isReached.tryAcquire(1, kWaitMs) ? gate : nullptr;
+    }
+    // What the time-out timer does when its time is over.
+    bool fireTimeout()
+    {
+        QTimer* timer = Access::fileReadyTimer(*manager);
+        QTimerEvent event(timer->timerId());
+        return timer->isActive() && QCoreApplication::sendEvent(timer, &event);
+    }
+
+    Pair pair;
+    QList<std::shared_ptr<Gate>> gates;
+    std::unique_ptr<VornSyncManager> manager;
+    QSignalSpy ready;
+    QSignalSpy errors;
+    int id = 0;
+};
+
+} // namespace
+
+class TestSyncManagerFileReady : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void nullPublicPointer();
+    void outsideOfEveryDirectory_data();
+    void outsideOfEveryDirectory();
+    void nameThatLeavesTheDirectory_data();
+    void nameThatLeavesTheDirectory();
+    void nowhere();
+    void localAlone();
+    void bothUnrecorded();
+    void bothAsRecorded();
+    void bothChanged();
+    void distantAlone();
+    void distantNewer();
+    void distantMarkedNewer();
+    void markOfAChangedLocalFile();
+    void copyThatFails();
+    void taskThatCannotBeCreated();
+    void workerGone();
+    void otherTasksAnswerNothing();
+    void timeout();
+    void lateEndOfATimedOutCopy();
+    void timerRunsFromTheRequest();
+    void servedInLine();
+    void answeredAtOnceWhileACopyRuns();
+    void sameFileTwice();
+    void waitingRequestTimesOutToo();
+    void slotAsksForTheNext();
+    void slotDeletesTheManager();
+    void idle();
+    void wipeWhileCopying();
+    void pairRemovedWhileCopying();
+    void destroyedWhileCopying();
+};
+
+void TestSyncManagerFileReady::nullPublicPointer()
+{
+    Pair pair;
+    VornSyncManagerPrivate inside(pair.databasePath(), pair.trashRoot(), kNoCycleMs, QStringList(), nullptr);
+    TraceCapture capture;
+    inside.requestFileReady(QStringLiteral("/x"));
+    QCOMPARE(capture.criticals().size(), 1);
+    QVERIFY(capture.criticals().first().endsWith(
+        QStringLiteral(" ;\t VornSyncManagerPrivate::requestFileReady: null public pointer")));
+    QVERIFY(capture.criticals().first().contains(
+        QStringLiteral(" ;\t libraries/lib_sync_library/source/vorn_sync_manager_p ;\t ")));
+}
+
+void TestSyncManagerFileReady::outsideOfEveryDirectory_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<bool>("found");
+    QTest::newRow("there") << QStringLiteral("other/f") << true;
+    QTest::newRow("not there") << QStringLiteral("other/g") << false;
+    QTest::newRow("local side") << QStringLiteral("local/f") << true;
+    QTest::newRow("deeper") << QStringLiteral("distant/deep/f") << true;
+}
+
+void TestSyncManagerFileReady::outsideOfEveryDirectory()
+{
+    QFETCH(QString, name);
+    QFETCH(bool, found);
+    Fixture fixture;
+    const Side root(fixture.pair.rootPath());
+    for (const char* file : {"other/f", "local/f", "distant/deep/f"})
+        QVERIFY(root.write(QString::fromLatin1(file), "x"));
+    TraceCapture capture;
+    fixture.manager->requestFileReady(root.filePath(name));
+    QCOMPARE(fixture.ready.size(), 1);
+    QCOMPARE(fixture.ready.first(), QVariantList({root.filePath(name), found}));
+    if (traceLinesBuiltIn())
+        QCOMPARE(capture.linesOf(kManagerTag),
+                 QStringList{QStringLiteral("requestFileReady - Not a synced directory, using path as-is: ") +
+                             root.filePath(name)});
+    QVERIFY(fixture.manager->isIdle());
+}
+
+void TestSyncManagerFileReady::nameThatLeavesTheDirectory_data()
+{
+    QTest::addColumn<QString>("end");
+    QTest::newRow("none") << QStringLiteral("/");
+    QTest::newRow("dots") << QStringLiteral("/..");
+    QTest::newRow("dot") << QStringLiteral("/.");
+}
+
+void TestSyncManagerFileReady::nameThatLeavesTheDirectory()
+{
+    QFETCH(QString, end);
+    Fixture fixture;
+    QVERIFY(QDir(fixture.pair.localPath()).removeRecursively());
+    const QString path = fixture.pair.distantPath() + end;
+    fixture.manager->requestFileReady(path);
+    QCOMPARE(fixture.ready.size(), 1);
+    QCOMPARE(fixture.ready.first(), QVariantList({path, true}));
+    QVERIFY(fixture.manager->isIdle());
+}
+
+void TestSyncManagerFileReady::nowhere()
+{
+    Fixture fixture;
+    TraceCapture capture;
+    fixture.ask();
+    QCOMPARE(fixture.ready.size(), 1);
+    QCOMPARE(fixture.ready.first(), fixture.answer(false));
+    if (!traceLinesBuiltIn())
+        return;
+    const QString facts = QStringLiteral("requestFileReady - Synced directory (id=") +
+                          QString::number(fixture.id) + QStringLiteral("), local=") + fixture.local() +
+                          QStringLiteral(" (exists=N), distant=") + fixture.distant() +
+                          QStringLiteral(" (exists=N)");
+    QCOMPARE(capture.linesOf(kManagerTag),
+             QStringList({facts, QStringLiteral("requestFileReady - File not found anywhere")}));
+}
+
+void TestSyncManagerFileReady::localAlone()
+{
+    Fixture fixture;
+    QVERIFY(fixture.pair.local().write(kName, "x"));
+    TraceCapture capture;
+    fixture.ask();
+    QCOMPARE(fixture.ready.size(), 1);
+    QCOMPARE(fixture.ready.first(), fixture.answer(true));
+    if (!traceLinesBuiltIn())
+        return;
+    QVERIFY(capture.linesOf(kManagerTag).first().contains(fixture.local() + QStringLiteral(" (exists=Y)")));
+    QVERIFY(capture.linesOf(kManagerTag).first().contains(fixture.distant() + QStringLiteral(" (exists=N)")));
+    QCOMPARE(capture.linesOf(kManagerTag).last(),
+             QStringLiteral("requestFileReady - Only local exists, using local"));
+}
+
+void TestSyncManagerFileReady::bothUnrecorded()
+{
+    Fixture fixture;
+    QVERIFY(fixture.pair.local().write(kName, "local"));
+    QVERIFY(fixture.pair.distant().write(kName, "distant"));
+    TraceCapture capture;
+    fixture.ask();
+    QCOMPARE(fixture.ready.size(), 1);
+    QCOMPARE(fixture.ready.first(), fixture.answer(true));
+    QVERIFY(fixture.manager->isIdle());
+    if (traceLinesBuiltIn())
+        QCOMPARE(capture.linesOf(kManagerTag).last(),
+                 QStringLiteral("requestFileReady - No sync record, using local"));
+}
+
+void TestSyncManagerFileReady::bothAsRecorded()
+{
+    Fixture fixture;
+    QVERIFY(fixture.pair.local().write(kName, "x"));
+    QVERIFY(fixture.pair.distant().write(kName, "x"));
+    QVERIFY(fixture.record());
+    TraceCapture capture;
+    fixture.ask();
+    QCOMPARE(fixture.ready.size(), 1);
+    QCOMPARE(fixture.ready.first(), fixture.answer(true));
+    QVERIFY(fixture.manager->isIdle());
+    if (traceLinesBuiltIn())
+        QCOMPARE(capture.linesOf(kManagerTag).last(),
+                 QStringLiteral("requestFileReady - Local is up to date or modified locally, using local"));
+}
+
+void TestSyncManagerFileReady::bothChanged()
+{
+    Fixture fixture;
+    QVERIFY(fixture.pair.local().write(kName, "local"));
+    QVERIFY(fixture.pair.distant().write(kName, "distant"));
+    QVERIFY(fixture.record());
+    const QDateTime later = QDateTime::currentDateTimeUtc().addSecs(10);
+    QVERIFY(fixture.pair.local().setLmd(kName, later));
+    QVERIFY(fixture.pair.distant().setLmd(kName, later));
+    fixture.ask();
+    QCOMPARE(fixture.ready.size(), 1);
+    QCOMPARE(fixture.ready.first(), fixture.answer(true));
+    QCOMPARE(fixture.pair.local().read(kName), QByteArray("local"));
+    QVERIFY(fixture.manager->isIdle());
+}
+
+void TestSyncManagerFileReady::distantAlone()
+{
+    Fixture fixture;
+    QVERIFY(fixture.pair.distant().write(kName, "distant"));
+    const QDateTime distantTime(QDate(2020, 1, 2), QTime(3, 4, 5), Qt::UTC);
+    QVERIFY(fixture.pair.distant().setLmd(kName, distantTime));
+    TraceCapture capture;
+    fixture.ask();
+    QVERIFY(fixture.ready.isEmpty());
+    QVERIFY(!fixture.manager->isIdle());
+    QVERIFY(fixture.ready.wait(kWaitMs));
+    QCOMPARE(fixture.ready.first(), fixture.answer(true));
+    QCOMPARE(fixture.pair.local().read(kName), QByteArray("distant"));
+    const QVariantMap row = RawDatabase(fixture.pair.databasePath()).fileRow(fixture.id, kName);
+    QCOMPARE(row.value(QStringLiteral("status")).toInt(), int(ceSfsUpToDate));
+    QCOMPARE(row.value(QStringLiteral("size")).toInt(), 7);
+    QCOMPARE(row.value(QStringLiteral("distant_lmd")).toString(), distantTime.toString(Qt::ISODate));
+    const QDateTime localTime =
+        QDateTime::fromString(row.value(QStringLiteral("local_lmd")).toString(), Qt::ISODate);
+    QCOMPARE(localTime.toSecsSinceEpoch(), fixture.pair.local().lmd(kName).toSecsSinceEpoch());
+    QVERIFY(row.value(QStringLiteral("local_lmd")).toString().endsWith(QLatin1Char('Z')));
+    QVERIFY(!Access::fileReadyTimer(*fixture.manager)->isActive());
+    QVERIFY(fixture.errors.isEmpty());
+    if (!traceLinesBuiltIn())
+        return;
+    QCOMPARE(capture.linesOf(kManagerTag).at(1),
+             QStringLiteral("requestFileReady - Only distant exists, copying to local"));
+    QVERIFY(capture.linesOf(kManagerTag)
+                .contains(QStringLiteral("onFileReadyTaskDone - Sync DB updated for: ") + kName));
+}
+
+void TestSyncManagerFileReady::distantNewer()
+{
+    Fixture fixture;
+    QVERIFY(fixture.pair.local().write(kName, "old"));
+    QVERIFY(fixture.pair.distant().write(kName, "old"));
+    QVERIFY(fixture.record());
+    QVERIFY(fixture.pair.distant().write(kName, "newer content"));
+    QVERIFY(fixture.pair.distant().setLmd(kName, QDateTime::currentDateTimeUtc().addSecs(10)));
+    const auto gate = fixture.blockWorker();
+    QVERIFY(gate);
+    TraceCapture capture;
+    fixture.ask();
+    // The local file is there until the copy replaces it.
+    QCOMPARE(fixture.pair.local().read(kName), QByteArray("old"));
+    gate->mayGoOn.release();
+    QVERIFY(fixture.ready.wait(kWaitMs));
+    QCOMPARE(fixture.ready.first(), fixture.answer(true));
+    QCOMPARE(fixture.pair.local().read(kName), QByteArray("newer content"));
+    QCOMPARE(fixture.pair.local().names(), QStringList{kName});
+    if (traceLinesBuiltIn())
+        QVERIFY(capture.linesOf(kManagerTag)
+                    .contains(QStringLiteral(
+                        "requestFileReady - Distant is newer (another ZEL modified it), copying to local")));
+    // Recorded: the next request finds nothing to do.
+    fixture.ready.clear();
+    fixture.ask();
+    QCOMPARE(fixture.ready.size(), 1);
+}
+
+// Verification has found the distant copy grown, and has recorded its times as they are now.
+static bool markNewer(Fixture& fixture)
+{
+    const QFileInfo local(fixture.local());
+    const QFileInfo distant(fixture.distant());
+    return fixture.record() && fixture.database().recordDistantGrown(
+                                   fixture.id, kName, distant.size(), local.lastModified().toUTC(),
+                                   distant.lastModified().toUTC(), local.size());
+}
+
+void TestSyncManagerFileReady::distantMarkedNewer()
+{
+    Fixture fixture;
+    QVERIFY(fixture.pair.local().write(kName, "old"));
+    QVERIFY(fixture.pair.distant().write(kName, "newer content"));
+    QVERIFY(markNewer(fixture));
+    fixture.ask();
+    QVERIFY(fixture.ready.wait(kWaitMs));
+    QCOMPARE(fixture.ready.first(), fixture.answer(true));
+    QCOMPARE(fixture.pair.local().read(kName), QByteArray("newer content"));
+    // Recorded: the mark is gone.
+    VornSyncFileRow row;
+    bool isFound = false;
+    QVERIFY(fixture.database().readFileRow(fixture.id, kName, row, isFound));
+    QVERIFY(isFound);
+    QVERIFY(!row.isDistantNewer);
+}
+
+void TestSyncManagerFileReady::markOfAChangedLocalFile()
+{
+    Fixture fixture;
+    QVERIFY(fixture.pair.local().write(kName, "old"));
+    QVERIFY(fixture.pair.distant().write(kName, "newer content"));
+    QVERIFY(markNewer(fixture));
+    // Within the tolerance of the times, and still another file than the mark is about.
+    const QDateTime time = fixture.pair.local().lmd(kName);
+    QVERIFY(fixture.pair.local().write(kName, "changed here"));
+    QVERIFY(fixture.pair.local().setLmd(kName, time));
+    fixture.ask();
+    QCOMPARE(fixture.ready.size(), 1);
+    QCOMPARE(fixture.ready.first(), fixture.answer(true));
+    QCOMPARE(fixture.pair.local().read(kName), QByteArray("changed here"));
+}
+
+void TestSyncManagerFileReady::copyThatFails()
+{
+    Fixture fixture;
+    QVERIFY(fixture.pair.distant().write(kName, "distant"));
+    const auto gate = fixture.blockWorker();
+    QVERIFY(gate);
+    TraceCapture capture;
+    fixture.ask();
+    QVERIFY(fixture.pair.distant().remove(kName));
+    gate->mayGoOn.release();
+    QVERIFY(fixture.ready.wait(kWaitMs));
+    QCOMPARE(fixture.ready.first(), fixture.answer(false));
+    QVERIFY(fixture.manager->isIdle());
+    QVERIFY(!RawDatabase(fixture.pair.databasePath())
+                 .fileRow(fixture.id, kName)
+                 .contains(QStringLiteral("status")));
+    // Failures are traced; none goes to the host as an error.
+    QVERIFY(fixture.errors.isEmpty());
+    if (!traceLinesBuiltIn())
+        return;
+    const QStringList lines = capture.linesOf(kManagerTag);
+    QVERIFY(lines.contains(QStringLiteral("onFileReadyTaskDone - ERROR: Copy task failed for: ") +
+                           fixture.local()));
+    QVERIFY(!lines.filter(QStringLiteral("onFileReadyTaskDone - Task errors: ")).isEmpty());
+}
+
+void TestSyncManagerFileReady::taskThatCannotBeCreated()
+{
+    Fixture fixture;
+    QVERIFY(fixture.pair.distant().write(kName, "distant"));
+    QVERIFY(fixture.pair.distant().write(QStringLiteral("first"), "distant"));
+    const auto gate = fixture.blockWorker();
+    QVERIFY(gate);
+    TraceCapture capture;
+    fixture.ask(QStringLiteral("first"));
+    fixture.ask();
+    // Gone before its turn: found out again, and answered.
+    QVERIFY(fixture.pair.distant().remove(kName));
+    gate->mayGoOn.release();
+    QTRY_COMPARE_WITH_TIMEOUT(fixture.ready.size(), 2, kWaitMs);
+    QCOMPARE(fixture.ready.at(1), fixture.answer(false));
+    QVERIFY(fixture.manager->isIdle());
+}
+
+void TestSyncManagerFileReady::workerGone()
+{
+    Fixture fixture;
+    QVERIFY(fixture.pair.distant().write(kName, "distant"));
+    Access::forgetWorker(*fixture.manager);
+    TraceCapture capture;
+    fixture.ask();
+    QCOMPARE(fixture.ready.size(), 1);
+    QCOMPARE(fixture.ready.first(), fixture.answer(false));
+    QVERIFY(fixture.manager->isIdle());
+    if (traceLinesBuiltIn())
+        QCOMPARE(capture.linesOf(kManagerTag).last(),
+                 QStringLiteral("requestFileReady - ERROR: Cannot create copy task or worker unavailable"));
+}
+
+void TestSyncManagerFileReady::otherTasksAnswerNothing()
+{
+    Fixture fixture;
+    QVERIFY(fixture.pair.distant().write(kName, "distant"));
+    QVERIFY(fixture.pair.local().write(QStringLiteral("other"), "other"));
+    QVERIFY(fixture.blockWorker());
+    fixture.ask();
+    const pVornSyncTask own = Access::fileReadyTask(*fixture.manager);
+    QVERIFY(own);
+    const pVornSyncTask other = VornSyncTask::create(fixture.local(QStringLiteral("other")),
+                                                     fixture.distant(QStringLiteral("other")), ceStoCopy);
+    QVERIFY(other);
+    for (bool success : {true, false})
+        Access::fileReadyTaskDone(*fixture.manager, other, success);
+    Access::fileReadyTaskDone(*fixture.manager, pVornSyncTask(), true);
+    QVERIFY(fixture.ready.isEmpty());
+    QCOMPARE(Access::fileReadyTask(*fixture.manager), own);
+    QVERIFY(Access::fileReadyTimer(*fixture.manager)->isActive());
+    Access::fileReadyTaskDone(*fixture.manager, own, false);
+    QCOMPARE(fixture.ready.size(), 1);
+    // Its end, once more: too late.
+    Access::fileReadyTaskDone(*fixture.manager, own, false);
+    QCOMPARE(fixture.ready.size(), 1);
+}
+
+void TestSyncManagerFileReady::timeout()
+{
+    Fixture fixture;
+    QVERIFY(fixture.pair.distant().write(kName, "distant"));
+    const auto gate = fixture.blockWorker();
+    QVERIFY(gate);
+    QTimer* timer = Access::fileReadyTimer(*fixture.manager);
+    QVERIFY(timer->isSingleShot());
+    QVERIFY(!timer->isActive());
+    fixture.ask();
+    QVERIFY(timer->isActive());
+    QVERIFY(timer->interval() <= kTimeoutMs);
+    QVERIFY(timer->interval() > kTimeoutMs / 2);
+    TraceCapture capture;
+    QVERIFY(fixture.fireTimeout());
+    QCOMPARE(fixture.ready.size(), 1);
+    QCOMPARE(fixture.ready.first(), fixture.answer(false));
+    QVERIFY(fixture.manager->isIdle());
+    QCOMPARE(capture.criticals().size(), 1);
+    const QString critical = capture.criticals().first();
+    QVERIFY2(
+        critical.endsWith(
+            QStringLiteral(" ;\t libraries/lib_sync_library/source/vorn_sync_manager_p ;\t 1206 ;\t "
+                           "VornSyncManagerPrivate::onFileReadyTimeout: Copy operation timed out for: \"") +
+            fixture.local() + QLatin1Char('"')),
+        qPrintable(critical));
+}
+
+void TestSyncManagerFileReady::lateEndOfATimedOutCopy()
+{
+    Fixture fixture;
+    QVERIFY(fixture.pair.distant().write(kName, "distant"));
+    QSignalSpy completed(fixture.manager.get(), &VornSyncManager::syncCompleted);
+    const auto gate = fixture.blockWorker();
+    QVERIFY(gate);
+    fixture.ask();
+    QVERIFY(fixture.fireTimeout());
+    gate->mayGoOn.release();
+    // The copy runs on; its end reaches the manager by the synchronizer alone.
+    QVERIFY(completed.wait(kWaitMs));
+    QCOMPARE(fixture.pair.local().read(kName), QByteArray("distant"));
+    QCOMPARE(fixture.ready.size(), 1);
+    QVERIFY(RawDatabase(fixture.pair.databasePath()).fileRow(fixture.id, kName).isEmpty());
+}
+
+void TestSyncManagerFileReady::timerRunsFromTheRequest()
+{
+    Fixture fixture;
+    for (const char* name : {"1", "2"})
+        QVERIFY(fixture.pair.distant().write(QString::fromLatin1(name), "distant"));
+    const auto gate = fixture.blockWorker();
+    QVERIFY(gate);
+    fixture.ask(QStringLiteral("1"));
+    fixture.ask(QStringLiteral("2"));
+    QElapsedTimer sinceRequest;
+    sinceRequest.start();
+    constexpr int kLaterMs = 100;
+    QVERIFY(QTest::qWaitFor([&sinceRequest] { return sinceRequest.elapsed() > kLaterMs; }, kWaitMs));
+    QVERIFY(fixture.fireTimeout());
+    QCOMPARE(fixture.ready.size(), 1);
+    QCoreApplication::sendPostedEvents(Access::inside(*fixture.manager), QEvent::MetaCall);
+    // The second one has its turn, and less time than the first had.
+    QVERIFY(Access::fileReadyTask(*fixture.manager));
+    QVERIFY(Access::fileReadyTimer(*fixture.manager)->interval() <= kTimeoutMs - kLaterMs);
+}
+
+void TestSyncManagerFileReady::servedInLine()
+{
+    Fixture fixture;
+    const QStringList names = {QStringLiteral("c"), QStringLiteral("a"), QStringLiteral("b")};
+    for (const QString& name : names)
+        QVERIFY(fixture.pair.distant().write(name, "distant " + name.toUtf8()));
+    for (const QString& name : names)
+        fixture.ask(name);
+    QVERIFY(fixture.ready.isEmpty());
+    QCOMPARE(Access::waitingFileReadyRequests(*fixture.manager), 2);
+    QTRY_COMPARE_WITH_TIMEOUT(fixture.ready.size(), 3, kWaitMs);
+    for (int i = 0; i < names.size(); ++i) {
+        QCOMPARE(fixture.ready.at(i), fixture.answer(true, names.at(i)));
+        QCOMPARE(fixture.pair.local().read(names.at(i)), "distant " + names.at(i).toUtf8());
+    }
+    QVERIFY(fixture.manager->isIdle());
+}
+
+void TestSyncManagerFileReady::answeredAtOnceWhileACopyRuns()
+{
+    Fixture fixture;
+    QVERIFY(fixture.pair.distant().write(kName, "distant"));
+    QVERIFY(fixture.pair.local().write(QStringLiteral("here"), "local"));
+    QVERIFY(fixture.blockWorker());
+    fixture.ask();
+    fixture.ask(QStringLiteral("here"));
+    fixture.ask(QStringLiteral("nowhere"));
+    QCOMPARE(fixture.ready.size(), 2);
+    QCOMPARE(fixture.ready.at(0), fixture.answer(true, QStringLiteral("here")));
+    QCOMPARE(fixture.ready.at(1), fixture.answer(false, QStringLiteral("nowhere")));
+    QCOMPARE(Access::fileReadyDirectoryId(*fixture.manager), fixture.id);
+}
+
+void TestSyncManagerFileReady::sameFileTwice()
+{
+    Fixture fixture;
+    QVERIFY(fixture.pair.distant().write(kName, "distant"));
+    TraceCapture capture;
+    fixture.ask();
+    fixture.ask();
+    QTRY_COMPARE_WITH_TIMEOUT(fixture.ready.size(), 2, kWaitMs);
+    QCOMPARE(fixture.ready.at(0), fixture.answer(true));
+    QCOMPARE(fixture.ready.at(1), fixture.answer(true));
+    // The first copy has brought what the second request wanted.
+    if (traceLinesBuiltIn())
+        QCOMPARE(capture.count(QStringLiteral("Wrkr: onAddTask")), 1);
+}
+
+void TestSyncManagerFileReady::waitingRequestTimesOutToo()
+{
+    Fixture fixture;
+    for (const char* name : {"1", "2", "3"})
+        QVERIFY(fixture.pair.distant().write(QString::fromLatin1(name), "distant"));
+    QVERIFY(fixture.blockWorker());
+    for (const char* name : {"1", "2", "3"})
+        fixture.ask(QString::fromLatin1(name));
+    Access::ageWaitingFileReadyRequests(*fixture.manager);
+    TraceCapture capture;
+    QVERIFY(fixture.fireTimeout());
+    QTRY_COMPARE_WITH_TIMEOUT(fixture.ready.size(), 3, kWaitMs);
+    for (int i = 0; i < 3; ++i)
+        QCOMPARE(fixture.ready.at(i), fixture.answer(false, QString::number(i + 1)));
+    QCOMPARE(capture.criticals().filter(QStringLiteral("1206")).size(), 3);
+    QVERIFY(fixture.manager->isIdle());
+}
+
+void TestSyncManagerFileReady::slotAsksForTheNext()
+{
+    Fixture fixture;
+    const QStringList names = {QStringLiteral("1"), QStringLiteral("2"), QStringLiteral("3")};
+    for (const QString& name : names)
+        QVERIFY(fixture.pair.distant().write(name, "distant"));
+    connect(fixture.manager.get(), &VornSyncManager::fileReady, this, [&](const QString& path, bool) {
+        // Idle again before the answer is out.
+        QVERIFY(fixture.manager->isIdle());
+        const int next = names.indexOf(QFileInfo(path).fileName()) + 1;
+        if (next < names.size())
+            fixture.ask(names.at(next));
+    });
+    fixture.ask(names.first());
+    QTRY_COMPARE_WITH_TIMEOUT(fixture.ready.size(), 3, kWaitMs);
+    for (int i = 0; i < 3; ++i)
+        QCOMPARE(fixture.ready.at(i), fixture.answer(true, names.at(i)));
+}
+
+void TestSyncManagerFileReady::slotDeletesTheManager()
+{
+    Fixture fixture;
+    for (const char* name : {"1", "2"})
+        QVERIFY(fixture.pair.distant().write(QString::fromLatin1(name), "distant"));
+    const QPointer<VornSyncManager> watched = fixture.manager.get();
+    connect(fixture.manager.get(), &VornSyncManager::fileReady, this, [&] { fixture.manager.reset(); });
+    fixture.ask(QStringLiteral("1"));
+    fixture.ask(QStringLiteral("2"));
+    QTRY_VERIFY_WITH_TIMEOUT(watched.isNull(), kWaitMs);
+    QCoreApplication::processEvents();
+}
+
+void TestSyncManagerFileReady::idle()
+{
+    Fixture fixture;
+    QVERIFY(fixture.pair.distant().write(kName, "distant"));
+    QSignalSpy idle(fixture.manager.get(), &VornSyncManager::idleChanged);
+    const auto gate = fixture.blockWorker();
+    QVERIFY(gate);
+    QVERIFY(fixture.manager->isIdle());
+    fixture.ask();
+    QVERIFY(!fixture.manager->isIdle());
+    gate->mayGoOn.release();
+    QVERIFY(fixture.ready.wait(kWaitMs));
+    QVERIFY(fixture.manager->isIdle());
+    QVERIFY(idle.isEmpty());
+}
+
+void TestSyncManagerFileReady::wipeWhileCopying()
+{
+    Fixture fixture;
+    QVERIFY(fixture.pair.distant().write(kName, "distant"));
+    const auto gate = fixture.blockWorker();
+    QVERIFY(gate);
+    fixture.ask();
+    QVERIFY(fixture.manager->wipeSyncDatabaseFile());
+    QVERIFY(fixture.manager->isIdle());
+    QVERIFY(fixture.manager->addDirectory(QStringLiteral("a"), fixture.pair.localPath(), fixture.distant()));
+    gate->mayGoOn.release();
+    QVERIFY(fixture.ready.wait(kWaitMs));
+    QCOMPARE(fixture.ready.first(), fixture.answer(true));
+    // What was copied for the old directory is not recorded for the new one of that id.
+    QVERIFY(RawDatabase(fixture.pair.databasePath()).fileRow(fixture.id, kName).isEmpty());
+}
+
+void TestSyncManagerFileReady::pairRemovedWhileCopying()
+{
+    Fixture fixture;
+    QVERIFY(fixture.pair.distant().write(kName, "distant"));
+    const auto gate = fixture.blockWorker();
+    QVERIFY(gate);
+    fixture.ask();
+    QVERIFY(fixture.manager->delDirectory(QStringLiteral("a")));
+    gate->mayGoOn.release();
+    QVERIFY(fixture.ready.wait(kWaitMs));
+    QCOMPARE(fixture.ready.first(), fixture.answer(true));
+    QVERIFY(fixture.errors.isEmpty());
+}
+
+void TestSyncManagerFileReady::destroyedWhileCopying()
+{
+    Fixture fixture;
+    QVERIFY(fixture.pair.distant().write(kName, "distant"));
+    QVERIFY(fixture.pair.distant().write(QStringLiteral("2"), "distant"));
+    fixture.ask();
+    fixture.ask(QStringLiteral("2"));
+    fixture.manager.reset();
+    QCoreApplication::processEvents();
+    QVERIFY(fixture.ready.isEmpty());
+}
+
+QTEST_GUILESS_MAIN(TestSyncManagerFileReady)
+#include "test_sync_manager_file_ready.moc"
