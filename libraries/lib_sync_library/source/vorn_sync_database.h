@@ -28,9 +28,9 @@ struct VornSyncFileRow
 };
 
 // The state database: directories, tracked files and their states, and all SQL of the library. Lives on the
-// host's thread; every method may be called from any thread. Signals are emitted on the calling thread, after
-// the statement, its locks and its transaction are over. A method that reads and then writes, or writes twice,
-// is one transaction.
+// host's thread; every method may be called from any thread. errorOccurred is emitted after the statement, its
+// locks and its transaction are over, for a driver's error on the host's thread. A method that reads and then
+// writes, or writes twice, is one transaction.
 //
 // Failures come back as false, -1, 0, an empty text or an empty list; the reason goes through errorOccurred.
 class VornSyncDatabase : public VornSqliteDatabase

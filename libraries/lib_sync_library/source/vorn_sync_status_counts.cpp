@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr int kTriggerCount = 6;
+constexpr int kTriggerCount = 8;
 
 // The fixed queries run over these: a directory's rows, the rows of a status, the rows in error.
 QStringList indexStatements()
@@ -30,16 +30,20 @@ QStringList tableStatements()
     };
 }
 
-QString trigger(const char* name, const char* event, const QString& body)
+QString trigger(const char* name, const QString& event, const QString& body)
 {
     return QStringLiteral("CREATE TRIGGER IF NOT EXISTS file_tracking_counts_%1 %2 BEGIN %3 END")
-        .arg(QLatin1String(name), QLatin1String(event), body);
+        .arg(QLatin1String(name), event, body);
 }
 
 // Rows that an INSERT OR REPLACE or UPDATE OR REPLACE takes away fire no DELETE trigger: the rows that stand
-// in its way are written down before, and those that are gone are discounted after.
-QStringList triggerStatements()
+// in its way are written down before, and those that are gone are discounted after. Usually there are none,
+// and the conditions keep that case cheap.
+QStringList replaceTriggerStatements()
 {
+    const QString isInTheWay =
+        QStringLiteral("SELECT 1 FROM file_tracking WHERE file_name = NEW.file_name AND "
+                       "directories_id = NEW.directories_id");
     const QString noteInTheWay = QStringLiteral(
         "DELETE FROM file_tracking_in_the_way; INSERT INTO file_tracking_in_the_way (row_id, status) "
         "SELECT rowid, status FROM file_tracking "
@@ -47,28 +51,44 @@ QStringList triggerStatements()
     const QString discountReplaced = QStringLiteral(
         "UPDATE file_tracking_counts SET files = files - (SELECT COUNT(*) FROM file_tracking_in_the_way w "
         "WHERE w.status = file_tracking_counts.status AND (w.row_id = NEW.rowid OR NOT EXISTS "
-        "(SELECT 1 FROM file_tracking WHERE rowid = w.row_id))) "
-        "WHERE status IN (SELECT status FROM file_tracking_in_the_way); "
-        "DELETE FROM file_tracking_in_the_way; ");
+        "(SELECT 1 FROM file_tracking WHERE rowid = w.row_id))); "
+        "DELETE FROM file_tracking_in_the_way;");
+    const QString someNoted = QStringLiteral("EXISTS (SELECT 1 FROM file_tracking_in_the_way)");
+
+    return {
+        trigger("before_insert",
+                QStringLiteral("BEFORE INSERT ON file_tracking WHEN %1 OR EXISTS (%2)")
+                    .arg(someNoted, isInTheWay),
+                noteInTheWay + QLatin1Char(';')),
+        trigger("after_insert", QStringLiteral("AFTER INSERT ON file_tracking WHEN %1").arg(someNoted),
+                discountReplaced),
+        trigger("before_key", QStringLiteral("BEFORE UPDATE OF file_name, directories_id ON file_tracking"),
+                noteInTheWay + QLatin1String(" AND rowid != OLD.rowid;")),
+        trigger("after_key",
+                QStringLiteral("AFTER UPDATE OF file_name, directories_id ON file_tracking WHEN %1")
+                    .arg(someNoted),
+                discountReplaced),
+        trigger("after_delete", QStringLiteral("AFTER DELETE ON file_tracking WHEN %1").arg(someNoted),
+                QStringLiteral("DELETE FROM file_tracking_in_the_way WHERE row_id = OLD.rowid;")),
+    };
+}
+
+QStringList countTriggerStatements()
+{
     const QString countNew =
         QStringLiteral("INSERT INTO file_tracking_counts (status, files) SELECT NEW.status, 0 "
                        "WHERE NEW.status IS NOT NULL AND NOT EXISTS "
                        "(SELECT 1 FROM file_tracking_counts WHERE status = NEW.status); "
-                       "UPDATE file_tracking_counts SET files = files + 1 WHERE status = NEW.status; ");
+                       "UPDATE file_tracking_counts SET files = files + 1 WHERE status = NEW.status;");
     const QString discountOld =
         QStringLiteral("UPDATE file_tracking_counts SET files = files - 1 WHERE status = OLD.status; ");
-    const QString forgetInTheWay =
-        QStringLiteral("DELETE FROM file_tracking_in_the_way WHERE row_id = OLD.rowid; ");
 
     return {
-        trigger("before_insert", "BEFORE INSERT ON file_tracking", noteInTheWay + QLatin1String("; ")),
-        trigger("insert", "AFTER INSERT ON file_tracking", discountReplaced + countNew),
-        trigger("delete", "AFTER DELETE ON file_tracking", forgetInTheWay + discountOld),
-        trigger("status", "AFTER UPDATE OF status ON file_tracking WHEN OLD.status IS NOT NEW.status",
+        trigger("insert", QStringLiteral("AFTER INSERT ON file_tracking"), countNew),
+        trigger("delete", QStringLiteral("AFTER DELETE ON file_tracking"), discountOld),
+        trigger("status",
+                QStringLiteral("AFTER UPDATE OF status ON file_tracking WHEN OLD.status IS NOT NEW.status"),
                 discountOld + countNew),
-        trigger("before_key", "BEFORE UPDATE OF file_name, directories_id ON file_tracking",
-                noteInTheWay + QLatin1String(" AND rowid != OLD.rowid; ")),
-        trigger("key", "AFTER UPDATE OF file_name, directories_id ON file_tracking", discountReplaced),
     };
 }
 
@@ -86,7 +106,8 @@ bool VornSyncStatusCounts::install()
         return true;
 
     const bool wereInPlace = areTriggersInPlace();
-    const QStringList statements = indexStatements() + tableStatements() + triggerStatements();
+    const QStringList statements =
+        indexStatements() + tableStatements() + replaceTriggerStatements() + countTriggerStatements();
     for (const QString& statement : statements) {
         if (!m_database.executeQuery(statement))
             return false;

@@ -38,8 +38,18 @@ bool endsStatementOnly(const QSqlError& error)
     }
 }
 
+// Qt finds out a prepared statement's columns once: one that asks for all of them must not be kept, since the
+// table may gain some.
+bool asksForAllColumns(const QString& sql)
+{
+    return sql.startsWith(QLatin1String("SELECT *"), Qt::CaseInsensitive) ||
+           sql.contains(QLatin1String(".*"));
+}
+
 bool isKeptStatement(const QString& sql)
 {
+    if (asksForAllColumns(sql))
+        return false;
     static const QLatin1String keywords[] = {
         QLatin1String("SELECT"), QLatin1String("INSERT"), QLatin1String("UPDATE"),  QLatin1String("DELETE"),
         QLatin1String("BEGIN"),  QLatin1String("COMMIT"), QLatin1String("ROLLBACK")};
