@@ -25,6 +25,13 @@ QString isoTime(const QDateTime& time)
     return time.toUTC().toString(Qt::ISODate);
 }
 
+// Stored texts may have an offset, or none where an older generation wrote them.
+bool isTimeOf(const QFileInfo& file, const QVariant& stored)
+{
+    const QDateTime time = QDateTime::fromString(stored.toString(), Qt::ISODate);
+    return time.isValid() && time.toSecsSinceEpoch() == file.lastModified().toSecsSinceEpoch();
+}
+
 QString describe(const QVariantMap& row)
 {
     QStringList columns;
@@ -240,6 +247,10 @@ QString Host::openWork()
     if (m_manager->pendingCount() != 0)
         return QStringLiteral("%1 files wait").arg(m_manager->pendingCount());
     for (const auto& [alias, pair] : m_pairs) {
+        if (m_raw.directoryRow(directoryId(alias)).value(QStringLiteral("available")).toInt() != 1)
+            return QStringLiteral("pair '%1' has not started").arg(alias);
+    }
+    for (const auto& [alias, pair] : m_pairs) {
         const QString rows = rowProblems(alias, *pair);
         if (!rows.isEmpty())
             return rows;
@@ -313,15 +324,16 @@ QString Host::rowProblem(const QString& fileName, const Pair& pair, const QVaria
     if (row.isEmpty())
         return QStringLiteral("'%1' has no row").arg(fileName);
     const QFileInfo local(pair.local().filePath(fileName));
-    const bool isRight =
-        row.value(QStringLiteral("status")).toInt() == kUpToDate &&
-        row.value(QStringLiteral("error_code")).toInt() == 0 &&
-        row.value(QStringLiteral("size")).toLongLong() == local.size() &&
-        row.value(QStringLiteral("local_lmd")).toString() == isoTime(local.lastModified()) &&
-        row.value(QStringLiteral("distant_lmd")).toString() == isoTime(pair.distant().lmd(fileName)) &&
-        row.value(QStringLiteral("trashed_date")).isNull() &&
-        QDateTime::fromString(row.value(QStringLiteral("status_changed_at")).toString(), Qt::ISODate)
-            .isValid();
+    const QFileInfo distant(pair.distant().filePath(fileName));
+    const QString changedAt = row.value(QStringLiteral("status_changed_at")).toString();
+    const bool isRight = row.value(QStringLiteral("status")).toInt() == kUpToDate &&
+                         row.value(QStringLiteral("error_code")).toInt() == 0 &&
+                         row.value(QStringLiteral("size")).toLongLong() == local.size() &&
+                         isTimeOf(local, row.value(QStringLiteral("local_lmd"))) &&
+                         isTimeOf(distant, row.value(QStringLiteral("distant_lmd"))) &&
+                         row.value(QStringLiteral("trashed_date")).isNull() &&
+                         // A row of an older generation has none.
+                         (changedAt.isEmpty() || QDateTime::fromString(changedAt, Qt::ISODate).isValid());
     if (isRight)
         return QString();
     return QStringLiteral("'%1' (%2 bytes, local %3, distant %4) has the row: %5")
