@@ -34,11 +34,13 @@ namespace VornCliLocale {
 void ensureNamesWork()
 {
     chosenLocale();
+    // NOLINTBEGIN(concurrency-mt-unsafe): there is no other thread yet
     std::setlocale(LC_ALL, "");
     if (std::strcmp(::nl_langinfo(CODESET), "ANSI_X3.4-1968") != 0)
         return;
     if (std::setlocale(LC_ALL, kUtf8Locale) != nullptr)
         qputenv("LC_ALL", kUtf8Locale);
+    // NOLINTEND(concurrency-mt-unsafe)
 }
 
 QStringList languages()
