@@ -92,6 +92,7 @@ private slots:
     void twoPathsGiveTwoRequests();
     void timersAreSingleShotChildren();
     void removalEndsAPendingTimer();
+    void changeAfterRemovalIsUnknown();
     void unknownDirectoryIsReported();
     void firesAgainAfterRest();
     void expirySlotIgnoresOtherSenders();
@@ -442,6 +443,21 @@ void TestSyncObserver::removalEndsAPendingTimer()
     QTRY_COMPARE_WITH_TIMEOUT(needed.count(), 1, kWaitMs);
     QCOMPARE(needed.first().first().toInt(), 8);
     QCOMPARE(errors.count(), 0);
+}
+
+// The watcher's last word may come after the removal.
+void TestSyncObserver::changeAfterRemovalIsUnknown()
+{
+    VornSyncObserver observer(kIntervalMs, nullptr);
+    QSignalSpy needed(&observer, &VornSyncObserver::syncDirectoryNeeded);
+    QSignalSpy errors(&observer, &VornSyncObserver::errorOccurred);
+    TraceCapture trace;
+    observer.addDirectoryToWatch(7, local());
+    observer.removeDirectoryFromWatch(7, local());
+    QVERIFY(change(observer, local()));
+    QTRY_COMPARE_WITH_TIMEOUT(errors.count(), 1, kWaitMs);
+    QCOMPARE(errors.first().first().toString(), text("Unknown directory ID for path: '%1'").arg(local()));
+    QCOMPARE(needed.count(), 0);
 }
 
 void TestSyncObserver::unknownDirectoryIsReported()

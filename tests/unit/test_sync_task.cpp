@@ -237,6 +237,7 @@ private slots:
     void moveLeavesWhatItDidNotCarry();
     void moveTakesALinkedDirectoryByItsLink();
     void moveCannotRemoveTheAssociatedDirectory();
+    void moveCannotRemoveAnEmptyDirectory();
     void moveIgnoresThatTheSourceStays();
     void moveOntoItselfKeepsTheFile();
     void failedMoveKeepsTheSource();
@@ -1527,6 +1528,24 @@ void TestSyncTask::moveCannotRemoveTheAssociatedDirectory()
     QCOMPARE(task.errorCode(), ceSecLocalDirRemoveFailed);
     QCOMPARE(m_pair->local().allFiles(), QStringList(text("a/one")));
     QCOMPARE(m_pair->distant().allFiles(), QStringList({text("a.doc"), text("a/one")}));
+}
+
+void TestSyncTask::moveCannotRemoveAnEmptyDirectory()
+{
+    QVERIFY(m_pair->local().write(text("a.doc"), "a"));
+    QVERIFY(m_pair->local().makeDirectory(text("a")));
+    QVERIFY(openToEverybody());
+    ScriptedTask task(local(text("a.doc")), distant(text("a.doc")), ceStoMove);
+    {
+        const UnprivilegedScope user;
+        if (!user.isActive())
+            QSKIP("cannot become an ordinary user");
+        QVERIFY(!task.runtask());
+    }
+    QCOMPARE(task.errorMessages(),
+             QStringList(text("Failed to remove source directory: ") + local(text("a"))));
+    QCOMPARE(task.errorCode(), ceSecLocalDirRemoveFailed);
+    QCOMPARE(m_pair->local().names(), QStringList({text("a"), text("a.doc")}));
 }
 
 void TestSyncTask::moveIgnoresThatTheSourceStays()
