@@ -59,6 +59,7 @@ public:
     const Side& local() const { return pair().local(); }
     const Side& distant() const { return pair().distant(); }
     Side trash() const { return Side(trashRoot() + QLatin1Char('/') + alias()); }
+    const Pair& cyclePair() const { return m_cyclePair; }
     // One more pair; registered at once when there is a manager.
     [[nodiscard]] bool addPair(const QString& alias);
     // From now on this object checks nothing about the pair.
