@@ -114,6 +114,9 @@ private slots:
     void distantNewer();
     void distantMarkedNewer();
     void markOfAChangedLocalFile();
+    void distantChangedAfterTheCopyBegan();
+    void localChangedAfterTheCopy();
+    void countersFollow();
     void copyThatFails();
     void taskThatCannotBeCreated();
     void workerGone();
@@ -377,6 +380,58 @@ void TestSyncManagerFileReady::markOfAChangedLocalFile()
     QCOMPARE(fixture.ready.size(), 1);
     QCOMPARE(fixture.ready.first(), fixture.answer(true));
     QCOMPARE(fixture.pair.local().read(kName), QByteArray("changed here"));
+}
+
+// A task of the file that has run, and is not yet known to have.
+static pVornSyncTask runCopy(Fixture& fixture)
+{
+    const auto gate = fixture.blockWorker();
+    fixture.ask();
+    const pVornSyncTask task = Access::fileReadyTask(*fixture.manager);
+    return gate && task && task->runtask() ? task : pVornSyncTask();
+}
+
+void TestSyncManagerFileReady::distantChangedAfterTheCopyBegan()
+{
+    Fixture fixture;
+    QVERIFY(fixture.pair.distant().write(kName, "distant"));
+    const QDateTime time(QDate(2020, 1, 2), QTime(3, 4, 5), Qt::UTC);
+    QVERIFY(fixture.pair.distant().setLmd(kName, time));
+    const pVornSyncTask task = runCopy(fixture);
+    QVERIFY(task);
+    QVERIFY(fixture.pair.distant().write(kName, "newer content"));
+    Access::fileReadyTaskDone(*fixture.manager, task, true);
+    QCOMPARE(fixture.ready.size(), 1);
+    const QVariantMap row = RawDatabase(fixture.pair.databasePath()).fileRow(fixture.id, kName);
+    QCOMPARE(row.value(QStringLiteral("distant_lmd")).toString(), time.toString(Qt::ISODate));
+    // The next request sees a newer distant copy.
+    fixture.ask();
+    QCOMPARE(fixture.ready.size(), 1);
+    QVERIFY(Access::fileReadyTask(*fixture.manager));
+}
+
+void TestSyncManagerFileReady::localChangedAfterTheCopy()
+{
+    Fixture fixture;
+    QVERIFY(fixture.pair.distant().write(kName, "distant"));
+    const pVornSyncTask task = runCopy(fixture);
+    QVERIFY(task);
+    QVERIFY(fixture.pair.local().append(kName, " changed here"));
+    Access::fileReadyTaskDone(*fixture.manager, task, true);
+    QCOMPARE(fixture.ready.first(), fixture.answer(true));
+    QVERIFY(RawDatabase(fixture.pair.databasePath()).fileRow(fixture.id, kName).isEmpty());
+}
+
+void TestSyncManagerFileReady::countersFollow()
+{
+    Fixture fixture;
+    QVERIFY(fixture.pair.distant().write(kName, "distant"));
+    int doneAtTheAnswer = -1;
+    connect(fixture.manager.get(), &VornSyncManager::fileReady, this,
+            [&] { doneAtTheAnswer = fixture.manager->doneCount(); });
+    fixture.ask();
+    QVERIFY(fixture.ready.wait(kWaitMs));
+    QCOMPARE(doneAtTheAnswer, 1);
 }
 
 void TestSyncManagerFileReady::copyThatFails()

@@ -3,6 +3,7 @@
 #include "vorn_sync_files.h"
 #include "vorn_sync_log.h"
 #include "vorn_sync_manager.h"
+#include "vorn_sync_times.h"
 #include "vorn_utilities.h"
 
 #include <QCoreApplication>
@@ -578,8 +579,11 @@ void VornSyncManagerPrivate::onFileReadyTaskDone(pVornSyncTask task, bool succes
     const int directoryId = m_fileReadyDirectoryId;
     endFileReadyCopy();
     if (success) {
-        recordFileReady(path, directoryId);
-        return answerFileReady(path, QFileInfo::exists(path));
+        const QPointer<VornSyncManagerPrivate> self(this);
+        recordFileReady(*task, path, directoryId);
+        if (self)
+            answerFileReady(path, QFileInfo::exists(path));
+        return;
     }
     VORN_SYNC_TRACE(kTag, "onFileReadyTaskDone", QStringLiteral("ERROR: Copy task failed for: ") + path);
     if (!task->errorMessages().isEmpty())
@@ -588,18 +592,19 @@ void VornSyncManagerPrivate::onFileReadyTaskDone(pVornSyncTask task, bool succes
     answerFileReady(path, false);
 }
 
-void VornSyncManagerPrivate::recordFileReady(const QString& path, int directoryId)
+// Records what was copied: the distant file as it was when the copy began. A version that came since is newer,
+// and a local file that was changed since is not up to date.
+void VornSyncManagerPrivate::recordFileReady(const VornSyncTask& task, const QString& path, int directoryId)
 {
     const QFileInfo local(path);
-    if (directoryId < 0 || !local.exists())
+    if (directoryId < 0 || !local.exists() || local.size() != task.sourceSizeAtStart())
         return;
-    const QString distantDirectory = m_database->getDirectoryDistantPath(directoryId);
-    if (distantDirectory.isEmpty()) // removed meanwhile
+    if (m_database->getDirectoryDistantPath(directoryId).isEmpty()) // removed meanwhile
         return;
-    const QFileInfo distant(distantDirectory + QLatin1Char('/') + local.fileName());
     m_database->recordFileSync(directoryId, local.fileName(), local.size(), local.lastModified().toUTC(),
-                               distant.lastModified().toUTC());
+                               VornSyncTimes::fromSecs(task.sourceLmdSecsAtStart()));
     VORN_SYNC_TRACE(kTag, "onFileReadyTaskDone", QStringLiteral("Sync DB updated for: ") + local.fileName());
+    refreshDatabaseCounters();
 }
 
 void VornSyncManagerPrivate::onFileReadyTimeout()

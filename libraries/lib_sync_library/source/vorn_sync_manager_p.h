@@ -117,7 +117,7 @@ private:
     void reloadErrorFiles();
 
     void startFileReadyCopy(const FileReadyRequest& request, const VornSyncFileReadyPlan& plan);
-    void recordFileReady(const QString& path, int directoryId);
+    void recordFileReady(const VornSyncTask& task, const QString& path, int directoryId);
     void reportFileReadyTimeout(const QString& path);
     void endFileReadyCopy();
     void answerFileReady(const QString& path, bool found);
