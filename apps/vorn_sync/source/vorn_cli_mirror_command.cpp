@@ -112,7 +112,9 @@ int VornCliMirrorCommand::addPairs(VornCliSession* session)
     const QVector<VornCliPair> remembered = m_pairList->pairs();
     QVector<VornCliPair> named = m_options.pairs();
     QStringList taken;
-    for (const VornCliPair& pair : remembered + named)
+    for (const VornCliPair& pair : remembered)
+        taken.append(pair.alias);
+    for (const VornCliPair& pair : qAsConst(named))
         taken.append(pair.alias);
     for (VornCliPair& pair : named) {
         const int chosen = chooseAlias(*session, &taken, &pair);
@@ -199,16 +201,11 @@ int VornCliMirrorCommand::runOnce(VornCliSession* session)
                      [&] { end(settler.summary(VornCliOutcome::Interrupted)); });
     if (!session->start(true))
         return fail(kExitStateUnusable, VornCliMessages::stateFailed(m_state->path()));
-    bool probeFailed = false;
-    QObject::connect(session->probe(), &VornCliCycleProbe::failed, &settler, [&] {
-        probeFailed = true;
-        QCoreApplication::quit();
-    });
     settler.begin();
     QCoreApplication::exec();
 
     session->close();
-    if (probeFailed)
+    if (settler.hasStateFailed())
         return fail(kExitStateUnusable, VornCliMessages::stateFailed(m_state->path()));
     m_output->finished(summary);
     switch (summary.outcome) {

@@ -65,6 +65,7 @@ void VornCliSettler::begin()
     m_quiet.start();
     connect(m_session.probe(), &VornCliCycleProbe::ready, this, &VornCliSettler::startNextRound);
     connect(m_session.probe(), &VornCliCycleProbe::cycleEnded, this, &VornCliSettler::onCycleEnded);
+    connect(m_session.probe(), &VornCliCycleProbe::failed, this, &VornCliSettler::giveUpState);
     // Errors of an earlier run: they count only once they were tried again in this one.
     const QVector<VornCliFileError> errors = m_session.errors();
     for (const VornCliFileError& error : errors)
@@ -166,7 +167,7 @@ void VornCliSettler::restart()
     m_cyclesEnded = 0;
     onActivity();
     if (!m_session.restart())
-        finish({}, m_session.lastTexts());
+        giveUpState();
 }
 
 void VornCliSettler::examine()
@@ -234,7 +235,7 @@ void VornCliSettler::startNextRound()
     m_session.probe()->requestCycle();
 }
 
-void VornCliSettler::finish(const States& states, const QStringList& failures)
+void VornCliSettler::finish(const States& states)
 {
     m_isFinished = true;
     VornCliSummary result = summary(VornCliOutcome::UpToDate);
@@ -244,7 +245,7 @@ void VornCliSettler::finish(const States& states, const QStringList& failures)
         for (const VornCliFileKey& key : waiting)
             result.errors.append(m_failed.value(key));
     }
-    result.remarks = failures + remarks(states);
+    result.remarks = remarks(states);
     for (const VornCliPairState& state : states) {
         if (state.unrepresentable > 0)
             result.notes.append(VornCliMessages::namesSkipped(state.pair, state.unrepresentable));
@@ -265,6 +266,13 @@ VornCliKnownErrors VornCliSettler::knownErrors() const
             known.before.insert(it.key());
     }
     return known;
+}
+
+void VornCliSettler::giveUpState()
+{
+    m_isFinished = true;
+    m_hasStateFailed = true;
+    emit settled(summary(VornCliOutcome::NotUpToDate));
 }
 
 int VornCliSettler::unconfirmed(const States& states) const

@@ -32,6 +32,9 @@ public:
     // Errors as far as they are known now, also those whose next try waits for a time-out.
     VornCliSummary summary(VornCliOutcome outcome) const;
 
+    // After settled(): the state directory could not be worked in, so nothing is known.
+    bool hasStateFailed() const { return m_hasStateFailed; }
+
 signals:
     void settled(const VornCliSummary& summary);
 
@@ -50,7 +53,8 @@ private:
     bool needsRestart() const;
     void restart();
     void startNextRound();
-    void finish(const States& states, const QStringList& failures = QStringList());
+    void finish(const States& states);
+    void giveUpState();
     VornCliFileError errorOf(const VornCliFileKey& key) const;
     VornCliKnownErrors knownErrors() const;
     int unconfirmed(const States& states) const;
@@ -71,4 +75,5 @@ private:
     int m_generation = 0; // counts activities, to tell a stale examination
     bool m_isExamining = false;
     bool m_isFinished = false;
+    bool m_hasStateFailed = false;
 };

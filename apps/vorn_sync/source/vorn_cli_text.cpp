@@ -55,7 +55,8 @@ QString printable(const QString& text)
 {
     QString result;
     result.reserve(text.size());
-    for (const uint character : text.toUcs4()) {
+    const QVector<uint> characters = text.toUcs4();
+    for (const uint character : characters) {
         if (mustBeEscaped(character))
             result += escape(character);
         else
@@ -80,7 +81,8 @@ QString clipped(const QString& text, int columns)
 {
     QString result;
     int used = 0;
-    for (const uint character : text.toUcs4()) {
+    const QVector<uint> characters = text.toUcs4();
+    for (const uint character : characters) {
         used += columnsOf(character);
         if (used > columns)
             break;
@@ -92,7 +94,8 @@ QString clipped(const QString& text, int columns)
 int columns(const QString& text)
 {
     int used = 0;
-    for (const uint character : text.toUcs4())
+    const QVector<uint> characters = text.toUcs4();
+    for (const uint character : characters)
         used += columnsOf(character);
     return used;
 }
