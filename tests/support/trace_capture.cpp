@@ -41,20 +41,27 @@ TraceCapture::~TraceCapture()
 
 QStringList TraceCapture::debugLines() const
 {
-    QMutexLocker lock(&m_mutex);
-    return m_debugLines;
+    return ownCopy(m_debugLines);
 }
 
 QStringList TraceCapture::warnings() const
 {
-    QMutexLocker lock(&m_mutex);
-    return m_warnings;
+    return ownCopy(m_warnings);
 }
 
 QStringList TraceCapture::criticals() const
 {
+    return ownCopy(m_criticals);
+}
+
+// A list of its own for the reader. A shared one would be read outside the lock, and its last reader's letting
+// go is not ordered before the next append: the test of a Qt container for being shared is a relaxed load.
+QStringList TraceCapture::ownCopy(const QStringList& lines) const
+{
     QMutexLocker lock(&m_mutex);
-    return m_criticals;
+    QStringList copy = lines;
+    copy.detach();
+    return copy;
 }
 
 void TraceCapture::clear()

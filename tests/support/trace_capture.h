@@ -32,6 +32,7 @@ public:
     QStringList linesOf(const QString& tag) const;
 
 private:
+    QStringList ownCopy(const QStringList& lines) const;
     static void handleMessage(QtMsgType type, const QMessageLogContext& context, const QString& message);
     void add(QtMsgType type, const QString& message);
 
