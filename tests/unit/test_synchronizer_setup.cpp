@@ -3,11 +3,15 @@
 #include "wait.h"
 
 #include <QFile>
+#include <QMetaType>
 #include <QRegularExpression>
 #include <QTest>
 #include <QThread>
 
+#include <functional>
 #include <memory>
+
+Q_DECLARE_METATYPE(std::function<bool(VornSyncSynchronizer&)>)
 
 using namespace VornSyncTest;
 
@@ -694,8 +698,6 @@ void TestSynchronizerSetup::removedDirectory_losesItsTablesOnly()
     QVERIFY(!engine.sync().isRenameLocked(second, "x"_s));
     QVERIFY(engine.sync().isRenameLocked(engine.id(), "x"_s));
 }
-
-Q_DECLARE_METATYPE(std::function<bool(VornSyncSynchronizer&)>)
 
 QTEST_GUILESS_MAIN(TestSynchronizerSetup)
 #include "test_synchronizer_setup.moc"
