@@ -11,7 +11,9 @@
 #include <QThread>
 
 #include <cerrno>
+#include <functional>
 #include <memory>
+#include <utility>
 
 #include <sys/stat.h>
 
@@ -115,6 +117,7 @@ private slots:
     void startProcessing_lockTakenMeanwhile_data();
     void startProcessing_lockTakenMeanwhile();
     void startProcessing_statusChangedMeanwhile_yields();
+    void startProcessing_tombstonedUnderATakenLock_staysSo();
     void startProcessing_noCertainAnswer();
     void startProcessing_specialFile();
 };
@@ -744,6 +747,8 @@ void TestSynchronizerPass::temporaryFileOfACopy_isNotSent()
     QVERIFY(engine.distant().exists("qt_temp.ABCDEFG"_s));
     QVERIFY(engine.distant().exists("qt_temp.ABCD"_s));
     engine.forget();
+    engine.pass();
+    COMPARE_LINES(engine, passStart(1), passCounts(1, 2, 2, 3), passEnd(1));
     QVERIFY(!engine.sync().notifyLocalFileChanged(1, "qt_temp.ABCDEF"_s));
     COMPARE_LINES(engine, "notifyLocalFileChanged - Immediate copyToDistant for 'qt_temp.ABCDEF' (dirId=1)"_s,
                   "copyToDistant - 'qt_temp.ABCDEF' (dirId=1) is a temporary file of a copy; not sent"_s);
@@ -1283,6 +1288,44 @@ void TestSynchronizerPass::startProcessing_statusChangedMeanwhile_yields()
     QVERIFY(!engine.sync().startProcessing(1, "a.txt"_s, ceSfsPendingSync, localPresent));
     QCOMPARE(engine.state("a.txt"_s), "40/0"_s);
     COMPARE_NO_EVENTS(engine);
+}
+
+namespace {
+
+// Acts when the database has traced that it set a status: between the two looks at the lock.
+QtMessageHandler previousHandler = nullptr;
+std::function<void()> statusSetAction;
+
+void actOnStatusSet(QtMsgType type, const QMessageLogContext& context, const QString& message)
+{
+    if (message.contains("DB: setFileStatusIf"_s) && statusSetAction)
+        std::exchange(statusSetAction, nullptr)();
+    previousHandler(type, context, message);
+}
+
+} // namespace
+
+// The host locks the name and tombstones the file in one breath: the start yields to both.
+void TestSynchronizerPass::startProcessing_tombstonedUnderATakenLock_staysSo()
+{
+    if (!traceLinesBuiltIn())
+        QSKIP("built without trace lines");
+    Engine engine;
+    QVERIFY(engine.start());
+    QVERIFY(engine.send("a.txt"_s, "x"));
+    bool isLocked = false;
+    bool isDeleted = false;
+    statusSetAction = [&] {
+        isLocked = engine.sync().lockRename(1, "a.txt"_s, "b.txt"_s);
+        isDeleted = engine.database().setFileDeleted(1, "a.txt"_s);
+    };
+    previousHandler = qInstallMessageHandler(actOnStatusSet);
+    bool localPresent = false;
+    const bool isStarted = engine.sync().startProcessing(1, "a.txt"_s, ceSfsPendingSync, localPresent);
+    qInstallMessageHandler(previousHandler);
+    QVERIFY(isLocked && isDeleted);
+    QVERIFY(!isStarted);
+    QCOMPARE(engine.state("a.txt"_s), "40/0"_s);
 }
 
 void TestSynchronizerPass::startProcessing_noCertainAnswer()

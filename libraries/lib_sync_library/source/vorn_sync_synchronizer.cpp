@@ -655,7 +655,9 @@ bool VornSyncSynchronizer::startProcessing(int directoryId, const QString& fileN
     // A rename that took the name meanwhile looks at the status after it has the lock; one of both yields.
     if (isRenameLocked(directoryId, fileName)) {
         traceLocked();
-        restoreStatus(directoryId, fileName, hadRow, status, errorCode);
+        // What the host set meanwhile is its word, and stays.
+        if (db()->getFileStatus(directoryId, fileName) == targetStatus)
+            restoreStatus(directoryId, fileName, hadRow, status, errorCode);
         return false;
     }
     return true;
