@@ -15,7 +15,10 @@
 #include <memory>
 #include <utility>
 
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 using namespace VornSyncTest;
 
@@ -29,6 +32,17 @@ const QString kSkipScan = QStringLiteral(
 [[nodiscard]] bool makeFifo(const QString& path)
 {
     return ::mkfifo(QFile::encodeName(path).constData(), 0600) == 0;
+}
+
+[[nodiscard]] bool makeSocket(const QString& path)
+{
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    qstrncpy(address.sun_path, QFile::encodeName(path).constData(), sizeof(address.sun_path));
+    const int handle = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    const bool ok = ::bind(handle, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
+    ::close(handle);
+    return ok;
 }
 
 // Ways in which the distant side can be away.
@@ -939,7 +953,7 @@ void TestSynchronizerPass::hiddenNewFile_isNotSent()
 void TestSynchronizerPass::specialFileInThePlaceOfATrackedOne_data()
 {
     QTest::addColumn<QString>("kind");
-    for (const char* kind : {"fifo", "directory", "dangling link", "link to a directory"})
+    for (const char* kind : {"fifo", "socket", "directory", "dangling link", "link to a directory"})
         QTest::newRow(kind) << QString::fromLatin1(kind);
 }
 
@@ -954,6 +968,8 @@ void TestSynchronizerPass::specialFileInThePlaceOfATrackedOne()
     const QString path = engine.local().filePath("a.txt"_s);
     if (kind == "fifo"_s)
         QVERIFY(makeFifo(path));
+    else if (kind == "socket"_s)
+        QVERIFY(makeSocket(path));
     else if (kind == "directory"_s)
         QVERIFY(QDir().mkpath(path));
     else if (kind == "dangling link"_s)
