@@ -135,6 +135,8 @@ private slots:
     void startsAreAtLeastADelayApart();
     void unknownAliasInTheListIsSkipped();
     void startNeverRunsInsideTheCall();
+    void aSlotMayCallBackFromADatabaseError();
+    void aSlotMayWipeFromADatabaseError();
     void pauseAndResume();
     void pauseTwice();
     void resumeWithoutPause();
@@ -581,6 +583,43 @@ void TestSyncManagerDirectories::startNeverRunsInsideTheCall()
     QCoreApplication::processEvents();
     QVERIFY(Access::pendingStarts(*fixture.manager).isEmpty());
     QVERIFY(fixture.isAvailable(a()));
+}
+
+void TestSyncManagerDirectories::aSlotMayCallBackFromADatabaseError()
+{
+    Fixture fixture;
+    QVERIFY(fixture.addSuspended(a()));
+    QVERIFY(fixture.raw.exec(QStringLiteral("DROP TABLE directories")));
+    fixture.takeErrors();
+    int calls = 0;
+    connect(fixture.manager.get(), &VornSyncManager::errorOccurred, this, [&] {
+        ++calls;
+        fixture.manager->setDirectoryAvailability(b(), true);
+    });
+    // Each of these meets the error while it deals with the waiting list.
+    fixture.manager->setDirectoryAvailability(a(), false);
+    QVERIFY(calls > 0);
+    const int before = calls;
+    QVERIFY(fixture.fireStartTimer());
+    QVERIFY(calls > before);
+    QCOMPARE(Access::pendingStarts(*fixture.manager), QStringList{b()});
+    QVERIFY(Access::startTimer(*fixture.manager)->isActive());
+}
+
+void TestSyncManagerDirectories::aSlotMayWipeFromADatabaseError()
+{
+    Fixture fixture;
+    QVERIFY(fixture.addSuspended(a()));
+    QVERIFY(fixture.raw.exec(QStringLiteral("DROP TABLE directories")));
+    int wiped = 0;
+    connect(fixture.manager.get(), &VornSyncManager::errorOccurred, this, [&](const QString& message) {
+        if (wiped == 0 && message.contains(QLatin1String("no such table")))
+            wiped = fixture.manager->wipeSyncDatabaseFile() ? 1 : -1;
+    });
+    QVERIFY(!fixture.manager->isAliasDirectorySynchronised(a()));
+    QCOMPARE(wiped, 1);
+    QVERIFY(fixture.add(a()));
+    QVERIFY(fixture.manager->isAliasDirectorySynchronised(a()));
 }
 
 void TestSyncManagerDirectories::pauseAndResume()
