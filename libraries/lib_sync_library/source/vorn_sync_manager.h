@@ -209,7 +209,8 @@ public:
 
     //! Locks both names for a rename that the host is about to do in the local directory; while locked no
     //! pass touches either. True: rename the local file, then call commitRename(), or abortRename() if it
-    //! failed. False: an operation on the file runs, or the names are unusable; try again later.
+    //! failed. False: an operation on the file runs, the names are unusable, or the manager was created this
+    //! very moment and its synchronizer has not begun yet; try again later.
     Q_INVOKABLE bool lockForRename(const QString& aliasName, const QString& oldFileName,
                                    const QString& newFileName);
     //! The locked rename was done locally: carries it to the distant side and releases the lock.
