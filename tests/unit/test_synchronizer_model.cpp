@@ -228,9 +228,9 @@ QString Story::end()
 QString Story::differences()
 {
     const QStringList names = m_engine.local().names();
-    if (names != QStringList(m_local.keys()))
-        return "local files are '%1', not '%2'"_s.arg(names.join("', '"_s),
-                                                      QStringList(m_local.keys()).join("', '"_s));
+    const QStringList expected = m_local.keys();
+    if (names != expected)
+        return "local files are '%1', not '%2'"_s.arg(names.join("', '"_s), expected.join("', '"_s));
     for (const QString& name : names) {
         if (m_engine.local().read(name) != m_local.value(name))
             return "'%1' has another content locally"_s.arg(name);
