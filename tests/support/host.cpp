@@ -218,8 +218,15 @@ int Host::status(const QString& fileName, const QString& alias)
 bool Host::awaitCycles(int count, int timeoutMs)
 {
     // One pass over the empty pair begins the span and one ends it; its start timer may add one of its own.
-    const int wanted = m_cycleWatch.count() + count + 2;
-    return waitFor([&] { return m_cycleWatch.count() >= wanted; }, timeoutMs);
+    const int last = m_cycleWatch.count() + count + 2;
+    while (m_cycleWatch.count() < last) {
+        const int seen = m_cycleWatch.count();
+        if (m_options.syncIntervalMs >= kNoCyclesMs)
+            m_manager->requestSync();
+        if (!waitFor([&] { return m_cycleWatch.count() > seen; }, timeoutMs))
+            return false;
+    }
+    return true;
 }
 
 QString Host::settle(int timeoutMs)

@@ -17,6 +17,9 @@
 
 namespace VornSyncTest {
 
+// A cycle never comes by itself: a test that awaits one asks for it.
+constexpr int kNoCyclesMs = 600000;
+
 struct HostOptions
 {
     int syncIntervalMs = 100; // several cycles a second
@@ -90,14 +93,14 @@ public:
     void expectErrors(const QString& part) { m_expectedErrors << part; }
     void expectCriticals() { m_areCriticalsExpected = true; }
     void expectWarnings() { m_areWarningsExpected = true; }
-    // Every "<file name>/<error code>" that was ever listed in error, in the order of appearance. An error that
-    // is retried by itself is listed for one cycle only.
+    // Every "<file name>/<error code>" that was ever listed in error, in the order of appearance. An error that is
+    // retried by itself is listed until the next cycle only, and may never be seen where they follow closely.
     QStringList seenErrorFiles() const { return m_seenErrorFiles; }
     TraceCapture& trace() { return m_trace; }
 
     // --- Waiting ---
 
-    // Complete cycles over all available pairs, begun and ended from now on.
+    // Complete cycles over all available pairs, begun and ended from now on. Asks for them where none comes by.
     [[nodiscard]] bool awaitCycles(int count, int timeoutMs = kWaitMs);
     // Until nothing runs or waits, every file is on the distant side and every row is as the disk. Empty, or
     // what was still open at the end.
