@@ -6,8 +6,8 @@
 set -euo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
-# shellcheck source=scripts/packages.sh
-. "$root/scripts/packages.sh"
+# shellcheck source=scripts/common.sh
+. "$root/scripts/common.sh"
 cd "$root"
 
 # shellcheck disable=SC2086 # lists of packages
@@ -17,7 +17,7 @@ cmake --preset coverage >/dev/null
 cmake --build --preset coverage --parallel "$(nproc)"
 say "running the tests"
 find build/coverage -name '*.gcda' -delete
-ctest --preset coverage --parallel "$(nproc)" "$@"
+ctest --preset coverage --parallel "$test_jobs" "$@"
 mkdir -p build/coverage/report
 say "reading the counters"
 gcovr --root "$root" --filter "$root/libraries/" --exclude '.*/build/.*' --exclude-unreachable-branches \

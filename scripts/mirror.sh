@@ -12,8 +12,8 @@ readonly sample_deadline_s=30
 export LC_ALL=C.UTF-8
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
-# shellcheck source=scripts/packages.sh
-. "$root/scripts/packages.sh"
+# shellcheck source=scripts/common.sh
+. "$root/scripts/common.sh"
 
 build() {
     # shellcheck disable=SC2086 # a list of packages

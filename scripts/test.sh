@@ -5,8 +5,8 @@
 set -euo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
-# shellcheck source=scripts/packages.sh
-. "$root/scripts/packages.sh"
+# shellcheck source=scripts/common.sh
+. "$root/scripts/common.sh"
 cd "$root"
 
 # shellcheck disable=SC2086 # lists of packages
@@ -16,4 +16,4 @@ cmake --preset dev
 say "building with $(nproc) processes"
 cmake --build --preset dev --parallel "$(nproc)"
 say "running the tests"
-exec ctest --preset dev --output-on-failure --parallel "$(nproc)" "$@"
+exec ctest --preset dev --output-on-failure --parallel "$test_jobs" "$@"

@@ -1,5 +1,6 @@
 # shellcheck shell=bash
-# Sourced by the other scripts: the Debian packages that each job needs, and how they are installed.
+# Sourced by the other scripts: the Debian packages that each job needs, how they are installed, and how they
+# say what they do.
 
 # What building and running the library and its command-line host takes.
 # shellcheck disable=SC2034 # used by the scripts that source this file
@@ -13,6 +14,12 @@ packages_ci="clang clang-format clang-tidy clang-tools clazy shellcheck file
     dpkg-dev make perl python3 libsqlite3-dev ca-certificates"
 # shellcheck disable=SC2034
 packages_coverage="gcovr"
+# shellcheck disable=SC2034
+packages_benchmark="libbenchmark-dev"
+
+# Most tests wait for timers most of the time: more of them than cores may run at once.
+# shellcheck disable=SC2034
+test_jobs=$((2 * $(nproc)))
 
 as_root() {
     if [ "$(id -u)" -eq 0 ]; then
