@@ -141,17 +141,18 @@ bool VornSyncDatabase::initialize()
 
 bool VornSyncDatabase::reset()
 {
-    const bool isReset = resetFile();
+    // The other threads' statements wait until the tables are there again.
+    bool isInitialized = false;
+    const bool isReset = resetFile([&] { isInitialized = initialize(); });
     m_changes.noteAll();
     if (!isReset) {
         VORN_SYNC_TRACE(kTag, "reset", QStringLiteral("Failed to remove the sync database file"));
         return false;
     }
-    const bool done = initialize();
     VORN_SYNC_TRACE(kTag, "reset",
-                    done ? QStringLiteral("Sync database file deleted and recreated empty")
-                         : QStringLiteral("Failed to recreate empty sync database schema"));
-    return done;
+                    isInitialized ? QStringLiteral("Sync database file deleted and recreated empty")
+                                  : QStringLiteral("Failed to recreate empty sync database schema"));
+    return isInitialized;
 }
 
 // --- Directories ----------------------------------------------------------------------------------------

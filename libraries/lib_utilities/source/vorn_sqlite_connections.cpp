@@ -88,7 +88,8 @@ void VornSqliteConnections::onThreadFinished(QThread* thread)
 
 // --- Closing on all threads -----------------------------------------------------------------------------
 
-bool VornSqliteConnections::reset(VornSqliteConnection& own, const std::function<bool()>& remove)
+bool VornSqliteConnections::reset(VornSqliteConnection& own, const std::function<bool()>& remove,
+                                  const std::function<void()>& prepare)
 {
     QThread* self = QThread::currentThread();
     QMutexLocker lock(&m_mutex);
@@ -110,6 +111,9 @@ bool VornSqliteConnections::reset(VornSqliteConnection& own, const std::function
     lock.unlock();
     const bool isRemoved = remove();
     const bool isOpen = own.open();
+    // Its statements nest in the caller's stay inside the gate.
+    if (isRemoved && isOpen && prepare)
+        prepare();
     lock.relock();
 
     m_resetter = nullptr;

@@ -28,8 +28,10 @@ public:
     // Leaves the gate. Of the outermost: gives the errors to be reported, now that nothing is held.
     QStringList leave(VornSqliteConnection& connection);
 
-    // Runs `remove` while no thread has the file open, and opens it again on the calling thread.
-    bool reset(VornSqliteConnection& own, const std::function<bool()>& remove);
+    // Runs `remove` while no thread has the file open, opens it again on the calling thread, and runs `prepare`
+    // before any other thread may use it.
+    bool reset(VornSqliteConnection& own, const std::function<bool()>& remove,
+               const std::function<void()>& prepare);
 
     // Closes all connections, those of other threads on their threads where these answer.
     void closeAll();

@@ -115,14 +115,14 @@ bool VornSqliteDatabase::forEachRow(const QString& sql, const QVariantList& valu
 
 // --- Reset ----------------------------------------------------------------------------------------------
 
-bool VornSqliteDatabase::resetFile()
+bool VornSqliteDatabase::resetFile(const std::function<void()>& prepare)
 {
     const Use use(*this);
     if (use.connection.useDepth > 1) {
         use.connection.addError(QStringLiteral("The file can't be reset inside a transaction"));
         return false;
     }
-    return m_connections->reset(use.connection, [this] { return removeFiles(); });
+    return m_connections->reset(use.connection, [this] { return removeFiles(); }, prepare);
 }
 
 // The database before what belongs to it: a "-wal" deleted first would take committed rows with it if the

@@ -55,8 +55,9 @@ public:
     // Closes the file on every thread, deletes it with what SQLite keeps beside it ("-wal", "-shm",
     // "-journal"), opens a new empty one. Waits for running statements and lets none start meanwhile; other
     // threads go on with the new file. False when the file could not be removed (it is then open again as it
-    // was), when the new one can't be opened, and inside a transaction of the calling thread.
-    bool resetFile();
+    // was), when the new one can't be opened, and inside a transaction of the calling thread. `prepare` runs
+    // on the new file before any other thread's statement.
+    bool resetFile(const std::function<void()>& prepare = nullptr);
 
     // True for a version text ("3.40.1") that has all that the statements need: 3.24 or later.
     static bool isSupportedSqliteVersion(const QString& version);
