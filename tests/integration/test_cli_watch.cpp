@@ -36,6 +36,19 @@ struct RunningMirror
             world.environment());
     }
 
+    // From a shell that ignores a signal, as scripts do for what they run in the background.
+    bool startIgnoring(const QString& signalName)
+    {
+        const QString command = QStringLiteral("trap '' %1; exec \"$0\" \"$@\"").arg(signalName);
+        world.makeDirectory(QStringLiteral("distant"));
+        return process.start(
+                   QStringLiteral("sh"),
+                   QStringList{QStringLiteral("-c"), command, QStringLiteral(VORN_SYNC_PROGRAM)} +
+                       world.mirrorArguments({QStringLiteral("--watch"), local.path(), distant.path()}),
+                   world.environment()) &&
+               process.waitForOut("Pair local:");
+    }
+
     // Until the pass at the start is over: its file has arrived.
     bool startAndSettle(const QStringList& options)
     {
@@ -70,6 +83,8 @@ private slots:
     void distantDirectoryThatGoesAndComesBack();
     void endsOnSignal_data();
     void endsOnSignal();
+    void endsOnSigintInTheBackgroundOfAScript();
+    void hangupIsLeftToNohup();
     void listsErrorsAtTheEnd();
 };
 
@@ -227,6 +242,27 @@ void TestCliWatch::endsOnSignal()
     QVERIFY2(result.hasEnded && result.exitCode == 0, qPrintable(result.words()));
     QVERIFY2(result.out.endsWith("Stopped: 1 file is up to date.\n"), qPrintable(result.words()));
     QVERIFY(!Side(mirror.world.statePath()).exists(QStringLiteral("lock")));
+}
+
+void TestCliWatch::endsOnSigintInTheBackgroundOfAScript()
+{
+    RunningMirror mirror;
+    QVERIFY(mirror.startIgnoring(QStringLiteral("INT")));
+    QVERIFY(mirror.process.sendSignal(SIGINT));
+    const CliResult result = mirror.process.waitForEnd();
+    QVERIFY2(result.hasEnded && result.exitCode == 0, qPrintable(result.words()));
+}
+
+void TestCliWatch::hangupIsLeftToNohup()
+{
+    RunningMirror mirror;
+    QVERIFY(mirror.startIgnoring(QStringLiteral("HUP")));
+    QVERIFY(mirror.process.sendSignal(SIGHUP));
+    QVERIFY(mirror.local.write(QStringLiteral("after"), "after"));
+    QVERIFY(mirror.process.waitForOut("copied local/after\n"));
+    QVERIFY(mirror.process.sendSignal(SIGTERM));
+    const CliResult result = mirror.process.waitForEnd();
+    QVERIFY2(result.hasEnded && result.exitCode == 0, qPrintable(result.words()));
 }
 
 void TestCliWatch::listsErrorsAtTheEnd()

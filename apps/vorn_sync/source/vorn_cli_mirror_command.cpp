@@ -46,6 +46,8 @@ const VornCliPair* byLocal(const QVector<VornCliPair>& pairs, const QString& loc
 
 } // namespace
 
+VornCliMirrorCommand::VornCliMirrorCommand() = default;
+
 VornCliMirrorCommand::~VornCliMirrorCommand() = default;
 
 int VornCliMirrorCommand::run(const QStringList& arguments)
@@ -70,6 +72,7 @@ int VornCliMirrorCommand::mirror()
     if (opened != kExitOk)
         return opened;
 
+    m_signalWatcher = std::make_unique<VornCliSignalWatcher>();
     m_output = createOutput();
     m_output->started(m_state->path());
     VornCliSession session(m_options, *m_state, *m_output);
@@ -189,7 +192,6 @@ int VornCliMirrorCommand::chooseAlias(const VornCliSession& session, QStringList
 
 int VornCliMirrorCommand::runOnce(VornCliSession* session)
 {
-    VornCliSignalWatcher signalWatcher;
     VornCliSettler settler(*session, m_options.exclusions());
     VornCliSummary summary;
     const auto end = [&summary](const VornCliSummary& result) {
@@ -197,7 +199,7 @@ int VornCliMirrorCommand::runOnce(VornCliSession* session)
         QCoreApplication::quit();
     };
     QObject::connect(&settler, &VornCliSettler::settled, &settler, end);
-    QObject::connect(&signalWatcher, &VornCliSignalWatcher::caught, &settler,
+    QObject::connect(m_signalWatcher.get(), &VornCliSignalWatcher::caught, &settler,
                      [&] { end(settler.summary(VornCliOutcome::Interrupted)); });
     if (!session->start(true))
         return fail(kExitStateUnusable, VornCliMessages::stateFailed(m_state->path()));
@@ -217,13 +219,12 @@ int VornCliMirrorCommand::runOnce(VornCliSession* session)
     case VornCliOutcome::Interrupted:
         break;
     }
-    return kExitSignalBase + signalWatcher.signalNumber();
+    return kExitSignalBase + m_signalWatcher->signalNumber();
 }
 
 int VornCliMirrorCommand::runUntilSignal(VornCliSession* session)
 {
-    VornCliSignalWatcher signalWatcher;
-    QObject::connect(&signalWatcher, &VornCliSignalWatcher::caught, QCoreApplication::instance(),
+    QObject::connect(m_signalWatcher.get(), &VornCliSignalWatcher::caught, QCoreApplication::instance(),
                      &QCoreApplication::quit);
     session->start(false);
     QCoreApplication::exec();

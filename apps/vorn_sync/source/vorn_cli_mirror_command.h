@@ -8,6 +8,7 @@
 #include <memory>
 
 class VornCliSession;
+class VornCliSignalWatcher;
 
 // "vorn_sync mirror": registers pairs and keeps them mirrored. Lives on the host's thread.
 class VornCliMirrorCommand
@@ -15,7 +16,7 @@ class VornCliMirrorCommand
     Q_DISABLE_COPY_MOVE(VornCliMirrorCommand)
 
 public:
-    VornCliMirrorCommand() = default;
+    VornCliMirrorCommand();
     ~VornCliMirrorCommand();
 
     // `arguments` are the program's name and what follows the command's name. Gives the exit code.
@@ -35,4 +36,5 @@ private:
     std::unique_ptr<VornCliStateDirectory> m_state;
     std::unique_ptr<VornCliPairList> m_pairList;
     std::unique_ptr<VornCliOutput> m_output;
+    std::unique_ptr<VornCliSignalWatcher> m_signalWatcher;
 };

@@ -36,7 +36,7 @@ VornCliSignalWatcher::VornCliSignalWatcher(QObject* parent)
     for (const int number : kSignals) {
         struct sigaction old = {};
         ::sigaction(number, nullptr, &old);
-        if (old.sa_handler == SIG_IGN) // nohup, or the background of a script: it stays ignored
+        if (number == SIGHUP && old.sa_handler == SIG_IGN) // nohup
             continue;
         struct sigaction action = {};
         action.sa_handler = onSignal;
