@@ -200,7 +200,7 @@ int VornCliMirrorCommand::runOnce(VornCliSession* session)
     };
     QObject::connect(&settler, &VornCliSettler::settled, &settler, end);
     QObject::connect(m_signalWatcher.get(), &VornCliSignalWatcher::caught, &settler,
-                     [&] { end(settler.summary(VornCliOutcome::Interrupted)); });
+                     [end, from = &settler] { end(from->summary(VornCliOutcome::Interrupted)); });
     if (!session->start(true))
         return fail(kExitStateUnusable, VornCliMessages::stateFailed(m_state->path()));
     settler.begin();
