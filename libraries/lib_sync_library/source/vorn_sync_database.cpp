@@ -145,6 +145,7 @@ bool VornSyncDatabase::reset()
     bool isInitialized = false;
     const bool isReset = resetFile([&] { isInitialized = initialize(); });
     m_changes.noteAll();
+    ++m_directoriesVersion;
     if (!isReset) {
         VORN_SYNC_TRACE(kTag, "reset", QStringLiteral("Failed to remove the sync database file"));
         return false;
@@ -227,14 +228,14 @@ int VornSyncDatabase::getDirectoryIdByDistantPath(const QString& distantPath)
     return getDirectoryIdByField(DistantPath, distantPath);
 }
 
-QString VornSyncDatabase::getDirectoryField(int directoryId, DirectoryField field)
+QString VornSyncDatabase::getDirectoryField(int directoryId, DirectoryField field, bool* succeeded)
 {
     QVariantList texts;
-    if (!executeQuery(texts, QStringLiteral("SELECT %1 FROM directories WHERE id = ?").arg(columnName(field)),
-                      {directoryId}) ||
-        texts.size() != 1)
-        return QString();
-    return texts.first().toString();
+    const bool done =
+        executeQuery(texts, QStringLiteral("SELECT %1 FROM directories WHERE id = ?").arg(columnName(field)),
+                     {directoryId});
+    set(succeeded, done);
+    return done && texts.size() == 1 ? texts.first().toString() : QString();
 }
 
 QString VornSyncDatabase::getDirectoryAlias(int directoryId)
@@ -284,6 +285,7 @@ bool VornSyncDatabase::deleteDirectory(int directoryId)
 {
     const bool done = executeQuery(QStringLiteral("DELETE FROM directories WHERE id = ?"), {directoryId});
     m_changes.noteAll();
+    ++m_directoriesVersion;
     return done;
 }
 
@@ -323,16 +325,16 @@ int VornSyncDatabase::getFileStatus(int directoryId, const QString& fileName, bo
     return isFound ? values.first().toInt() : int(ceSfsUnknown);
 }
 
-int VornSyncDatabase::getFileErrorCode(int directoryId, const QString& fileName)
+int VornSyncDatabase::getFileErrorCode(int directoryId, const QString& fileName, bool* succeeded)
 {
     QVariantList values;
-    if (!executeQuery(values,
-                      QStringLiteral("SELECT error_code FROM file_tracking WHERE file_name = ? AND "
-                                     "directories_id = ?"),
-                      fileKey(fileName, directoryId)) ||
-        values.size() != 1)
-        return ceSecNone;
-    return values.first().toInt();
+    const bool done =
+        executeQuery(values,
+                     QStringLiteral("SELECT error_code FROM file_tracking WHERE file_name = ? AND "
+                                    "directories_id = ?"),
+                     fileKey(fileName, directoryId));
+    set(succeeded, done);
+    return done && values.size() == 1 ? values.first().toInt() : int(ceSecNone);
 }
 
 bool VornSyncDatabase::setFileStatus(int directoryId, const QString& fileName, int status, int errorCode)
@@ -521,8 +523,13 @@ VornSyncDatabase::Recorded VornSyncDatabase::record(int directoryId, const QStri
                              QString::number(directoryId), doneText(isRecorded && isCommitted)));
     m_changes.note(directoryId, fileName);
     // What undid the transaction undid the error in it too.
-    if (!isCommitted)
+    if (!isCommitted && !isWanted) {
         setFileStatus(directoryId, fileName, ceSfsError, ceSecUnknown);
+    } else if (!isCommitted) {
+        const int status = getFileStatus(directoryId, fileName);
+        if (isWanted(status))
+            setFileErrorIf(directoryId, fileName, status, ceSecUnknown);
+    }
     return isRecorded && isCommitted ? Recorded::Yes : Recorded::No;
 }
 

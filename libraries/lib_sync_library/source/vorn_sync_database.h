@@ -10,6 +10,7 @@
 #include <QSet>
 #include <QVector>
 
+#include <atomic>
 #include <functional>
 
 struct VornSyncComparison;
@@ -63,7 +64,8 @@ public:
     int getDirectoryIdByField(DirectoryField field, const QString& value);
     int getDirectoryIdByLocalPath(const QString& localPath);
     int getDirectoryIdByDistantPath(const QString& distantPath);
-    QString getDirectoryField(int directoryId, DirectoryField field);
+    // `succeeded` is false when the statement failed: an empty text then says nothing.
+    QString getDirectoryField(int directoryId, DirectoryField field, bool* succeeded = nullptr);
     QString getDirectoryAlias(int directoryId);
     QString getDirectoryLocalPath(int directoryId);
     QString getDirectoryDistantPath(int directoryId);
@@ -71,13 +73,16 @@ public:
     QList<int> getDirectoryIds(bool availableOnly);
     QStringList getDirectoryLocalPaths(bool availableOnly);
     bool deleteDirectory(int directoryId);
+    // Another number after every removal of a directory and every reset: ids and paths that were read before
+    // may mean nothing any more, or something else.
+    int directoriesVersion() const { return m_directoriesVersion; }
     bool setDirectoryUnavailable(int directoryId);
     bool setDirectoryAvailable(int directoryId);
 
     // --- One file ---
 
     int getFileStatus(int directoryId, const QString& fileName, bool* found = nullptr);
-    int getFileErrorCode(int directoryId, const QString& fileName);
+    int getFileErrorCode(int directoryId, const QString& fileName, bool* succeeded = nullptr);
     // ceSfsError is added to the status that the row has; any other status is stored as it is, without an
     // error code. A missing row is created.
     bool setFileStatus(int directoryId, const QString& fileName, int status, int errorCode);
@@ -202,4 +207,5 @@ private:
     void traceFile(const char* method, int directoryId, const QString& fileName, bool done);
 
     VornSyncRowChanges m_changes;
+    std::atomic<int> m_directoriesVersion{0};
 };

@@ -3,6 +3,7 @@
 #include "vorn_sync_directory_listing.h"
 
 #include <QDebug>
+#include <QFileInfo>
 
 #include <algorithm>
 
@@ -30,15 +31,16 @@ bool VornSyncExclusions::matches(const QString& fileName) const
                        [&fileName](const QRegularExpression& e) { return e.match(fileName).hasMatch(); });
 }
 
-QStringList VornSyncExclusions::matchingNames(const QString& directoryPath) const
+bool VornSyncExclusions::hasSideCarBeside(const QString& filePath) const
 {
-    QStringList names;
-    VornSyncDirectoryListing::read(directoryPath, [&](const VornSyncDirectoryListing::Entry& entry) {
-        if (entry.isPlainFile && !entry.isHidden && matches(entry.name))
-            names.append(entry.name);
+    const QFileInfo file(filePath);
+    const QString fileName = file.fileName();
+    bool hasSideCar = false;
+    VornSyncDirectoryListing::read(file.path(), [&](const VornSyncDirectoryListing::Entry& entry) {
+        hasSideCar = hasSideCar || (entry.isPlainFile && !entry.isHidden && entry.name.startsWith(fileName) &&
+                                    entry.name != fileName && matches(entry.name));
     });
-    names.sort();
-    return names;
+    return hasSideCar;
 }
 
 // Sorted names that begin with the file's name stand together, from the name itself on.

@@ -16,8 +16,8 @@ public:
     bool isEmpty() const { return exclusionPatterns.isEmpty(); }
     bool matches(const QString& fileName) const;
 
-    // The plain files of a directory that match, hidden ones left out, sorted.
-    QStringList matchingNames(const QString& directoryPath) const;
+    // Lists the directory of one file for a side-car of it.
+    bool hasSideCarBeside(const QString& filePath) const;
 
     // True when one of `sortedNames`, other than the file's own, begins with the file's name: "data.db-wal"
     // says that "data.db" is being written.

@@ -1,5 +1,14 @@
 #include "vorn_sync_flight_table.h"
 
+void VornSyncFlightTable::setStarting(const VornSyncFileKey& key, bool isStarting)
+{
+    QMutexLocker locker(&inFlightMutex);
+    if (isStarting)
+        m_starting.insert(key);
+    else
+        m_starting.remove(key);
+}
+
 void VornSyncFlightTable::begin(const VornSyncFileKey& key)
 {
     QMutexLocker locker(&inFlightMutex);
@@ -18,7 +27,7 @@ bool VornSyncFlightTable::end(const VornSyncFileKey& key)
 bool VornSyncFlightTable::contains(const VornSyncFileKey& key) const
 {
     QMutexLocker locker(&inFlightMutex);
-    return inFlightFiles.contains(key);
+    return inFlightFiles.contains(key) || m_starting.contains(key);
 }
 
 bool VornSyncFlightTable::deferDistantRemove(const VornSyncFileKey& key)
@@ -28,6 +37,12 @@ bool VornSyncFlightTable::deferDistantRemove(const VornSyncFileKey& key)
         return false;
     deferredDistantRemoves.insert(key);
     return true;
+}
+
+bool VornSyncFlightTable::isDistantRemoveDeferred(const VornSyncFileKey& key) const
+{
+    QMutexLocker locker(&inFlightMutex);
+    return deferredDistantRemoves.contains(key);
 }
 
 void VornSyncFlightTable::clearDeferred(int directoryId)

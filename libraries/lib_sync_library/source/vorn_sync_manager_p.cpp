@@ -564,6 +564,11 @@ void VornSyncManagerPrivate::startFileReadyCopy(const FileReadyRequest& request,
     m_fileReadyPath = plan.path;
     m_fileReadyDirectoryId = plan.directoryId;
     m_fileReadyTask = task;
+    // The copy may start late, and run on after its time is up: an edit made meanwhile must not be replaced, nor
+    // a tombstone set meanwhile be taken back.
+    task->setExpectedDestination(VornSyncFiles::facts(plan.path));
+    m_wasFileReadyTombstoned = VornSyncTypes::isTombstoned(
+        m_database->getFileStatus(plan.directoryId, QFileInfo(plan.path).fileName()));
     connect(m_worker, &VornSyncWorker::taskDone, this, &VornSyncManagerPrivate::onFileReadyTaskDone,
             Qt::QueuedConnection);
     emit sigAddTask(task);
@@ -601,8 +606,12 @@ void VornSyncManagerPrivate::recordFileReady(const VornSyncTask& task, const QSt
         return;
     if (m_database->getDirectoryDistantPath(directoryId).isEmpty()) // removed meanwhile
         return;
-    m_database->recordFileSync(directoryId, local.fileName(), local.size(), local.lastModified().toUTC(),
-                               VornSyncTimes::fromSecs(task.sourceLmdSecsAtStart()));
+    const QDateTime localLmd = local.lastModified().toUTC();
+    const QDateTime distantLmd = VornSyncTimes::fromSecs(task.sourceLmdSecsAtStart());
+    if (m_wasFileReadyTombstoned)
+        m_database->recordFileSync(directoryId, local.fileName(), local.size(), localLmd, distantLmd);
+    else
+        m_database->recordCopy(directoryId, local.fileName(), local.size(), localLmd, distantLmd);
     VORN_SYNC_TRACE(kTag, "onFileReadyTaskDone", QStringLiteral("Sync DB updated for: ") + local.fileName());
     refreshDatabaseCounters();
 }

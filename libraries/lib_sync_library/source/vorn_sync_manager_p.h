@@ -150,6 +150,7 @@ private:
     int m_fileReadyDirectoryId = VornSyncTypes::kNoDirectoryId;
     QTimer* m_fileReadyTimeoutTimer = nullptr;
     pVornSyncTask m_fileReadyTask; // the copy that the request being served waits for; null: none is served
+    bool m_wasFileReadyTombstoned = false; // the row of the file being copied, when the copy was asked for
     QList<FileReadyRequest> m_fileReadyWaiting; // those that need a copy, in the order they were made
     int m_pendingCount = 0;
     int m_errorCount = 0;

@@ -14,6 +14,7 @@ VornSyncPass::VornSyncPass(VornSyncDatabase& database, int directoryId, const QS
     , m_nativePrefixLength(m_nativePath.size())
     , m_distantPath(distantPath)
     , m_renaming(renaming)
+    , m_directoriesVersion(database.directoriesVersion())
 {
 }
 
@@ -115,31 +116,46 @@ bool VornSyncPass::isTracked(int item) const
     return item < m_trackedCount && !VornSyncTypes::isTombstoned(m_items.at(item).row.status);
 }
 
+bool VornSyncPass::isStillMeant()
+{
+    const int version = m_database.directoriesVersion();
+    if (version == m_directoriesVersion)
+        return true;
+    m_directoriesVersion = version;
+    return m_database.getDirectoryLocalPath(m_directoryId) == m_localPath &&
+           m_database.getDirectoryDistantPath(m_directoryId) == m_distantPath;
+}
+
 // --- One file -------------------------------------------------------------------------------------------
 
 VornSyncPassFile VornSyncPass::file(int index)
 {
     Item& item = m_items[index];
     VornSyncPassFile file;
-    file.hasRow = readRow(item, index < m_trackedCount, file.row);
+    file.row = item.row;
+    file.hasRow = index < m_trackedCount;
+    const bool isRowKnown = readRow(item, file);
     file.isRenaming = !m_renaming.isEmpty() && m_renaming.contains(item.row.fileName);
     file.isDistantAccessible = isDistantAccessible();
     if (file.isDistantAccessible)
         file.distant = item.isInDistantDirectory ? VornSyncPresence::Present : VornSyncPresence::Absent;
-    file.local = localFacts(item, VornSyncTypes::isInError(file.row.status));
+    // Without its row a file is nothing that may be decided on: its facts stay unknown.
+    if (isRowKnown)
+        file.local = localFacts(item, VornSyncTypes::isInError(file.row.status));
     return file;
 }
 
-bool VornSyncPass::readRow(const Item& item, bool isRecorded, VornSyncFileRow& row) const
+// False when the row was written since it was read, and can't be read again.
+bool VornSyncPass::readRow(const Item& item, VornSyncPassFile& file) const
 {
-    row = item.row;
     if (!m_database.isRowChangedSinceRead(m_directoryId, item.row.fileName))
-        return isRecorded;
+        return true;
     VornSyncFileRow changed;
-    bool found = false;
-    if (m_database.readFileRow(m_directoryId, item.row.fileName, changed, found) && found)
-        row = changed;
-    return found;
+    if (!m_database.readFileRow(m_directoryId, item.row.fileName, changed, file.hasRow))
+        return false;
+    file.row = file.hasRow ? changed : VornSyncFileRow();
+    file.row.fileName = item.row.fileName;
+    return true;
 }
 
 VornSyncFileFacts VornSyncPass::localFacts(Item& item, bool isInError)

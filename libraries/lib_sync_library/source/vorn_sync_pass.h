@@ -28,6 +28,10 @@ public:
     // thread is to stop. `error`: what to tell the user, if anything.
     bool gather(QString& error);
 
+    // False when the directory was removed, or the state wiped, since the pass began: its id may mean another
+    // pair by now.
+    bool isStillMeant();
+
     int directoryId() const { return m_directoryId; }
     bool isDistantAccessible() const { return m_distantListing.isComplete(); }
     // "trackedFiles=%1, distantFiles=%2, localFiles=%3, distantAccessible=%4", filled in.
@@ -46,6 +50,7 @@ public:
 
     // Everything about one file that a decision asks for, as it is now.
     VornSyncPassFile file(int item);
+    QString localFilePath(int item) const;
 
     // The file needs nothing, whichever way it is looked at: as long as nobody writes its row, it need not be
     // decided on again in this pass.
@@ -72,7 +77,7 @@ private:
     int indexOf(const QString& fileName) const;
     void addLocal(const VornSyncDirectoryListing::Entry& entry);
     void addDistant(const VornSyncDirectoryListing::Entry& entry);
-    bool readRow(const Item& item, bool isRecorded, VornSyncFileRow& row) const;
+    bool readRow(const Item& item, VornSyncPassFile& file) const;
     VornSyncFileFacts localFacts(Item& item, bool isInError);
     const QByteArray& nativePath(const QString& fileName);
 
@@ -88,6 +93,7 @@ private:
     QVector<Item> m_items;
     VornSyncNameIndex m_index; // of the items that have a row
     int m_trackedCount = 0;
+    int m_directoriesVersion = 0; // what the paths and the id were read under
     int m_plainLocalCount = 0;
     int m_plainDistantCount = 0;
     QStringList m_excludedNames;

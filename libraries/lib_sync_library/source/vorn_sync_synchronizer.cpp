@@ -1,10 +1,12 @@
 #include "vorn_sync_synchronizer.h"
 
+#include "vorn_sqlite_transaction.h"
 #include "vorn_sync_database.h"
 #include "vorn_sync_log.h"
 #include "vorn_sync_pass.h"
 #include "vorn_sync_task_results.h"
 #include "vorn_sync_times.h"
+#include "vorn_sync_verification.h"
 
 #include <QDateTime>
 #include <QElapsedTimer>
@@ -58,6 +60,12 @@ QString skipText(const char* kind, const QString& fileName, int directoryId, con
 {
     return QStringLiteral("Skip %1 '%2' (dirId=%3): %4")
         .arg(QLatin1String(kind), fileName, QString::number(directoryId), reason);
+}
+
+// The name that a rename gives its file, in the directory it was dispatched for.
+VornSyncFileKey targetOf(const VornSyncTask& task)
+{
+    return {task.directoryId(), QFileInfo(task.destinationPath()).fileName()};
 }
 
 // "'<f>' (dirId=<d>)", the way most trace lines name a file.
@@ -150,27 +158,30 @@ bool VornSyncSynchronizer::isUsableFileName(int directoryId, const QString& file
 // --- Paths and names ------------------------------------------------------------------------------------
 
 QString VornSyncSynchronizer::cachedPath(VornSyncPathCache::Kind kind, int directoryId,
-                                         QString (VornSyncDatabase::*read)(int))
+                                         VornSyncDatabase::DirectoryField field)
 {
     if (!db())
         return QString();
-    return pathCache.path(kind, directoryId, [&] { return (db()->*read)(directoryId); });
+    return pathCache.path(kind, directoryId, db()->directoriesVersion(), [&]() -> std::optional<QString> {
+        bool succeeded = false;
+        const QString path = db()->getDirectoryField(directoryId, field, &succeeded);
+        return succeeded ? std::optional<QString>(path) : std::nullopt;
+    });
 }
 
 QString VornSyncSynchronizer::localDirPath(int directoryId)
 {
-    return cachedPath(VornSyncPathCache::Kind::Local, directoryId, &VornSyncDatabase::getDirectoryLocalPath);
+    return cachedPath(VornSyncPathCache::Kind::Local, directoryId, VornSyncDatabase::LocalPath);
 }
 
 QString VornSyncSynchronizer::distantDirPath(int directoryId)
 {
-    return cachedPath(VornSyncPathCache::Kind::Distant, directoryId,
-                      &VornSyncDatabase::getDirectoryDistantPath);
+    return cachedPath(VornSyncPathCache::Kind::Distant, directoryId, VornSyncDatabase::DistantPath);
 }
 
 QString VornSyncSynchronizer::trashDirPath(int directoryId)
 {
-    return cachedPath(VornSyncPathCache::Kind::Trash, directoryId, &VornSyncDatabase::getDirectoryTrashPath);
+    return cachedPath(VornSyncPathCache::Kind::Trash, directoryId, VornSyncDatabase::TrashPath);
 }
 
 void VornSyncSynchronizer::invalidateDirPathCache(int directoryId)
@@ -205,10 +216,9 @@ bool VornSyncSynchronizer::hasActiveSideCar(const QString& localFilePath) const
 {
     if (exclusions.isEmpty() || localFilePath.isEmpty())
         return false;
-    const QFileInfo file(localFilePath);
     if (currentPass && currentPass->isInDirectory(localFilePath))
-        return currentPass->hasActiveSideCar(file.fileName(), exclusions);
-    return VornSyncExclusions::hasSideCar(exclusions.matchingNames(file.path()), file.fileName());
+        return currentPass->hasActiveSideCar(QFileInfo(localFilePath).fileName(), exclusions);
+    return exclusions.hasSideCarBeside(localFilePath);
 }
 
 // --- Directory pass -------------------------------------------------------------------------------------
@@ -223,8 +233,9 @@ void VornSyncSynchronizer::synchronizeDirectory(int directoryId)
 
     VornSyncPass pass(*db(), directoryId, localDirPath(directoryId), distantDirPath(directoryId),
                       renames.lockedNames(directoryId));
+    // A directory that is not registered, or whose path can't be read, has no files to decide on.
     QString error;
-    if (pass.gather(error))
+    if (!localDirPath(directoryId).isEmpty() && pass.gather(error))
         runPass(pass);
     else if (!error.isEmpty())
         emitError(error);
@@ -253,7 +264,7 @@ void VornSyncSynchronizer::runPass(VornSyncPass& pass)
 void VornSyncSynchronizer::passTracked(VornSyncPass& pass)
 {
     for (int i = 0; i < pass.trackedCount(); ++i) {
-        if (isStopping())
+        if (isStopping() || !pass.isStillMeant())
             return;
         if (!pass.isTracked(i) || !VornSyncTypes::isValidFileName(pass.fileName(i)))
             continue;
@@ -332,15 +343,16 @@ void VornSyncSynchronizer::observeInPass(int directoryId, const QString& fileNam
 // Both copies are there, and the row does not say whether they agree.
 void VornSyncSynchronizer::examine(int directoryId, const QString& fileName)
 {
+    // What is recorded is what was looked at: an edit that comes after these facts is found by the next pass.
     const QFileInfo local(joined(localDirPath(directoryId), fileName));
     const QFileInfo distant(joined(distantDirPath(directoryId), fileName));
+    const VornSyncFileFacts localFacts = VornSyncFiles::facts(local.filePath());
+    const VornSyncFileFacts distantFacts = VornSyncFiles::facts(distant.filePath());
     bool succeeded = false;
     if (db()->isFileNeedUpdate(directoryId, fileName, local, distant, nullptr, &succeeded)) {
         copyToDistant(directoryId, fileName);
         return;
     }
-    const VornSyncFileFacts localFacts = VornSyncFiles::facts(local.filePath());
-    const VornSyncFileFacts distantFacts = VornSyncFiles::facts(distant.filePath());
     if (!succeeded || !isPlainFile(localFacts) || !isPlainFile(distantFacts) ||
         localFacts.size != distantFacts.size)
         return;
@@ -354,7 +366,7 @@ void VornSyncSynchronizer::passLocal(VornSyncPass& pass)
         if (!pass.isListed(i) || pass.isSettled(i))
             continue;
         const QString fileName = pass.fileName(i);
-        if (isStopping())
+        if (isStopping() || !pass.isStillMeant())
             return;
         if (VornSyncFiles::isQtTemporaryName(fileName))
             continue;
@@ -390,11 +402,7 @@ void VornSyncSynchronizer::actOnLocal(int directoryId, const VornSyncPassFile& f
         trace(QStringLiteral("no certain answer from the disk"));
         return;
     case VornSyncVerdict::Resurrect:
-        VORN_SYNC_TRACE(kTag, "synchronizeDirectory",
-                        QStringLiteral("Resurrecting tombstoned %1: row was %2")
-                            .arg(named(fileName, directoryId), statusName(file.row.status)));
-        removeFromLocalTrashIfExists(directoryId, fileName);
-        copyToDistant(directoryId, fileName);
+        resurrect(directoryId, file);
         return;
     case VornSyncVerdict::Copy:
         copyToDistant(directoryId, fileName);
@@ -407,6 +415,20 @@ void VornSyncSynchronizer::actOnLocal(int directoryId, const VornSyncPassFile& f
     case VornSyncVerdict::Examine:
         return;
     }
+}
+
+// The tombstone may be younger than the listing: only a file that is there now has come back, and only then its
+// trashed copy is superseded.
+void VornSyncSynchronizer::resurrect(int directoryId, const VornSyncPassFile& file)
+{
+    const QString& fileName = file.row.fileName;
+    if (!isPlainFile(VornSyncFiles::facts(joined(localDirPath(directoryId), fileName))))
+        return;
+    VORN_SYNC_TRACE(kTag, "synchronizeDirectory",
+                    QStringLiteral("Resurrecting tombstoned %1: row was %2")
+                        .arg(named(fileName, directoryId), statusName(file.row.status)));
+    removeFromLocalTrashIfExists(directoryId, fileName);
+    copyToDistant(directoryId, fileName);
 }
 
 // --- Periodic cycle -------------------------------------------------------------------------------------
@@ -526,78 +548,18 @@ void VornSyncSynchronizer::verifyNext(const QSet<int>& availableIds, int& verifi
 
 void VornSyncSynchronizer::verifyOneUpToDateFile(int directoryId, const QString& fileName, qint64 dbSize)
 {
-    const QString name = named(fileName, directoryId);
-    const auto trace = [](const QString& text) { VORN_SYNC_TRACE(kTag, "verifyOneUpToDateFile", text); };
     if (isRenameLocked(directoryId, fileName)) {
-        trace(QStringLiteral("Skip %1: rename in progress").arg(name));
+        VORN_SYNC_TRACE(kTag, "verifyOneUpToDateFile",
+                        QStringLiteral("Skip %1: rename in progress").arg(named(fileName, directoryId)));
         return;
     }
     const QString localDir = localDirPath(directoryId);
     const QString distantDir = distantDirPath(directoryId);
     if (localDir.isEmpty() || distantDir.isEmpty())
         return;
-
-    const VornSyncFileFacts local = VornSyncFiles::facts(joined(localDir, fileName));
-    if (local.presence == VornSyncPresence::Absent) {
-        trace(QStringLiteral("Local file missing: %1 -> Error").arg(name));
-        putInErrorIf(directoryId, fileName, ceSfsUpToDate, ceSecLocalFileMissing);
-        return;
-    }
-    const VornSyncFileFacts distant = VornSyncFiles::facts(joined(distantDir, fileName));
-    if (isPlainFile(local) && distant.presence == VornSyncPresence::Absent) {
-        observeInVerification(directoryId, fileName);
-        return;
-    }
-    if (!isPlainFile(local) || !isPlainFile(distant))
-        return;
-    observations.remove({directoryId, fileName});
-    compareSizes(directoryId, fileName, dbSize, local, distant);
-}
-
-void VornSyncSynchronizer::observeInVerification(int directoryId, const QString& fileName)
-{
-    const int count = observations.add({directoryId, fileName});
-    if (count < VornSyncObservations::kBelievedCount) {
-        VORN_SYNC_TRACE(kTag, "verifyOneUpToDateFile",
-                        QStringLiteral("Distant file missing for %1, observation %2 of %3")
-                            .arg(named(fileName, directoryId), QString::number(count),
-                                 QString::number(VornSyncObservations::kBelievedCount)));
-        return;
-    }
-    VORN_SYNC_TRACE(kTag, "verifyOneUpToDateFile",
-                    QStringLiteral("Distant file missing for %1 after %2 consecutive observations -> "
-                                   "Error/DistantFileMissing")
-                        .arg(named(fileName, directoryId), QString::number(count)));
-    putInErrorIf(directoryId, fileName, ceSfsUpToDate, ceSecDistantFileMissing);
-    observations.remove({directoryId, fileName});
-}
-
-void VornSyncSynchronizer::compareSizes(int directoryId, const QString& fileName, qint64 dbSize,
-                                        const VornSyncFileFacts& local, const VornSyncFileFacts& distant)
-{
-    const auto trace = [&](const char* what, const char* side, qint64 size, const char* outcome) {
-        VORN_SYNC_TRACE(kTag, "verifyOneUpToDateFile",
-                        QStringLiteral("%1 on '%2' (dirId=%3): db=%4 %5=%6 -> %7")
-                            .arg(QLatin1String(what), fileName, QString::number(directoryId),
-                                 QString::number(dbSize), QLatin1String(side), QString::number(size),
-                                 QLatin1String(outcome)));
-    };
-    VornSyncPassFile file;
-    file.local = local;
-    if (!db()->readFileRow(directoryId, fileName, file.row, file.hasRow))
-        return;
-    if (local.size != dbSize && !VornSyncFileDecision::isHeldByNewerDistant(file)) {
-        trace("Local size mismatch", "local", local.size, "Unknown");
-        db()->setFileStatusIf(directoryId, fileName, ceSfsUpToDate, ceSfsUnknown);
+    VornSyncVerification verification(*db(), observations, directoryId, fileName, dbSize);
+    if (verification.verify(joined(localDir, fileName), joined(distantDir, fileName)))
         emit errorStateChanged();
-    } else if (distant.size > dbSize) {
-        trace("Distant grew", "distant", distant.size, "refresh BD");
-        db()->recordDistantGrown(directoryId, fileName, distant.size, timeOf(local), timeOf(distant),
-                                 local.size);
-    } else if (distant.size < dbSize) {
-        trace("Distant shrunk", "distant", distant.size, "Error");
-        putInErrorIf(directoryId, fileName, ceSfsUpToDate, ceSecCopySizeMismatch);
-    }
 }
 
 void VornSyncSynchronizer::purgeExpiredTrash()
@@ -646,27 +608,43 @@ bool VornSyncSynchronizer::startProcessing(int directoryId, const QString& fileN
                             .arg(fileName, QString::number(directoryId), statusName(status)));
         return false;
     }
-    if (!isLocalReady(directoryId, fileName, status, localPresent))
+    if (!isLocalReady(directoryId, fileName, status, targetStatus, localPresent))
         return false;
 
     const int errorCode = db()->getFileErrorCode(directoryId, fileName);
     if (!db()->setFileStatusIf(directoryId, fileName, status, targetStatus))
         return false;
-    // A rename that took the name meanwhile looks at the status after it has the lock; one of both yields.
+    // A rename that took the name meanwhile looks at status and flight after it has the lock; one of both yields.
+    flights.setStarting({directoryId, fileName}, true);
     if (isRenameLocked(directoryId, fileName)) {
+        flights.setStarting({directoryId, fileName}, false);
         traceLocked();
         // What the host set meanwhile is its word, and stays.
+        VornSqliteTransaction transaction(*db());
         if (db()->getFileStatus(directoryId, fileName) == targetStatus)
             restoreStatus(directoryId, fileName, hadRow, status, errorCode);
+        transaction.commit();
         return false;
     }
     return true;
 }
 
 bool VornSyncSynchronizer::isLocalReady(int directoryId, const QString& fileName, int status,
-                                        bool& localPresent)
+                                        SyncFileStatus targetStatus, bool& localPresent)
 {
-    const VornSyncFileFacts local = VornSyncFiles::facts(joined(localDirPath(directoryId), fileName));
+    const QString localDir = localDirPath(directoryId);
+    VornSyncFileFacts local;
+    if (!localDir.isEmpty())
+        local = VornSyncFiles::facts(joined(localDir, fileName));
+    const bool isRestore = targetStatus == ceSfsPendingRestore;
+    if (local.presence == VornSyncPresence::Absent && isTombstoned(status) && !isRestore) {
+        // That it is gone is what the row says: a request that was on its way when the host deleted it.
+        VORN_SYNC_TRACE(
+            kTag, "startProcessing",
+            QStringLiteral("Skip %1: tombstoned (%2)").arg(named(fileName, directoryId), statusName(status)));
+        localPresent = false;
+        return false;
+    }
     if (local.presence == VornSyncPresence::Absent) {
         emitError(QStringLiteral("ERROR: Impossible to process synchronization, local file does not exist: "
                                  "'%1'.")
@@ -757,6 +735,14 @@ void VornSyncSynchronizer::onSideCarDue(int directoryId, const QString& fileName
 bool VornSyncSynchronizer::doTask(const QString& sourceDir, const QString& destinationDir,
                                   const QString& fileName, int directoryId, SyncOperation operation)
 {
+    const bool isDispatched = createTask(sourceDir, destinationDir, fileName, directoryId, operation);
+    flights.setStarting({directoryId, fileName}, false);
+    return isDispatched;
+}
+
+bool VornSyncSynchronizer::createTask(const QString& sourceDir, const QString& destinationDir,
+                                      const QString& fileName, int directoryId, SyncOperation operation)
+{
     if (sourceDir.isEmpty() || destinationDir.isEmpty()) {
         emitError(QStringLiteral("ERROR: Failure to get folder for file: '%1' in directoryId: %2")
                       .arg(fileName, QString::number(directoryId)));
@@ -793,6 +779,8 @@ void VornSyncSynchronizer::dispatch(const pVornSyncTask& task, int directoryId, 
     changedInFlight.remove(key);
     observations.remove(key); // the row is not up to date any more
     flights.begin(key);
+    if (task->operation() == ceStoRename)
+        flights.begin(targetOf(*task));
     emit sigRunTask(task);
     emit syncStarted(task->sourcePath());
 }
@@ -826,12 +814,13 @@ void VornSyncSynchronizer::onTaskDone(pVornSyncTask task, bool doneOk)
         return;
     if (!hasDatabase())
         return;
-    VornSyncTaskResults results(*db(), renames, *task);
+    VornSyncTaskResults results(*db(), renames, flights, *task);
     if (results.directoryId() < 0) {
         const QFileInfo source(task->sourcePath());
         VORN_SYNC_TRACE(kTag, "onTaskDone",
                         QStringLiteral("Ignoring task for unknown directory: %1 (file: %2)")
                             .arg(source.path(), source.fileName()));
+        results.releaseRename();
         completeTask(*task, false);
         return;
     }
@@ -861,6 +850,7 @@ void VornSyncSynchronizer::completeTask(const VornSyncTask& task, bool outcome)
 {
     const VornSyncFileKey key(task.directoryId(), task.fileName());
     const bool isOurs = task.directoryId() >= 0;
+    const bool isRename = isOurs && task.operation() == ceStoRename;
     bool isRemoveDeferred = false;
     if (isOurs) {
         inFlightCount = qMax(0, inFlightCount - 1);
@@ -868,18 +858,36 @@ void VornSyncSynchronizer::completeTask(const VornSyncTask& task, bool outcome)
     }
     if (isRemoveDeferred)
         replayDistantRemove(key);
+    if (isRename && flights.end(targetOf(task)))
+        replayDistantRemove(targetOf(task));
 
-    const bool isAnnounced = changedInFlight.remove(key);
     VORN_SYNC_TRACE(kTag, "onTaskDone",
                     QStringLiteral("Task on file '%1' %2 (in-flight=%3).")
                         .arg(task.sourcePath(), outcome ? QStringLiteral("done") : QStringLiteral("FAIL"),
                              QString::number(inFlightCount)));
     emit syncCompleted(task.sourcePath(), outcome);
 
-    const bool isCopySent = isOurs && outcome && task.operation() == ceStoCopy && !isRemoveDeferred;
-    if (isCopySent && (isAnnounced || VornSyncTaskResults::isLocalDifferentFromSent(task)) &&
-        !isTombstoned(db()->getFileStatus(key.first, key.second)))
-        copyToDistant(key.first, key.second);
+    const bool isCopySent = isOurs && outcome && task.operation() == ceStoCopy;
+    if (isCopySent && !isRemoveDeferred && VornSyncTaskResults::isLocalDifferentFromSent(task))
+        changedInFlight.insert(key);
+    if (isRename)
+        resendAnnounced({key, targetOf(task)});
+    else if (isCopySent)
+        resendAnnounced({key});
+    else
+        changedInFlight.remove(key);
+}
+
+// Sends what the host announced, or what was seen to change, while a task or a rename had the file.
+void VornSyncSynchronizer::resendAnnounced(const QList<VornSyncFileKey>& keys)
+{
+    for (const VornSyncFileKey& key : keys) {
+        if (!changedInFlight.remove(key) || isTombstoned(db()->getFileStatus(key.first, key.second)))
+            continue;
+        const QString path = joined(localDirPath(key.first), key.second);
+        if (isPlainFile(VornSyncFiles::facts(path)))
+            copyToDistant(key.first, key.second);
+    }
 }
 
 void VornSyncSynchronizer::replayDistantRemove(const VornSyncFileKey& key)
@@ -925,7 +933,7 @@ bool VornSyncSynchronizer::lockRename(int directoryId, const QString& oldFileNam
                   .arg(oldFileName, newFileName, QString::number(directoryId)));
         return false;
     }
-    // A task may have been dispatched between the first look and the lock.
+    // A task may have been dispatched, or be about to, since the first look.
     const bool isTaken = isBusy();
     if (isTaken || isFileInFlight(directoryId, oldFileName) || isFileInFlight(directoryId, newFileName)) {
         renames.release(directoryId, oldFileName, newFileName);
@@ -973,6 +981,7 @@ bool VornSyncSynchronizer::commitRename(int directoryId, const QString& oldFileN
               .arg(isRenamed ? QStringLiteral("applied") : QStringLiteral("FAILED")));
     renames.release(directoryId, oldFileName, newFileName);
     emit errorStateChanged();
+    resendAnnounced({{directoryId, oldFileName}, {directoryId, newFileName}});
     return isRenamed;
 }
 
@@ -984,6 +993,10 @@ void VornSyncSynchronizer::abortRename(int directoryId, const QString& oldFileNa
     VORN_SYNC_TRACE(kTag, "abortRename",
                     QStringLiteral("Released lock for '%1' -> '%2' (dirId=%3)")
                         .arg(oldFileName, newFileName, QString::number(directoryId)));
+    // This may be the host's thread; sending is for the engine's.
+    const QList<VornSyncFileKey> keys = {{directoryId, oldFileName}, {directoryId, newFileName}};
+    QMetaObject::invokeMethod(
+        this, [this, keys] { resendAnnounced(keys); }, Qt::QueuedConnection);
 }
 
 // --- Requests for one file ------------------------------------------------------------------------------
@@ -996,7 +1009,7 @@ bool VornSyncSynchronizer::notifyLocalFileChanged(int directoryId, const QString
                     QStringLiteral("Immediate copyToDistant for %1").arg(named(fileName, directoryId)));
     if (copyToDistant(directoryId, fileName))
         return true;
-    if (isFileInFlight(directoryId, fileName))
+    if (isFileInFlight(directoryId, fileName) || isRenameLocked(directoryId, fileName))
         changedInFlight.insert({directoryId, fileName});
     return false;
 }
@@ -1008,6 +1021,7 @@ bool VornSyncSynchronizer::notifyLocalFileDeleted(int directoryId, const QString
     const QString name = named(fileName, directoryId);
     VORN_SYNC_TRACE(kTag, "notifyLocalFileDeleted",
                     QStringLiteral("Program-initiated distant cleanup of %1").arg(name));
+    sideCars.forget({directoryId, fileName});
     const bool isDeferred = flights.deferDistantRemove({directoryId, fileName});
     bool isDone = true;
     if (isDeferred) {
@@ -1138,11 +1152,17 @@ void VornSyncSynchronizer::resolveFilesError(int directoryId)
                     QStringLiteral("End Files error resolving for directoryId: %1").arg(directoryId));
 }
 
-// A distant copy that shrank may be all that is left of somebody's work: only the user sends over it.
+// A distant copy that shrank may be all that is left of somebody's work: only the user sends over it. A reason
+// that can't be read may be this one.
 bool VornSyncSynchronizer::isShrunkDistant(int directoryId, const QString& fileName, int rawStatus)
 {
-    if (VornSyncTypes::baseStatus(rawStatus) != ceSfsUpToDate ||
-        db()->getFileErrorCode(directoryId, fileName) != ceSecCopySizeMismatch)
+    if (VornSyncTypes::baseStatus(rawStatus) != ceSfsUpToDate)
+        return false;
+    bool succeeded = false;
+    const int code = db()->getFileErrorCode(directoryId, fileName, &succeeded);
+    if (!succeeded)
+        return true;
+    if (code != ceSecCopySizeMismatch)
         return false;
     VORN_SYNC_TRACE(kTag, "resolveFilesError",
                     QStringLiteral("Skipping auto-retry for %1: distant copy shrank, waiting for user choice")
@@ -1159,7 +1179,10 @@ void VornSyncSynchronizer::resolveFileError(int directoryId, const QString& file
                         QStringLiteral("Skipping auto-retry for %1: %2")
                             .arg(named(fileName, directoryId), QLatin1String(reason)));
     };
-    const int code = db()->getFileErrorCode(directoryId, fileName);
+    bool isCodeKnown = false;
+    const int code = db()->getFileErrorCode(directoryId, fileName, &isCodeKnown);
+    if (!isCodeKnown)
+        return;
     if (code == ceSecLocalFileMissing) {
         traceSkip("local missing, waiting for user confirmation");
         return;
@@ -1174,18 +1197,28 @@ void VornSyncSynchronizer::resolveFileError(int directoryId, const QString& file
         traceSkip("no certain answer from the disk");
         return;
     }
-    if (!db()->clearFileError(directoryId, fileName))
-        return;
-    emit errorStateChanged();
-    // The host may have settled the file meanwhile: its word holds.
-    if (db()->getFileStatus(directoryId, fileName) != base)
-        return;
-    if (presence == VornSyncPresence::Absent) {
-        db()->removeFileSync(directoryId, fileName);
-        emit errorStateChanged();
-        return;
+    if (clearError(directoryId, fileName, base, presence == VornSyncPresence::Absent) &&
+        presence == VornSyncPresence::Present)
+        retryCleared(directoryId, fileName, base, code);
+}
+
+// Takes the error off the row, and the row away where its file is gone. False when it was not as the decision
+// saw it: the host may have settled the file meanwhile, and its word holds.
+bool VornSyncSynchronizer::clearError(int directoryId, const QString& fileName, int base, bool isRowObsolete)
+{
+    bool isCleared = false;
+    {
+        VornSqliteTransaction transaction(*db());
+        isCleared =
+            db()->clearFileError(directoryId, fileName) && db()->getFileStatus(directoryId, fileName) == base;
+        if (isCleared && isRowObsolete)
+            db()->removeFileSync(directoryId, fileName);
+        isCleared = transaction.commit() && isCleared;
     }
-    retryCleared(directoryId, fileName, base, code);
+    emit errorStateChanged();
+    if (isCleared && isRowObsolete)
+        emit errorStateChanged();
+    return isCleared;
 }
 
 // Where the file must be for the failed operation to make sense: the trash, or the local directory. A base

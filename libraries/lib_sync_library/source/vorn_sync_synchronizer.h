@@ -16,7 +16,6 @@
 #include <QSet>
 #include <QStringList>
 
-class VornSyncDatabase;
 class VornSyncPass;
 
 // The engine: compares what the database tracks with both directories, decides, dispatches tasks and records
@@ -94,7 +93,7 @@ private:
     VornSyncDatabase* db() const;
     bool hasDatabase();
     bool isUsableFileName(int directoryId, const QString& fileName);
-    QString cachedPath(VornSyncPathCache::Kind kind, int directoryId, QString (VornSyncDatabase::*read)(int));
+    QString cachedPath(VornSyncPathCache::Kind kind, int directoryId, VornSyncDatabase::DirectoryField field);
     void clearTables(int directoryId);
 
     void runPass(VornSyncPass& pass);
@@ -105,14 +104,16 @@ private:
     void passLocal(VornSyncPass& pass);
     void actOnLocal(int directoryId, const VornSyncPassFile& file, VornSyncVerdict verdict);
 
+    void resurrect(int directoryId, const VornSyncPassFile& file);
+
     void runCycle();
     void refillVerifyQueue(const QList<int>& directoryIds, qint64 budgetMs);
     void verifyNext(const QSet<int>& availableIds, int& verified, int& diverged);
-    void observeInVerification(int directoryId, const QString& fileName);
-    void compareSizes(int directoryId, const QString& fileName, qint64 dbSize, const VornSyncFileFacts& local,
-                      const VornSyncFileFacts& distant);
 
-    bool isLocalReady(int directoryId, const QString& fileName, int status, bool& localPresent);
+    bool isLocalReady(int directoryId, const QString& fileName, int status, SyncFileStatus targetStatus,
+                      bool& localPresent);
+    bool createTask(const QString& sourceDir, const QString& destinationDir, const QString& fileName,
+                    int directoryId, SyncOperation operation);
     void restoreStatus(int directoryId, const QString& fileName, bool hadRow, int status, int errorCode);
     bool deferForSideCar(const VornSyncFileKey& key);
     void onSideCarDue(int directoryId, const QString& fileName);
@@ -122,11 +123,13 @@ private:
 
     void retryTask(const pVornSyncTask& task);
     void completeTask(const VornSyncTask& task, bool outcome);
+    void resendAnnounced(const QList<VornSyncFileKey>& keys);
     void replayDistantRemove(const VornSyncFileKey& key);
 
     bool removeDistantCopy(int directoryId, const QString& fileName);
     bool isShrunkDistant(int directoryId, const QString& fileName, int rawStatus);
     VornSyncPresence presenceForRetry(int directoryId, const QString& fileName, int base);
+    bool clearError(int directoryId, const QString& fileName, int base, bool isRowObsolete);
     void retryCleared(int directoryId, const QString& fileName, int base, int code);
 
     const QString trashPath;

@@ -247,9 +247,26 @@ bool VornSyncTask::runOperation()
     return false;
 }
 
+bool VornSyncTask::isDestinationAsExpected(const QString& destination)
+{
+    if (!m_expectedDestination || destination != m_destinationPath)
+        return true;
+    const VornSyncFileFacts now = VornSyncFiles::facts(destination);
+    const VornSyncFileFacts& expected = *m_expectedDestination;
+    if (now.presence == expected.presence && now.isPlainFile == expected.isPlainFile &&
+        now.size == expected.size && now.lmdSecs == expected.lmdSecs &&
+        now.lmdNanosecs == expected.lmdNanosecs)
+        return true;
+    recordError(
+        QStringLiteral("Destination has changed meanwhile and is not replaced: '%1'.").arg(destination),
+        ceSecCopyFailed);
+    return false;
+}
+
 bool VornSyncTask::runCopy()
 {
-    return runSecuredCopy(m_sourcePath, m_destinationPath, ceSecNone) &&
+    return isDestinationAsExpected(m_destinationPath) &&
+           runSecuredCopy(m_sourcePath, m_destinationPath, ceSecNone) &&
            handleAssociatedDirectory(m_sourcePath, m_destinationPath);
 }
 
@@ -324,10 +341,13 @@ bool VornSyncTask::runSecuredCopy(const QString& source, const QString& destinat
         return copyFile(source, destination, overrideCode);
 
     const QString workingPath = temporarySibling(destination);
+    const bool isOurs = VornSyncFiles::facts(workingPath).presence == VornSyncPresence::Absent;
     if (copyFile(source, workingPath, overrideCode) && isCopyComplete(source, workingPath, overrideCode) &&
-        putInPlace(workingPath, destination, overrideCode))
+        isDestinationAsExpected(destination) && putInPlace(workingPath, destination, overrideCode))
         return true;
-    QFile::remove(workingPath);
+    // A name that could not be tested may hold somebody's file, which the copy has left alone.
+    if (isOurs)
+        QFile::remove(workingPath);
     return false;
 }
 

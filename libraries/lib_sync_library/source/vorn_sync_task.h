@@ -10,6 +10,8 @@
 #include <QString>
 #include <QStringList>
 
+#include <optional>
+
 class VornSyncTask;
 
 // The only form in which tasks travel between threads. The last holder's release deletes the task.
@@ -47,6 +49,10 @@ public:
     int directoryId() const { return m_directoryId; }
     QString fileName() const { return m_fileName; }
 
+    // The destination as the creator saw it when it decided to replace it. A run that finds it changed leaves it
+    // alone and fails: whoever changed it did not know.
+    void setExpectedDestination(const VornSyncFileFacts& facts) { m_expectedDestination = facts; }
+
     int runCount() const { return m_runCount; } // runs begun
 
     // The source as it was when the last run began; the size is -1 when it could not be read.
@@ -70,6 +76,7 @@ protected:
 private:
     bool runOperation();
     bool runCopy();
+    bool isDestinationAsExpected(const QString& destination);
     bool runMove();
     bool runMoveBack();
     bool doRename();
@@ -110,6 +117,7 @@ private:
     // What this run has copied of the source's associated directory: a move removes that and no more.
     QStringList m_carriedFiles;
     QStringList m_carriedDirectories;
+    std::optional<VornSyncFileFacts> m_expectedDestination;
 };
 
 Q_DECLARE_METATYPE(pVornSyncTask)

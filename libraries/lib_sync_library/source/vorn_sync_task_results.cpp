@@ -2,6 +2,7 @@
 
 #include "vorn_sync_database.h"
 #include "vorn_sync_files.h"
+#include "vorn_sync_flight_table.h"
 #include "vorn_sync_log.h"
 #include "vorn_sync_rename_locks.h"
 #include "vorn_sync_times.h"
@@ -21,9 +22,10 @@ QDateTime timeOf(const QString& path)
 } // namespace
 
 VornSyncTaskResults::VornSyncTaskResults(VornSyncDatabase& database, VornSyncRenameLocks& renames,
-                                         const VornSyncTask& task)
+                                         const VornSyncFlightTable& flights, const VornSyncTask& task)
     : m_database(database)
     , m_renames(renames)
+    , m_flights(flights)
     , m_task(task)
     , m_fileName(QFileInfo(task.sourcePath()).fileName())
     , m_directoryId(findDirectory())
@@ -87,8 +89,13 @@ bool VornSyncTaskResults::recordRename()
                             .arg(m_fileName, QString::number(m_directoryId)));
         return false;
     }
-    const bool isRenamed = m_database.renameFileOverTombstone(m_directoryId, m_fileName, newName);
-    m_renames.release(m_directoryId, m_fileName, newName);
+    // The host has deleted the file under its new name while the distant side still got it: the tombstone that
+    // it left there is the file's row now.
+    const bool isDeleted = m_flights.isDistantRemoveDeferred({m_directoryId, newName}) &&
+                           VornSyncTypes::isTombstoned(m_database.getFileStatus(m_directoryId, newName));
+    const bool isRenamed = isDeleted ? m_database.removeFileSync(m_directoryId, m_fileName)
+                                     : m_database.renameFileOverTombstone(m_directoryId, m_fileName, newName);
+    releaseRename();
     return isRenamed;
 }
 
@@ -103,8 +110,14 @@ void VornSyncTaskResults::recordFailure()
         m_database.setFileErrorIf(m_directoryId, m_fileName, status,
                                   m_task.errorCode() == ceSecNone ? ceSecMaxRetriesExceeded
                                                                   : m_task.errorCode());
-    if (m_task.operation() == ceStoRename)
-        m_renames.release(m_directoryId, m_fileName, m_renames.committedName(m_directoryId, m_fileName));
+    releaseRename();
+}
+
+void VornSyncTaskResults::releaseRename()
+{
+    const int id = m_task.directoryId();
+    if (m_task.operation() == ceStoRename && id >= 0)
+        m_renames.release(id, m_task.fileName(), m_renames.committedName(id, m_task.fileName()));
 }
 
 int VornSyncTaskResults::attempts(const VornSyncTask& task)

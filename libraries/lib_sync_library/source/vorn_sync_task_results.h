@@ -5,6 +5,7 @@
 #include <QString>
 
 class VornSyncDatabase;
+class VornSyncFlightTable;
 class VornSyncRenameLocks;
 
 // What a finished task means for the database. Used on the synchronizer's thread; lives for one completion.
@@ -13,7 +14,8 @@ class VornSyncTaskResults
     Q_DISABLE_COPY_MOVE(VornSyncTaskResults)
 
 public:
-    VornSyncTaskResults(VornSyncDatabase& database, VornSyncRenameLocks& renames, const VornSyncTask& task);
+    VornSyncTaskResults(VornSyncDatabase& database, VornSyncRenameLocks& renames,
+                        const VornSyncFlightTable& flights, const VornSyncTask& task);
 
     // The directory the task worked in, or -1.
     int directoryId() const { return m_directoryId; }
@@ -22,6 +24,9 @@ public:
     bool recordSuccess();
     // Puts the file in error for what the last run said; a rename gives its names back.
     void recordFailure();
+
+    // A rename gives its names back, also where its directory is not found any more.
+    void releaseRename();
 
     // Runs of the task, or messages it has added, whichever are more: a run that fails without a message
     // counts too, or it would be run for ever.
@@ -36,6 +41,7 @@ private:
 
     VornSyncDatabase& m_database;
     VornSyncRenameLocks& m_renames;
+    const VornSyncFlightTable& m_flights;
     const VornSyncTask& m_task;
     const QString m_fileName;
     const int m_directoryId;
