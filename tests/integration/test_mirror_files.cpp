@@ -37,6 +37,7 @@ private slots:
     void aFileOfTheSameSizeIsSentWhenItsTimeChanged();
     void anOlderVersionPutBackIsSent();
     void aTouchWithinTheToleranceIsNotSent();
+    void oddTimesAreData();
     void aFileReplacedByRenameIsSent();
     void aFileWithoutARowGoesOverTheDistantOne();
     void distantFilesOfOthersAreLeftAlone();
@@ -171,6 +172,26 @@ void TestMirrorFiles::aTouchWithinTheToleranceIsNotSent()
     QVERIFY(host.local().setLmd("text.txt"_s, longAgo().addSecs(4)));
     VERIFY_AT_REST(host);
     QCOMPARE(host.started().size(), 2);
+}
+
+void TestMirrorFiles::oddTimesAreData()
+{
+    Host host;
+    const QList<int> years = {1902, 1969, 1970, 1999, 2037, 2039, 2100, 2400};
+    for (int year : years) {
+        const QString name = "from %1.txt"_s.arg(year);
+        QVERIFY(host.local().write(name, "x"));
+        QVERIFY(host.local().setLmd(name, QDateTime(QDate(year, 1, 1), QTime(0, 0), Qt::UTC)));
+    }
+    // In the hour that a change to winter time repeats, and at the end of a second.
+    QVERIFY(host.local().write("autumn.txt"_s, "x"));
+    QVERIFY(
+        host.local().setLmd("autumn.txt"_s, QDateTime(QDate(2023, 10, 29), QTime(1, 30, 59, 999), Qt::UTC)));
+    QVERIFY(host.start());
+    VERIFY_AT_REST(host);
+    QVERIFY(host.restart());
+    VERIFY_AT_REST(host);
+    QCOMPARE(host.started().size(), years.size() + 1);
 }
 
 // The way that careful editors save.

@@ -5,6 +5,7 @@
 #include <QFileInfo>
 #include <QTest>
 
+#include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -83,6 +84,7 @@ class TestMirrorNames : public QObject
 
 private slots:
     void oddNamesAreData();
+    void aNameThatCannotBeRepresentedIsPassedOver();
     void excludedFilesAreNeverSent();
     void aPatternThatComesLaterForgetsTheRowsAlone();
     void anInvalidPatternIsDroppedAndTheOthersHold();
@@ -120,6 +122,26 @@ void TestMirrorNames::oddNamesAreData()
     const QVariantMap event = host.manager()->recentEvents().value(0).toMap();
     QCOMPARE(host.local().filePath(event.value("fileName"_s).toString()),
              event.value("filePath"_s).toString());
+}
+
+void TestMirrorNames::aNameThatCannotBeRepresentedIsPassedOver()
+{
+    Host host;
+    const QByteArray path = QFile::encodeName(host.local().filePath("latin"_s)) + "\xe9.txt";
+    const int file = ::open(path.constData(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
+    QVERIFY(file >= 0);
+    QCOMPARE(::write(file, "x", 1), ssize_t(1));
+    ::close(file);
+    if (QFile::encodeName(QFile::decodeName(path)) == path)
+        QSKIP("the locale represents every name");
+    QVERIFY(host.local().write("plain.txt"_s, "p"));
+    host.leaveOut(QFile::decodeName(path).section(QLatin1Char('/'), -1));
+    QVERIFY(host.start());
+    VERIFY_AT_REST(host);
+    QVERIFY(host.awaitCycles(7));
+    QCOMPARE(host.distant().names(), QStringList{"plain.txt"_s});
+    QCOMPARE(host.manager()->doneCount(), 1);
+    QCOMPARE(host.raw().value("SELECT COUNT(*) FROM file_tracking"_s).toInt(), 1);
 }
 
 void TestMirrorNames::excludedFilesAreNeverSent()

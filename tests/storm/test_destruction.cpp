@@ -1,3 +1,4 @@
+#include "big_files.h"
 #include "host.h"
 #include "literals.h"
 #include "mounts.h"
@@ -8,7 +9,6 @@
 #include <QFile>
 #include <QProcess>
 #include <QRandomGenerator>
-#include <QStorageInfo>
 #include <QTest>
 #include <QThread>
 
@@ -58,18 +58,6 @@ private:
 };
 
 constexpr qint64 kBigBytes = 512LL * 1024 * 1024;
-
-bool makeSparse(const QString& path, qint64 bytes)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.resize(bytes);
-}
-
-qint64 bytesIn(const QString& mountPoint)
-{
-    const QStorageInfo storage(mountPoint);
-    return storage.bytesTotal() - storage.bytesAvailable();
-}
 
 // The thread that copies gets the processor only when nobody else wants it: under load a copy then takes as
 // long as it likes. The kernel knows the thread by the first 15 characters of its name.

@@ -3,9 +3,9 @@
 #include "mounts.h"
 
 #include <QFile>
+#include <QSqlDatabase>
+#include <QSqlQuery>
 #include <QTest>
-
-#include <memory>
 
 using namespace VornSyncTest;
 
@@ -43,6 +43,7 @@ private slots:
     void aDistantSideWithoutRoomForNamesIsRetried();
     void aFullStateDatabaseLosesNoRow();
     void aFullDiskAtTheFirstStartIsReported();
+    void aStateDatabaseThatAnotherProgramHoldsLosesNoRow();
 };
 
 void TestFullDisks::aFullDistantSideKeepsItsOldVersions()
@@ -187,6 +188,38 @@ void TestFullDisks::aFullDiskAtTheFirstStartIsReported()
     host.expectCriticals();
     QVERIFY(host.start());
     VERIFY_AT_REST(host);
+}
+
+// Longer than a writer waits: the ends of the copies cannot be recorded.
+void TestFullDisks::aStateDatabaseThatAnotherProgramHoldsLosesNoRow()
+{
+    Host host;
+    QVERIFY(host.local().write("before"_s, "b"));
+    QVERIFY(host.start());
+    VERIFY_AT_REST(host);
+    constexpr int kFiles = 3;
+    for (int i = 0; i < kFiles; ++i)
+        QVERIFY(host.local().write("during %1"_s.arg(i), filler(i)));
+    QVERIFY(waitFor([&] { return host.started().size() > 1; }));
+    {
+        QSqlDatabase other = QSqlDatabase::addDatabase("QSQLITE"_s, "other program"_s);
+        other.setDatabaseName(host.databasePath());
+        QVERIFY(other.open());
+        QVERIFY(QSqlQuery(other).exec("BEGIN IMMEDIATE"_s));
+        host.expectErrors("ERROR: Database VornSyncDB_Connection: "_s);
+        QVERIFY(waitFor([&] { return !host.errors().isEmpty(); }));
+        QVERIFY(QSqlQuery(other).exec("ROLLBACK"_s));
+        other.close();
+    }
+    QSqlDatabase::removeDatabase("other program"_s);
+    QVERIFY(host.awaitCycles(2, 60000));
+    QVERIFY(waitFor([&] { return host.manager()->isIdle(); }, 60000));
+    // A row whose end could not be recorded waits for its time-out.
+    for (int i = 0; i < kFiles; ++i)
+        QVERIFY(host.age("during %1"_s.arg(i)));
+    QCOMPARE(host.settle(60000), QString());
+    QCOMPARE(host.restProblems(), QString());
+    QCOMPARE(host.manager()->doneCount(), kFiles + 1);
 }
 
 QTEST_GUILESS_MAIN(TestFullDisks)

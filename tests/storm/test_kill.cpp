@@ -1,5 +1,7 @@
+#include "big_files.h"
 #include "host.h"
 #include "literals.h"
+#include "mounts.h"
 
 #include <QCoreApplication>
 #include <QCryptographicHash>
@@ -58,7 +60,10 @@ class TestKill : public QObject
     Q_OBJECT
 
 private slots:
+    void cleanup();
     void aKilledHostLosesNothing();
+    void aHostKilledInTheMiddleOfACopyTearsNothing_data();
+    void aHostKilledInTheMiddleOfACopyTearsNothing();
 
 private:
     void writeVersion(const QString& name);
@@ -74,6 +79,12 @@ private:
     QStringList m_names;
     QMap<QString, QList<QByteArray>> m_versions; // digests of every content that a name ever had, newest last
 };
+
+void TestKill::cleanup()
+{
+    m_victim.reset();
+    m_host.reset();
+}
 
 QByteArray TestKill::content()
 {
@@ -194,6 +205,47 @@ void TestKill::aKilledHostLosesNothing()
     QCOMPARE(m_host->distant().names().size(), kFileCount);
     for (const QString& name : m_names)
         QCOMPARE(digest(m_host->distant().read(name)), m_versions.value(name).last());
+}
+
+void TestKill::aHostKilledInTheMiddleOfACopyTearsNothing_data()
+{
+    QTest::addColumn<bool>("hasOldVersion");
+    QTest::newRow("over an old version") << true;
+    QTest::newRow("a new file") << false;
+}
+
+void TestKill::aHostKilledInTheMiddleOfACopyTearsNothing()
+{
+    QFETCH(bool, hasOldVersion);
+    constexpr qint64 kBytes = 256LL * 1024 * 1024; // long enough to be met in the middle
+    m_host = std::make_unique<Host>();
+    TmpfsMount mount(m_host->pair().distantPath(), "size=600m"_s);
+    if (!mount.isMounted())
+        QSKIP(qPrintable(mount.reason()));
+    const QString name = "big.bin"_s;
+    if (hasOldVersion)
+        QVERIFY(m_host->distant().write(name, "the old version"));
+    QVERIFY(makeSparse(m_host->local().filePath(name), kBytes));
+    const qint64 bytesBefore = bytesIn(mount.path());
+    startVictim();
+    QVERIFY(waitFor([&] { return bytesIn(mount.path()) > bytesBefore + 1024 * 1024; }));
+    m_victim->kill();
+    QVERIFY(m_victim->waitForFinished());
+    QCOMPARE(m_victim->exitStatus(), QProcess::CrashExit);
+
+    const qint64 size = QFileInfo(m_host->distant().filePath(name)).size();
+    if (hasOldVersion)
+        QVERIFY(m_host->distant().read(name) == "the old version" || size == kBytes);
+    else
+        QVERIFY(!m_host->distant().exists(name) || size == kBytes);
+    QCOMPARE(m_host->raw().integrityProblems(), QString());
+    for (const QString& path : m_host->pair().temporaryFiles())
+        QVERIFY(QFile::remove(path));
+
+    QVERIFY(m_host->start());
+    VERIFY_AT_REST(*m_host);
+    QCOMPARE(QFileInfo(m_host->distant().filePath(name)).size(), kBytes);
+    m_host->stop(); // before the file system below it
 }
 
 int main(int argc, char** argv)

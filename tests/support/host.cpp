@@ -25,11 +25,14 @@ QString isoTime(const QDateTime& time)
     return time.toUTC().toString(Qt::ISODate);
 }
 
-// Stored texts may have an offset, or none where an older generation wrote them.
-bool isTimeOf(const QFileInfo& file, const QVariant& stored)
+// Stored texts may have an offset, or none where an older generation wrote them. The system itself is asked: to
+// Qt the first second of 1970 is no time.
+bool isTimeOf(const QString& path, const QVariant& stored)
 {
+    struct stat facts = {};
     const QDateTime time = QDateTime::fromString(stored.toString(), Qt::ISODate);
-    return time.isValid() && time.toSecsSinceEpoch() == file.lastModified().toSecsSinceEpoch();
+    return time.isValid() && ::stat(QFile::encodeName(path).constData(), &facts) == 0 &&
+           time.toSecsSinceEpoch() == facts.st_mtim.tv_sec;
 }
 
 QString describe(const QVariantMap& row)
@@ -331,16 +334,16 @@ QString Host::rowProblem(const QString& fileName, const Pair& pair, const QVaria
     if (row.isEmpty())
         return QStringLiteral("'%1' has no row").arg(fileName);
     const QFileInfo local(pair.local().filePath(fileName));
-    const QFileInfo distant(pair.distant().filePath(fileName));
     const QString changedAt = row.value(QStringLiteral("status_changed_at")).toString();
-    const bool isRight = row.value(QStringLiteral("status")).toInt() == kUpToDate &&
-                         row.value(QStringLiteral("error_code")).toInt() == 0 &&
-                         row.value(QStringLiteral("size")).toLongLong() == local.size() &&
-                         isTimeOf(local, row.value(QStringLiteral("local_lmd"))) &&
-                         isTimeOf(distant, row.value(QStringLiteral("distant_lmd"))) &&
-                         row.value(QStringLiteral("trashed_date")).isNull() &&
-                         // A row of an older generation has none.
-                         (changedAt.isEmpty() || QDateTime::fromString(changedAt, Qt::ISODate).isValid());
+    const bool isRight =
+        row.value(QStringLiteral("status")).toInt() == kUpToDate &&
+        row.value(QStringLiteral("error_code")).toInt() == 0 &&
+        row.value(QStringLiteral("size")).toLongLong() == local.size() &&
+        isTimeOf(local.filePath(), row.value(QStringLiteral("local_lmd"))) &&
+        isTimeOf(pair.distant().filePath(fileName), row.value(QStringLiteral("distant_lmd"))) &&
+        row.value(QStringLiteral("trashed_date")).isNull() &&
+        // A row of an older generation has none.
+        (changedAt.isEmpty() || QDateTime::fromString(changedAt, Qt::ISODate).isValid());
     if (isRight)
         return QString();
     return QStringLiteral("'%1' (%2 bytes, local %3, distant %4) has the row: %5")
