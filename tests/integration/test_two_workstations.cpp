@@ -244,9 +244,10 @@ private:
         if (!local().write(probe, "p") || !waitFor([&] { return status(probe) == kUpToDate; }) ||
             !distant.append(probe, "robe") || !waitFor([&] { return isMarked(probe); }))
             return false;
+        if (!local().remove(probe)) // before it is told: what is still there would be sent again
+            return false;
         tell({"deleted"_s, probe});
-        return local().remove(probe) &&
-               waitFor([&] { return !distant.exists(probe) && status(probe) == kDeleted; });
+        return waitFor([&] { return !distant.exists(probe) && status(probe) == kDeleted; });
     }
 
     QString m_name;
