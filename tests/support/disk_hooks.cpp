@@ -26,8 +26,8 @@ struct Listing
 
 struct Look
 {
-    std::string path;
-    std::function<int()> action;
+    QRegularExpression paths;
+    std::function<int(const QString&)> action;
 };
 
 thread_local Listing* listing = nullptr;
@@ -54,12 +54,13 @@ template<typename Function> Function systemFunction(const char* name)
 // The error that the look at `path` is to fail with; 0 when the system is to be asked.
 int lookAt(const char* path)
 {
-    if (!look || look->path != path)
+    if (!look)
         return 0;
     // The action may look at the path itself.
     Look* armed = look;
     look = nullptr;
-    const int error = armed->action();
+    const QString name = QFile::decodeName(path);
+    const int error = armed->paths.match(name).hasMatch() ? armed->action(name) : 0;
     look = armed;
     return error;
 }
@@ -138,8 +139,14 @@ int ListingCounter::count() const
 }
 
 StatHook::StatHook(const QString& path, const std::function<int()>& action)
+    : StatHook(QRegularExpression(QRegularExpression::anchoredPattern(QRegularExpression::escape(path))),
+               [action](const QString&) { return action(); })
 {
-    look = new Look{QFile::encodeName(path).toStdString(), action};
+}
+
+StatHook::StatHook(const QRegularExpression& paths, const std::function<int(const QString&)>& action)
+{
+    look = new Look{paths, action};
 }
 
 StatHook::~StatHook()

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QRegularExpression>
 #include <QString>
 
 #include <functional>
@@ -39,6 +40,8 @@ class StatHook
 
 public:
     StatHook(const QString& path, const std::function<int()>& action);
+    // The same for every path that matches; the action is told which.
+    StatHook(const QRegularExpression& paths, const std::function<int(const QString&)>& action);
     ~StatHook();
 };
 

@@ -39,12 +39,6 @@ bool VornSyncFlightTable::deferDistantRemove(const VornSyncFileKey& key)
     return true;
 }
 
-bool VornSyncFlightTable::isDistantRemoveDeferred(const VornSyncFileKey& key) const
-{
-    QMutexLocker locker(&inFlightMutex);
-    return deferredDistantRemoves.contains(key);
-}
-
 void VornSyncFlightTable::clearDeferred(int directoryId)
 {
     QMutexLocker locker(&inFlightMutex);

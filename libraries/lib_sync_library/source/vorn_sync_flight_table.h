@@ -29,7 +29,6 @@ public:
     // Remembers, while a task of the file is under way, that the distant copy is to be removed when it ends;
     // false when none is.
     bool deferDistantRemove(const VornSyncFileKey& key);
-    bool isDistantRemoveDeferred(const VornSyncFileKey& key) const;
     // Forgets the deferred removes of a directory that is gone; of all of them for a negative id. The tasks
     // themselves are still under way.
     void clearDeferred(int directoryId);

@@ -776,11 +776,13 @@ void VornSyncSynchronizer::dispatch(const pVornSyncTask& task, int directoryId, 
     task->setDispatch(directoryId, fileName);
     connect(task.data(), &VornSyncTask::errorOccurred, this, &VornSyncSynchronizer::errorOccurred);
     ++inFlightCount;
-    changedInFlight.remove(key);
     observations.remove(key); // the row is not up to date any more
     flights.begin(key);
+    // A rename sends no content: an announced change still has to follow it.
     if (task->operation() == ceStoRename)
         flights.begin(targetOf(*task));
+    else
+        changedInFlight.remove(key);
     emit sigRunTask(task);
     emit syncStarted(task->sourcePath());
 }
@@ -814,7 +816,7 @@ void VornSyncSynchronizer::onTaskDone(pVornSyncTask task, bool doneOk)
         return;
     if (!hasDatabase())
         return;
-    VornSyncTaskResults results(*db(), renames, flights, *task);
+    VornSyncTaskResults results(*db(), renames, *task);
     if (results.directoryId() < 0) {
         const QFileInfo source(task->sourcePath());
         VORN_SYNC_TRACE(kTag, "onTaskDone",
@@ -878,14 +880,19 @@ void VornSyncSynchronizer::completeTask(const VornSyncTask& task, bool outcome)
         changedInFlight.remove(key);
 }
 
-// Sends what the host announced, or what was seen to change, while a task or a rename had the file.
+// Sends what the host announced, or what was seen to change, while a task or a rename had the file. Of the two
+// names of a rename, the announcement may have come under the one that is gone.
 void VornSyncSynchronizer::resendAnnounced(const QList<VornSyncFileKey>& keys)
 {
+    bool isAnnounced = false;
+    for (const VornSyncFileKey& key : keys)
+        isAnnounced = changedInFlight.remove(key) || isAnnounced;
+    if (!isAnnounced)
+        return;
     for (const VornSyncFileKey& key : keys) {
-        if (!changedInFlight.remove(key) || isTombstoned(db()->getFileStatus(key.first, key.second)))
-            continue;
         const QString path = joined(localDirPath(key.first), key.second);
-        if (isPlainFile(VornSyncFiles::facts(path)))
+        if (!isTombstoned(db()->getFileStatus(key.first, key.second)) &&
+            isPlainFile(VornSyncFiles::facts(path)))
             copyToDistant(key.first, key.second);
     }
 }
@@ -976,7 +983,9 @@ bool VornSyncSynchronizer::commitRename(int directoryId, const QString& oldFileN
         return true;
     }
     const bool isRenamed =
-        isSurelyAbsent && db()->renameFileOverTombstone(directoryId, oldFileName, newFileName);
+        isSurelyAbsent &&
+        VornSyncTaskResults::renameRow(*db(), directoryId, oldFileName, newFileName,
+                                       VornSyncFiles::facts(joined(localDirPath(directoryId), newFileName)));
     trace(QStringLiteral("Distant source absent, BD-only rename %1")
               .arg(isRenamed ? QStringLiteral("applied") : QStringLiteral("FAILED")));
     renames.release(directoryId, oldFileName, newFileName);

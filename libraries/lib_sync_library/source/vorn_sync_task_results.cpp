@@ -1,8 +1,6 @@
 #include "vorn_sync_task_results.h"
 
 #include "vorn_sync_database.h"
-#include "vorn_sync_files.h"
-#include "vorn_sync_flight_table.h"
 #include "vorn_sync_log.h"
 #include "vorn_sync_rename_locks.h"
 #include "vorn_sync_times.h"
@@ -22,10 +20,9 @@ QDateTime timeOf(const QString& path)
 } // namespace
 
 VornSyncTaskResults::VornSyncTaskResults(VornSyncDatabase& database, VornSyncRenameLocks& renames,
-                                         const VornSyncFlightTable& flights, const VornSyncTask& task)
+                                         const VornSyncTask& task)
     : m_database(database)
     , m_renames(renames)
-    , m_flights(flights)
     , m_task(task)
     , m_fileName(QFileInfo(task.sourcePath()).fileName())
     , m_directoryId(findDirectory())
@@ -89,14 +86,22 @@ bool VornSyncTaskResults::recordRename()
                             .arg(m_fileName, QString::number(m_directoryId)));
         return false;
     }
-    // The host has deleted the file under its new name while the distant side still got it: the tombstone that
-    // it left there is the file's row now.
-    const bool isDeleted = m_flights.isDistantRemoveDeferred({m_directoryId, newName}) &&
-                           VornSyncTypes::isTombstoned(m_database.getFileStatus(m_directoryId, newName));
-    const bool isRenamed = isDeleted ? m_database.removeFileSync(m_directoryId, m_fileName)
-                                     : m_database.renameFileOverTombstone(m_directoryId, m_fileName, newName);
+    const QString localDir = m_database.getDirectoryLocalPath(m_directoryId);
+    const bool isRenamed = renameRow(m_database, m_directoryId, m_fileName, newName,
+                                     VornSyncFiles::facts(localDir + QLatin1Char('/') + newName));
     releaseRename();
     return isRenamed;
+}
+
+// A tombstone under the new name is the file's row when the host has deleted the file since it renamed it, and
+// a leftover of an older file when the file is there.
+bool VornSyncTaskResults::renameRow(VornSyncDatabase& database, int directoryId, const QString& oldName,
+                                    const QString& newName, const VornSyncFileFacts& newLocal)
+{
+    const bool isDeleted = newLocal.presence == VornSyncPresence::Absent &&
+                           database.getFileStatus(directoryId, newName) == ceSfsDeleted;
+    return isDeleted ? database.removeFileSync(directoryId, oldName)
+                     : database.renameFileOverTombstone(directoryId, oldName, newName);
 }
 
 void VornSyncTaskResults::recordFailure()

@@ -1,11 +1,11 @@
 #pragma once
 
+#include "vorn_sync_files.h"
 #include "vorn_sync_task.h"
 
 #include <QString>
 
 class VornSyncDatabase;
-class VornSyncFlightTable;
 class VornSyncRenameLocks;
 
 // What a finished task means for the database. Used on the synchronizer's thread; lives for one completion.
@@ -14,8 +14,7 @@ class VornSyncTaskResults
     Q_DISABLE_COPY_MOVE(VornSyncTaskResults)
 
 public:
-    VornSyncTaskResults(VornSyncDatabase& database, VornSyncRenameLocks& renames,
-                        const VornSyncFlightTable& flights, const VornSyncTask& task);
+    VornSyncTaskResults(VornSyncDatabase& database, VornSyncRenameLocks& renames, const VornSyncTask& task);
 
     // The directory the task worked in, or -1.
     int directoryId() const { return m_directoryId; }
@@ -27,6 +26,10 @@ public:
 
     // A rename gives its names back, also where its directory is not found any more.
     void releaseRename();
+
+    // Gives the file's row its new name.
+    static bool renameRow(VornSyncDatabase& database, int directoryId, const QString& oldName,
+                          const QString& newName, const VornSyncFileFacts& newLocal);
 
     // Runs of the task, or messages it has added, whichever are more: a run that fails without a message
     // counts too, or it would be run for ever.
@@ -41,7 +44,6 @@ private:
 
     VornSyncDatabase& m_database;
     VornSyncRenameLocks& m_renames;
-    const VornSyncFlightTable& m_flights;
     const VornSyncTask& m_task;
     const QString m_fileName;
     const int m_directoryId;
