@@ -122,7 +122,8 @@ bool VornSqliteDatabase::resetFile(const std::function<void()>& prepare)
         use.connection.addError(QStringLiteral("The file can't be reset inside a transaction"));
         return false;
     }
-    return m_connections->reset(use.connection, [this] { return removeFiles(); }, prepare);
+    return m_connections->reset(
+        use.connection, [this] { return removeFiles(); }, prepare);
 }
 
 // The database before what belongs to it: a "-wal" deleted first would take committed rows with it if the
