@@ -1,7 +1,9 @@
 #include "mounts.h"
 
 #include <QFile>
+#include <QLoggingCategory>
 #include <QProcess>
+#include <QSqlDatabase>
 #include <QStandardPaths>
 
 #include <cerrno>
@@ -26,6 +28,16 @@ QString errorText()
 bool setThreadUser(long real, long effective)
 {
     return ::syscall(SYS_setresuid, real, effective, 0L) == 0;
+}
+
+// The Qt in use may lie below root's home, where a stranger finds neither plugins nor logging rules (and where
+// Qt 5 looks for its prefix for ever).
+void loadWhatQtLooksFor()
+{
+    QLoggingCategory::defaultCategory()->isDebugEnabled();
+    const QString name = QStringLiteral("driver is loaded");
+    QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), name);
+    QSqlDatabase::removeDatabase(name);
 }
 
 } // namespace
@@ -62,8 +74,11 @@ bool TmpfsMount::unmount()
 
 // The saved user stays root, so that the scope can end.
 UnprivilegedScope::UnprivilegedScope()
-    : m_isActive(::geteuid() == 0 && setThreadUser(kNobody, kNobody))
 {
+    if (::geteuid() != 0)
+        return;
+    loadWhatQtLooksFor();
+    m_isActive = setThreadUser(kNobody, kNobody);
 }
 
 UnprivilegedScope::~UnprivilegedScope()
