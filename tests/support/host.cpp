@@ -270,7 +270,8 @@ QString Host::openWork()
         if (!trees.isEmpty())
             return trees;
     }
-    return QString();
+    // A row is written before the manager hears of it, and the looks above take their time.
+    return counterProblems();
 }
 
 bool Host::isMirrored(const QString& fileName) const
