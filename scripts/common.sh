@@ -19,7 +19,7 @@ packages_benchmark="libbenchmark-dev"
 
 # Most tests wait for timers most of the time: more of them than cores may run at once.
 # shellcheck disable=SC2034
-test_jobs=$((2 * $(nproc)))
+test_jobs=$((3 * $(nproc)))
 
 as_root() {
     if [ "$(id -u)" -eq 0 ]; then

@@ -13,12 +13,17 @@ function(vorn_sync_add_test name)
     get_filename_component(kind ${CMAKE_CURRENT_SOURCE_DIR} NAME)
     list(APPEND arg_LABELS ${kind})
     list(REMOVE_DUPLICATES arg_LABELS)
-    # Storms fill disks, kill processes and hang file systems: nothing else should be timed beside them.
-    if(kind STREQUAL "storm")
-        set_tests_properties(${name} PROPERTIES RUN_SERIAL ON)
+    # The longest start first, or the end of a run waits for one test. Storms load the machine: one at a time.
+    set(cost 1)
+    if(kind STREQUAL "integration")
+        set(cost 100)
+    elseif(kind STREQUAL "storm")
+        set(cost 1000)
+        set_tests_properties(${name} PROPERTIES RESOURCE_LOCK storm)
     endif()
     set_tests_properties(${name} PROPERTIES
         TIMEOUT ${arg_TIMEOUT}
+        COST ${cost}
         LABELS "${arg_LABELS}"
         ENVIRONMENT "LC_ALL=C.UTF-8;QT_QPA_PLATFORM=offscreen")
 endfunction()
