@@ -8,7 +8,7 @@ usage: benchmarks/compare/compare.py BUILD_DIR [--files N] [--large MIB] [--roun
   memory   the command-line host at rest with N tracked files: resident memory
 
 Every round runs both sides, in alternating order, so that a busy machine hits both. Ratios are medians over the
-rounds; nothing fails because a machine is slow. BUILD_DIR is a release build with VORN_SYNC_BUILD_BENCHMARKS=ON.
+rounds; nothing fails because a machine is slow. BUILD_DIR is a build of the preset "benchmark".
 """
 import argparse
 import json
