@@ -19,7 +19,7 @@ declare -A members=(
     [engine]="vorn_sync_synchronizer vorn_sync_pass vorn_sync_directory_listing vorn_sync_file_decision
         vorn_sync_exclusions vorn_sync_flight_table vorn_sync_observations vorn_sync_path_cache
         vorn_sync_rename_locks vorn_sync_verify_queue vorn_sync_side_car_deferrals vorn_sync_task_results
-        vorn_sync_verification vorn_sync_name_index"
+        vorn_sync_verification vorn_sync_error_resolution vorn_sync_name_index"
     # The private object emits the facade's signals, so the two know each other.
     [manager]="vorn_sync_manager_p vorn_sync_manager vorn_sync_file_ready"
 )

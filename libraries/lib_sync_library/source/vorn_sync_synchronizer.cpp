@@ -2,6 +2,7 @@
 
 #include "vorn_sqlite_transaction.h"
 #include "vorn_sync_database.h"
+#include "vorn_sync_error_resolution.h"
 #include "vorn_sync_log.h"
 #include "vorn_sync_pass.h"
 #include "vorn_sync_task_results.h"
@@ -1154,130 +1155,38 @@ void VornSyncSynchronizer::resolveFilesError(int directoryId)
             break;
         const QString fileName = file.value(QStringLiteral("fileName")).toString();
         const int status = file.value(QStringLiteral("status")).toInt();
-        if (VornSyncTypes::isValidFileName(fileName) && !isShrunkDistant(directoryId, fileName, status))
+        if (VornSyncTypes::isValidFileName(fileName) &&
+            !VornSyncErrorResolution(*db(), directoryId, fileName, status).isShrunkDistant())
             resolveFileError(directoryId, fileName, status);
     }
     VORN_SYNC_TRACE(kTag, "resolveFilesError",
                     QStringLiteral("End Files error resolving for directoryId: %1").arg(directoryId));
 }
 
-// A distant copy that shrank may be all that is left of somebody's work: only the user sends over it. A reason
-// that can't be read may be this one.
-bool VornSyncSynchronizer::isShrunkDistant(int directoryId, const QString& fileName, int rawStatus)
-{
-    if (VornSyncTypes::baseStatus(rawStatus) != ceSfsUpToDate)
-        return false;
-    bool succeeded = false;
-    const int code = db()->getFileErrorCode(directoryId, fileName, &succeeded);
-    if (!succeeded)
-        return true;
-    if (code != ceSecCopySizeMismatch)
-        return false;
-    VORN_SYNC_TRACE(kTag, "resolveFilesError",
-                    QStringLiteral("Skipping auto-retry for %1: distant copy shrank, waiting for user choice")
-                        .arg(named(fileName, directoryId)));
-    return true;
-}
-
 void VornSyncSynchronizer::resolveFileError(int directoryId, const QString& fileName, int rawStatus)
 {
     if (!hasDatabase() || !isUsableFileName(directoryId, fileName))
         return;
-    const auto traceSkip = [&](const char* reason) {
-        VORN_SYNC_TRACE(kTag, "resolveFileError",
-                        QStringLiteral("Skipping auto-retry for %1: %2")
-                            .arg(named(fileName, directoryId), QLatin1String(reason)));
-    };
-    bool isCodeKnown = false;
-    const int code = db()->getFileErrorCode(directoryId, fileName, &isCodeKnown);
-    if (!isCodeKnown)
+    VornSyncErrorResolution resolution(*db(), directoryId, fileName, rawStatus);
+    if (!resolution.examine(localDirPath(directoryId), trashDirPath(directoryId)))
         return;
-    if (code == ceSecLocalFileMissing) {
-        traceSkip("local missing, waiting for user confirmation");
-        return;
-    }
-    if (code == ceSecDistantFileMissing) {
-        traceSkip("distant missing, waiting for user choice (restore vs delete)");
-        return;
-    }
-    const int base = VornSyncTypes::baseStatus(rawStatus);
-    const VornSyncPresence presence = presenceForRetry(directoryId, fileName, base);
-    if (presence == VornSyncPresence::Unknown) {
-        traceSkip("no certain answer from the disk");
-        return;
-    }
-    if (clearError(directoryId, fileName, base, presence == VornSyncPresence::Absent) &&
-        presence == VornSyncPresence::Present)
-        retryCleared(directoryId, fileName, base, code);
-}
-
-// Takes the error off the row, and the row away where its file is gone. False when it was not as the decision
-// saw it: the host may have settled the file meanwhile, and its word holds.
-bool VornSyncSynchronizer::clearError(int directoryId, const QString& fileName, int base, bool isRowObsolete)
-{
-    bool isCleared = false;
-    {
-        VornSqliteTransaction transaction(*db());
-        isCleared =
-            db()->clearFileError(directoryId, fileName) && db()->getFileStatus(directoryId, fileName) == base;
-        if (isCleared && isRowObsolete)
-            db()->removeFileSync(directoryId, fileName);
-        isCleared = transaction.commit() && isCleared;
-    }
+    const bool isCleared = resolution.clear();
     emit errorStateChanged();
-    if (isCleared && isRowObsolete)
+    if (!isCleared)
+        return;
+    if (resolution.isRowObsolete())
         emit errorStateChanged();
-    return isCleared;
-}
-
-// Where the file must be for the failed operation to make sense: the trash, or the local directory. A base
-// status that leads to no operation needs no file.
-VornSyncPresence VornSyncSynchronizer::presenceForRetry(int directoryId, const QString& fileName, int base)
-{
-    switch (static_cast<SyncFileStatus>(base)) {
-    case ceSfsPendingSync:
-    case ceSfsSyncing:
-    case ceSfsPendingDelete:
-    case ceSfsDeleting:
-        return VornSyncFiles::facts(joined(localDirPath(directoryId), fileName)).presence;
-    case ceSfsTrashed:
-    case ceSfsPendingRestore:
-    case ceSfsRestoring:
-        return VornSyncFiles::facts(joined(trashDirPath(directoryId), fileName)).presence;
-    case ceSfsUnknown:
-    case ceSfsUpToDate:
-    case ceSfsDeleted:
-    case ceSfsError:
-        break;
-    }
-    return VornSyncPresence::Present;
-}
-
-// Required: the row of a failed operation mostly has an in-progress base, which every start refuses; it
-// waits, cleared, until it is stale.
-void VornSyncSynchronizer::retryCleared(int directoryId, const QString& fileName, int base, int code)
-{
-    switch (static_cast<SyncFileStatus>(base)) {
-    case ceSfsPendingSync:
-    case ceSfsSyncing:
+    switch (resolution.retry()) {
+    case VornSyncErrorResolution::Retry::None:
+        return;
+    case VornSyncErrorResolution::Retry::Copy:
         copyToDistant(directoryId, fileName);
         return;
-    case ceSfsPendingDelete:
-    case ceSfsDeleting:
+    case VornSyncErrorResolution::Retry::MoveToTrash:
         moveFileToTrash(directoryId, fileName);
         return;
-    case ceSfsPendingRestore:
-    case ceSfsRestoring:
+    case VornSyncErrorResolution::Retry::RestoreFromTrash:
         restoreFromTrash(directoryId, fileName);
-        return;
-    case ceSfsUpToDate:
-        if (code == ceSecCopySizeMismatch)
-            copyToDistant(directoryId, fileName);
-        return;
-    case ceSfsUnknown:
-    case ceSfsTrashed:
-    case ceSfsDeleted:
-    case ceSfsError:
         return;
     }
 }

@@ -127,10 +127,6 @@ private:
     void replayDistantRemove(const VornSyncFileKey& key);
 
     bool removeDistantCopy(int directoryId, const QString& fileName);
-    bool isShrunkDistant(int directoryId, const QString& fileName, int rawStatus);
-    VornSyncPresence presenceForRetry(int directoryId, const QString& fileName, int base);
-    bool clearError(int directoryId, const QString& fileName, int base, bool isRowObsolete);
-    void retryCleared(int directoryId, const QString& fileName, int base, int code);
 
     const QString trashPath;
     QAtomicPointer<VornSyncDatabase> database; // not owned; set once, read by the host's thread too
