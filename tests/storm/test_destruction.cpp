@@ -201,7 +201,8 @@ void TestDestruction::aProcessMayEndBeforeItsUnfinishedCopy()
     // Qt's own static objects (its text codec for one) are destroyed at exit under the thread that is left to its
     // copy: a race that the bounded shutdown accepts, and that a thread sanitizer would report.
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert("TSAN_OPTIONS"_s, environment.value("TSAN_OPTIONS"_s) + " report_bugs=0 atexit_sleep_ms=0"_s);
+    environment.insert("TSAN_OPTIONS"_s,
+                       environment.value("TSAN_OPTIONS"_s) + " report_bugs=0 atexit_sleep_ms=0"_s);
     process.setProcessEnvironment(environment);
     process.start(QCoreApplication::applicationFilePath(),
                   {"--mirror-and-quit"_s, host.databasePath(), host.trashRoot(), host.pair().localPath(),

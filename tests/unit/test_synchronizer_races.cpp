@@ -138,6 +138,9 @@ private slots:
     void movedToTheTrashTwice_staysAsItWasTrashed();
     void fileDeletedBetweenTheLoopsOfAPass_staysDeletedAndTrashed();
 
+    void renamedWhileItIsLookedAt_waitsForTheRename_data();
+    void renamedWhileItIsLookedAt_waitsForTheRename();
+    void renamedWhileAFailureIsResolved_keepsItsRow();
     void newNameDeletedWhileItsRenameIsInFlight_isGone_data();
     void newNameDeletedWhileItsRenameIsInFlight_isGone();
     void newNameDeletedBeforeADatabaseOnlyRename_staysDeleted();
@@ -260,6 +263,66 @@ void TestSynchronizerRaces::fileDeletedBetweenTheLoopsOfAPass_staysDeletedAndTra
 }
 
 // --- During a rename ------------------------------------------------------------------------------------
+
+void TestSynchronizerRaces::renamedWhileItIsLookedAt_waitsForTheRename_data()
+{
+    QTest::addColumn<QString>("who");
+    QTest::newRow("pass") << "pass"_s;
+    QTest::newRow("verification") << "verification"_s;
+    QTest::newRow("notification") << "notification"_s;
+}
+
+void TestSynchronizerRaces::renamedWhileItIsLookedAt_waitsForTheRename()
+{
+    QFETCH(QString, who);
+    Engine engine;
+    QVERIFY(engine.start());
+    QVERIFY(engine.send("a"_s, "x"));
+    bool isRenamed = false;
+    {
+        // Every test of the locks has passed when the disk is asked.
+        StatHook hook(engine.local().filePath("a"_s), [&] {
+            if (!isRenamed)
+                isRenamed = engine.sync().lockRename(1, "a"_s, "b"_s) && engine.local().rename("a"_s, "b"_s);
+            return 0;
+        });
+        if (who == "pass"_s)
+            engine.pass();
+        else if (who == "verification"_s)
+            engine.sync().verifyOneUpToDateFile(1, "a"_s, 1);
+        else
+            QVERIFY(!engine.sync().notifyLocalFileChanged(1, "a"_s));
+    }
+    QVERIFY(isRenamed);
+    QCOMPARE(engine.state("a"_s), "17/0"_s);
+    QCOMPARE(engine.taskCount(), 0);
+    COMPARE_NO_EVENTS(engine);
+    QVERIFY(engine.sync().commitRename(1, "a"_s, "b"_s));
+    engine.runAll();
+    QCOMPARE(engine.state("b"_s), "17/0"_s);
+    QCOMPARE(engine.distant().names(), QStringList("b"_s));
+}
+
+void TestSynchronizerRaces::renamedWhileAFailureIsResolved_keepsItsRow()
+{
+    Engine engine;
+    QVERIFY(engine.start());
+    QVERIFY(engine.send("a"_s, "x"));
+    QVERIFY(engine.database().setFileStatus(1, "a"_s, ceSfsPendingSync, ceSecNone));
+    QVERIFY(engine.database().setFileStatus(1, "a"_s, ceSfsError, ceSecCopyFailed));
+    const QVariantMap row = engine.row("a"_s);
+    bool isRenamed = false;
+    {
+        StatHook hook(engine.local().filePath("a"_s), [&] {
+            if (!isRenamed)
+                isRenamed = engine.sync().lockRename(1, "a"_s, "b"_s) && engine.local().rename("a"_s, "b"_s);
+            return 0;
+        });
+        engine.sync().resolveFilesError(1);
+    }
+    QVERIFY(isRenamed);
+    QCOMPARE(engine.row("a"_s), row);
+}
 
 void TestSynchronizerRaces::newNameDeletedWhileItsRenameIsInFlight_isGone_data()
 {

@@ -272,7 +272,11 @@ void VornSyncSynchronizer::passTracked(VornSyncPass& pass)
         const VornSyncPassFile file = pass.file(i);
         if (!file.hasRow)
             continue;
-        const VornSyncVerdict verdict = VornSyncFileDecision::forTracked(file);
+        VornSyncVerdict verdict = VornSyncFileDecision::forTracked(file);
+        // The host may have taken the name, and then the file away from under it, since the pass began.
+        if (verdict == VornSyncVerdict::ReportLocalMissing &&
+            isRenameLocked(pass.directoryId(), pass.fileName(i)))
+            verdict = VornSyncVerdict::SkipRenaming;
         actOnTracked(pass.directoryId(), file, verdict);
         if (verdict == VornSyncVerdict::Skip && VornSyncFileDecision::forLocal(file) == verdict)
             pass.setSettled(i);
@@ -558,7 +562,7 @@ void VornSyncSynchronizer::verifyOneUpToDateFile(int directoryId, const QString&
     const QString distantDir = distantDirPath(directoryId);
     if (localDir.isEmpty() || distantDir.isEmpty())
         return;
-    VornSyncVerification verification(*db(), observations, directoryId, fileName, dbSize);
+    VornSyncVerification verification(*db(), observations, renames, directoryId, fileName, dbSize);
     if (verification.verify(joined(localDir, fileName), joined(distantDir, fileName)))
         emit errorStateChanged();
 }
@@ -644,6 +648,11 @@ bool VornSyncSynchronizer::isLocalReady(int directoryId, const QString& fileName
             kTag, "startProcessing",
             QStringLiteral("Skip %1: tombstoned (%2)").arg(named(fileName, directoryId), statusName(status)));
         localPresent = false;
+        return false;
+    }
+    if (local.presence == VornSyncPresence::Absent && isRenameLocked(directoryId, fileName)) {
+        VORN_SYNC_TRACE(kTag, "startProcessing",
+                        QStringLiteral("Skip %1: rename in progress").arg(named(fileName, directoryId)));
         return false;
     }
     if (local.presence == VornSyncPresence::Absent) {
@@ -1170,6 +1179,11 @@ void VornSyncSynchronizer::resolveFileError(int directoryId, const QString& file
     VornSyncErrorResolution resolution(*db(), directoryId, fileName, rawStatus);
     if (!resolution.examine(localDirPath(directoryId), trashDirPath(directoryId)))
         return;
+    if (isRenameLocked(directoryId, fileName)) {
+        VORN_SYNC_TRACE(kTag, "resolveFileError",
+                        QStringLiteral("Skip %1: rename in progress").arg(named(fileName, directoryId)));
+        return;
+    }
     const bool isCleared = resolution.clear();
     emit errorStateChanged();
     if (!isCleared)

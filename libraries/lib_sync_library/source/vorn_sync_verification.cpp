@@ -4,6 +4,7 @@
 #include "vorn_sync_file_decision.h"
 #include "vorn_sync_log.h"
 #include "vorn_sync_observations.h"
+#include "vorn_sync_rename_locks.h"
 #include "vorn_sync_times.h"
 
 namespace {
@@ -18,9 +19,11 @@ bool isPlainFile(const VornSyncFileFacts& facts)
 } // namespace
 
 VornSyncVerification::VornSyncVerification(VornSyncDatabase& database, VornSyncObservations& observations,
-                                           int directoryId, const QString& fileName, qint64 dbSize)
+                                           const VornSyncRenameLocks& renames, int directoryId,
+                                           const QString& fileName, qint64 dbSize)
     : m_database(database)
     , m_observations(observations)
+    , m_renames(renames)
     , m_directoryId(directoryId)
     , m_fileName(fileName)
     , m_dbSize(dbSize)
@@ -30,6 +33,9 @@ VornSyncVerification::VornSyncVerification(VornSyncDatabase& database, VornSyncO
 bool VornSyncVerification::verify(const QString& localPath, const QString& distantPath)
 {
     const VornSyncFileFacts local = VornSyncFiles::facts(localPath);
+    // The host may have taken the name since.
+    if (m_renames.isLocked(m_directoryId, m_fileName))
+        return false;
     if (local.presence == VornSyncPresence::Absent) {
         trace(QStringLiteral("Local file missing: '%1' (dirId=%2) -> Error")
                   .arg(m_fileName, QString::number(m_directoryId)));

@@ -6,6 +6,7 @@
 
 class VornSyncDatabase;
 class VornSyncObservations;
+class VornSyncRenameLocks;
 
 // Compares one up-to-date file with both sides, and puts on record what it finds. Used on the synchronizer's
 // thread; lives for one file.
@@ -14,8 +15,9 @@ class VornSyncVerification
     Q_DISABLE_COPY_MOVE(VornSyncVerification)
 
 public:
-    VornSyncVerification(VornSyncDatabase& database, VornSyncObservations& observations, int directoryId,
-                         const QString& fileName, qint64 dbSize);
+    VornSyncVerification(VornSyncDatabase& database, VornSyncObservations& observations,
+                         const VornSyncRenameLocks& renames, int directoryId, const QString& fileName,
+                         qint64 dbSize);
 
     // True when the row's status may have changed.
     bool verify(const QString& localPath, const QString& distantPath);
@@ -29,6 +31,7 @@ private:
 
     VornSyncDatabase& m_database;
     VornSyncObservations& m_observations;
+    const VornSyncRenameLocks& m_renames;
     const int m_directoryId;
     const QString m_fileName;
     const qint64 m_dbSize;
