@@ -8,10 +8,68 @@
 #include <QCoreApplication>
 #include <QJsonArray>
 
+#include <algorithm>
+#include <iterator>
+
 using namespace VornCliProtocol;
 using VornCliText::printable;
 
 namespace {
+
+// What a host's "done" and "refused" may say.
+const char* const kSentenceIds[] = {
+    QT_TRID_NOOP("vorn_sync_done_acknowledged"),
+    QT_TRID_NOOP("vorn_sync_done_restored"),
+    QT_TRID_NOOP("vorn_sync_done_retried"),
+    QT_TRID_NOOP("vorn_sync_done_retried_all"),
+    QT_TRID_NOOP("vorn_sync_done_acknowledged_all"),
+    QT_TRID_NOOP("vorn_sync_done_trashed_all"),
+    QT_TRID_NOOP("vorn_sync_done_trashed"),
+    QT_TRID_NOOP("vorn_sync_done_deleted"),
+    QT_TRID_NOOP("vorn_sync_done_deleted_local"),
+    QT_TRID_NOOP("vorn_sync_done_renamed"),
+    QT_TRID_NOOP("vorn_sync_done_cycle"),
+    QT_TRID_NOOP("vorn_sync_done_sent"),
+    QT_TRID_NOOP("vorn_sync_done_paused"),
+    QT_TRID_NOOP("vorn_sync_done_resumed"),
+    QT_TRID_NOOP("vorn_sync_done_suspended"),
+    QT_TRID_NOOP("vorn_sync_done_unsuspended"),
+    QT_TRID_NOOP("vorn_sync_done_forgotten"),
+    QT_TRID_NOOP("vorn_sync_done_reset"),
+    QT_TRID_NOOP("vorn_sync_refused_no_host"),
+    QT_TRID_NOOP("vorn_sync_refused_no_access"),
+    QT_TRID_NOOP("vorn_sync_refused_no_answer"),
+    QT_TRID_NOOP("vorn_sync_refused_ending"),
+    QT_TRID_NOOP("vorn_sync_refused_bad_answer"),
+    QT_TRID_NOOP("vorn_sync_refused_bad_request"),
+    QT_TRID_NOOP("vorn_sync_refused_protocol"),
+    QT_TRID_NOOP("vorn_sync_refused_unknown_command"),
+    QT_TRID_NOOP("vorn_sync_refused_too_many"),
+    QT_TRID_NOOP("vorn_sync_refused_resetting"),
+    QT_TRID_NOOP("vorn_sync_refused_needs_yes"),
+    QT_TRID_NOOP("vorn_sync_refused_declined"),
+    QT_TRID_NOOP("vorn_sync_refused_state_unreadable"),
+    QT_TRID_NOOP("vorn_sync_refused_failed"),
+    QT_TRID_NOOP("vorn_sync_refused_unknown_alias"),
+    QT_TRID_NOOP("vorn_sync_refused_invalid_name"),
+    QT_TRID_NOOP("vorn_sync_refused_not_tracked"),
+    QT_TRID_NOOP("vorn_sync_refused_not_in_error"),
+    QT_TRID_NOOP("vorn_sync_refused_not_acknowledgeable"),
+    QT_TRID_NOOP("vorn_sync_refused_not_restorable"),
+    QT_TRID_NOOP("vorn_sync_refused_busy"),
+    QT_TRID_NOOP("vorn_sync_refused_local_missing"),
+    QT_TRID_NOOP("vorn_sync_refused_still_there"),
+    QT_TRID_NOOP("vorn_sync_refused_local_exists"),
+    QT_TRID_NOOP("vorn_sync_refused_distant_exists"),
+    QT_TRID_NOOP("vorn_sync_refused_tracked_exists"),
+    QT_TRID_NOOP("vorn_sync_refused_same_name"),
+    QT_TRID_NOOP("vorn_sync_refused_name_not_mirrored"),
+    QT_TRID_NOOP("vorn_sync_refused_pair_unavailable"),
+    QT_TRID_NOOP("vorn_sync_refused_rename_failed"),
+    QT_TRID_NOOP("vorn_sync_refused_paused"),
+    QT_TRID_NOOP("vorn_sync_refused_not_ready"),
+    QT_TRID_NOOP("vorn_sync_refused_reset_failed"),
+};
 
 QString text(const char* id)
 {
@@ -81,10 +139,16 @@ QString sentence(const QJsonObject& answer)
 {
     const bool isDone = answer.value(kOkKey).toBool();
     const QString what = answer.value(isDone ? kDoneKey : kRefusedKey).toString();
-    const QByteArray id = QByteArray(isDone ? "vorn_sync_done_" : "vorn_sync_refused_") + what.toUtf8();
-    const QString known = answer.contains(kCountKey) ? qtTrId(id.constData(), answer.value(kCountKey).toInt())
-                                                     : qtTrId(id.constData());
-    return filled(known, stringsOf(answer, kDetailsKey));
+    const QStringList details = stringsOf(answer, kDetailsKey);
+    if (isDone && what == QLatin1String("ready"))
+        return details.value(0); // the path alone, for scripts
+    const QString id = QLatin1String(isDone ? "vorn_sync_done_" : "vorn_sync_refused_") + what;
+    const auto found = std::find_if(std::begin(kSentenceIds), std::end(kSentenceIds),
+                                    [&id](const char* known) { return id == QLatin1String(known); });
+    if (found == std::end(kSentenceIds)) // of a host that is newer than this command
+        return printable(what);
+    const int count = answer.value(kCountKey).toInt(-1);
+    return filled(count < 0 ? qtTrId(*found) : qtTrId(*found, count), details);
 }
 
 QStringList managersWords(const QJsonObject& answer)

@@ -120,6 +120,8 @@ void VornCliCycleProbe::onMarkerCompleted(bool ok)
     if (m_markersRunning == 0)
         return; // of a state that was emptied meanwhile
     --m_markersRunning;
+    if (m_manager == nullptr)
+        return; // its pair is forgotten already, so it must fail
     if (!ok) {
         emit failed();
         return;

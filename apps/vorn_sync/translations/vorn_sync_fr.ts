@@ -360,10 +360,6 @@
         <source>%1/%2: is %3 now; the distant file follows.</source>
         <translation>%1/%2 : s'appelle maintenant %3 ; le fichier distant suit.</translation>
     </message>
-    <message id="vorn_sync_done_ready">
-        <source>%1</source>
-        <translation>%1</translation>
-    </message>
     <message id="vorn_sync_done_cycle">
         <source>A cycle was asked for.</source>
         <translation>Un cycle a été demandé.</translation>
