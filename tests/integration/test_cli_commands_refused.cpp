@@ -178,10 +178,12 @@ void TestCliCommandsRefused::refusedByTheHost()
     // Whatever was handed to the engine in spite of all has been carried out once a later file has arrived.
     QVERIFY(host.local.write("later"_s, "later"));
     VERIFY_EXIT(host.run({"sync"_s, "docs"_s, "later"_s}), 0);
-    QTRY_COMPARE_WITH_TIMEOUT(host.statusOf("later"_s), kUpToDate, kWaitMs);
+    QVERIFY2(waitFor([&] { return host.statusOf("later"_s) == kUpToDate; }),
+             (host.process.out() + host.process.err()).constData());
     QVERIFY(host.database().exec("DELETE FROM file_tracking WHERE file_name = 'later'"_s));
     QVERIFY(host.local.remove("later"_s) && host.distant.remove("later"_s));
-    QCOMPARE(host.database().rows(rows.first()) + host.database().rows(rows.last()), before);
+    const auto after = host.database().rows(rows.first()) + host.database().rows(rows.last());
+    QCOMPARE(after, before);
     QCOMPARE(host.local.names(), (QStringList{"a"_s, "b"_s, "folder"_s}));
     QCOMPARE(host.distant.names(), (QStringList{"a"_s, "b"_s, "theirs"_s}));
     QVERIFY(host.isMirrored("a"_s) && host.isMirrored("b"_s));
