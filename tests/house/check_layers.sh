@@ -45,6 +45,7 @@ done
 
 sql='\b(SELECT|INSERT( OR [A-Z]+)? INTO|DELETE FROM|UPDATE [a-z_]+ SET|(CREATE|DROP|ALTER) (TABLE|INDEX|TRIGGER|VIEW)|PRAGMA|BEGIN IMMEDIATE|COMMIT|ROLLBACK)\b|QSql'
 sql_classes="${members[sqlite]} ${members[database]}"
+app_sql_classes='vorn_cli_state_reader'
 channels='\b(qDebug|qCritical|qInfo|qCDebug|qCCritical|qCInfo)\b|\[-- SYNC --\]'
 log_classes='vorn_sync_log'
 copies='QFile::copy|[.>]copy\(|filesystem::copy'
@@ -104,6 +105,10 @@ check_tree() {
         done < <(find "$root/libraries" -name '*.h' ! -name vorn_sync_manager.h -printf '%f\n' |
             sed 's/.*/["<]&[">]/' >"$patterns"; grep -rnE -f "$patterns" "$root/apps" --include='*.h' --include='*.cpp' |
             grep '#include')
+        while IFS= read -r file; do
+            class=$(basename "$file")
+            reserved "$file" "${class%.*}" "$sql" "$app_sql_classes" "SQL outside the reader of the state"
+        done < <(find "$root/apps" \( -name '*.h' -o -name '*.cpp' \) | sort)
     fi
 }
 
@@ -139,6 +144,8 @@ if [ "${1:-}" = --self-test ]; then
     expect_violation "a copy" $lib/vorn_sync_worker.cpp 'QFile::copy(a, b);' 1
     expect_violation "a rename" $lib/vorn_sync_task.cpp 'QFile::rename(a, b);' 1
     expect_violation "an inside header in an application" apps/vorn_sync/main.cpp '#include "vorn_sync_manager_p.h"' 1
+    expect_violation "SQL in an application" apps/vorn_sync/main.cpp '#include <QSqlQuery>' 1
+    expect_violation "SQL in its place in an application" apps/vorn_sync/vorn_cli_state_reader.cpp '#include <QSqlQuery>' 0
     expect_violation "a downward include" $lib/vorn_sync_worker.cpp '#include "vorn_sync_task.h"' 0
     expect_violation "a comment" $lib/vorn_sync_task.cpp '// like SELECT, QFile::rename or qDebug()' 0
     expect_violation "SQL in its place" $lib/vorn_sync_database.cpp 'q("SELECT 1"); // all of it' 0

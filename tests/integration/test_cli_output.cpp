@@ -64,7 +64,7 @@ QHash<QString, QString> catalogue(const QString& language)
 QSet<QString> idsInSources()
 {
     QSet<QString> ids;
-    const QRegularExpression use(QStringLiteral("qtTrId\\(\"([^\"]+)\""));
+    const QRegularExpression use(QStringLiteral("\"(vorn_sync_[a-z_]*[a-z])\""));
     QDirIterator files(QStringLiteral(VORN_SYNC_APP_DIR "/source"), {QStringLiteral("*.cpp")}, QDir::Files);
     while (files.hasNext()) {
         QFile file(files.next());

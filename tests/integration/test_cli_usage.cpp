@@ -188,7 +188,7 @@ void TestCliUsage::refusesASecondInstance()
     QVERIFY(first.waitForOut("Pair local:"));
 
     const CliResult second = world.mirror(QStringList{QStringLiteral("--once")} + pair);
-    QVERIFY2(second.exitCode == 3, qPrintable(second.words()));
+    QVERIFY2(second.exitCode == 5, qPrintable(second.words()));
     const QByteArray owner = "in use by process " + QByteArray::number(first.processId());
     QVERIFY2(second.err.contains(owner), qPrintable(second.words()));
     QVERIFY(first.isRunning());

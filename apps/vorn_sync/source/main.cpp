@@ -1,3 +1,5 @@
+#include "vorn_cli_client_command.h"
+#include "vorn_cli_command_table.h"
 #include "vorn_cli_locale.h"
 #include "vorn_cli_mirror_command.h"
 #include "vorn_cli_text.h"
@@ -7,29 +9,17 @@
 
 namespace {
 
-const char kUsage[] = "Usage: vorn_sync COMMAND [options] ...\n"
-                      "Mirrors directories to distant ones.\n"
-                      "\n"
-                      "Commands:\n"
-                      "  mirror     Keeps pairs of directories mirrored.\n"
-                      "\n"
-                      "Options:\n"
-                      "  -h, --help     Shows this text; 'vorn_sync COMMAND --help' one on the command.\n"
-                      "  -v, --version  Shows the version.";
-
-struct Command
-{
-    const char* name;
-    int (*run)(const QStringList& arguments);
-};
-
-int runMirror(const QStringList& arguments)
-{
-    VornCliMirrorCommand command;
-    return command.run(arguments);
-}
-
-constexpr Command kCommands[] = {{"mirror", runMirror}};
+const char kUsageHead[] = "Usage: vorn_sync COMMAND [options] ...\n"
+                          "Mirrors directories to distant ones.\n"
+                          "\n"
+                          "Commands:\n"
+                          "  mirror             Keeps pairs of directories mirrored.\n"
+                          "\n"
+                          "Commands to a running mirror:\n";
+const char kUsageTail[] = "\n\n"
+                          "Options:\n"
+                          "  -h, --help     Shows this text; 'vorn_sync COMMAND --help' one on the command.\n"
+                          "  -v, --version  Shows the version.";
 
 int refuse(const QString& error)
 {
@@ -44,16 +34,21 @@ int dispatch(QStringList arguments)
         return refuse(QStringLiteral("A command is needed."));
     const QString first = arguments.takeAt(1);
     if (first == QLatin1String("-h") || first == QLatin1String("--help")) {
-        VornCliText::writeOut(QLatin1String(kUsage));
+        VornCliText::writeOut(QLatin1String(kUsageHead) + VornCliCommandTable::overview() +
+                              QLatin1String(kUsageTail));
         return kExitOk;
     }
     if (first == QLatin1String("-v") || first == QLatin1String("--version")) {
         VornCliText::writeOut(QStringLiteral("vorn_sync " VORN_SYNC_VERSION));
         return kExitOk;
     }
-    for (const Command& command : kCommands) {
-        if (first == QLatin1String(command.name))
-            return command.run(arguments);
+    if (first == QLatin1String("mirror")) {
+        VornCliMirrorCommand command;
+        return command.run(arguments);
+    }
+    if (const VornCliCommandEntry* entry = VornCliCommandTable::find(first)) {
+        VornCliClientCommand command(*entry);
+        return command.run(arguments);
     }
     return refuse(QStringLiteral("Unknown command: '%1'.").arg(VornCliText::printable(first)));
 }

@@ -61,6 +61,7 @@ bool VornCliCycleProbe::attach(VornSyncManager* manager)
 void VornCliCycleProbe::detach()
 {
     m_retryTimer.stop();
+    m_isAwaited = false;
     if (m_manager == nullptr)
         return;
     forget(m_manager);
@@ -116,7 +117,11 @@ void VornCliCycleProbe::onMarkerStarted(const QString& filePath)
 
 void VornCliCycleProbe::onMarkerCompleted(bool ok)
 {
+    if (m_markersRunning == 0)
+        return; // of a state that was emptied meanwhile
     --m_markersRunning;
+    if (m_manager == nullptr)
+        return; // its pair is forgotten already, so it must fail
     if (!ok) {
         emit failed();
         return;

@@ -7,11 +7,25 @@
 
 namespace {
 
+QString operationName(VornCliOperation operation)
+{
+    switch (operation) {
+    case VornCliOperation::Copy:
+        return QStringLiteral("copy");
+    case VornCliOperation::Trash:
+        return QStringLiteral("trash");
+    case VornCliOperation::Rename:
+        return QStringLiteral("rename");
+    }
+    return QString();
+}
+
 QJsonObject toJson(const VornCliFile& file)
 {
     return {{QStringLiteral("alias"), file.alias},
             {QStringLiteral("file"), file.name},
-            {QStringLiteral("path"), file.path}};
+            {QStringLiteral("path"), file.path},
+            {QStringLiteral("operation"), operationName(file.operation)}};
 }
 
 QJsonObject toJson(const VornCliCounters& counters)

@@ -59,9 +59,52 @@ QString stateFailed(const QString& path)
     return qtTrId("vorn_sync_state_failed").arg(printable(path));
 }
 
-QString copied(const VornCliFile& file)
+QString paused()
 {
-    return qtTrId("vorn_sync_copied").arg(printable(file.alias), printable(file.name));
+    return qtTrId("vorn_sync_done_paused");
+}
+
+QString resumed()
+{
+    return qtTrId("vorn_sync_done_resumed");
+}
+
+QString pairSuspended(const VornCliPair& pair)
+{
+    return qtTrId("vorn_sync_pair_suspended").arg(printable(pair.alias));
+}
+
+QString pairResumed(const VornCliPair& pair)
+{
+    return qtTrId("vorn_sync_pair_resumed").arg(printable(pair.alias));
+}
+
+QString pairForgotten(const VornCliPair& pair)
+{
+    return qtTrId("vorn_sync_pair_forgotten").arg(printable(pair.alias));
+}
+
+QString resetting()
+{
+    return qtTrId("vorn_sync_resetting");
+}
+
+QString commandsRefused(const QString& reason)
+{
+    return qtTrId("vorn_sync_commands_refused").arg(printable(reason));
+}
+
+QString completed(const VornCliFile& file)
+{
+    switch (file.operation) {
+    case VornCliOperation::Copy:
+        return qtTrId("vorn_sync_copied").arg(printable(file.alias), printable(file.name));
+    case VornCliOperation::Trash:
+        return qtTrId("vorn_sync_moved_to_trash").arg(printable(file.alias), printable(file.name));
+    case VornCliOperation::Rename:
+        return qtTrId("vorn_sync_renamed_distant").arg(printable(file.alias), printable(file.name));
+    }
+    return QString();
 }
 
 QString failed(const VornCliFile& file)

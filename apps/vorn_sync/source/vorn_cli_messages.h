@@ -18,7 +18,15 @@ QString watchRefused(const VornCliPair& pair);
 QString restarting();
 QString stateFailed(const QString& path);
 
-QString copied(const VornCliFile& file);
+QString paused();
+QString resumed();
+QString pairSuspended(const VornCliPair& pair);
+QString pairResumed(const VornCliPair& pair);
+QString pairForgotten(const VornCliPair& pair);
+QString resetting();
+QString commandsRefused(const QString& reason);
+
+QString completed(const VornCliFile& file);
 QString failed(const VornCliFile& file);
 QString progress(const VornCliCounters& counters);
 

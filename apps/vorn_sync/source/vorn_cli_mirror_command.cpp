@@ -1,10 +1,12 @@
 #include "vorn_cli_mirror_command.h"
 
+#include "vorn_cli_command_server.h"
 #include "vorn_cli_json_output.h"
 #include "vorn_cli_locale.h"
 #include "vorn_cli_message_handler.h"
 #include "vorn_cli_messages.h"
 #include "vorn_cli_quiet_output.h"
+#include "vorn_cli_request_handler.h"
 #include "vorn_cli_session.h"
 #include "vorn_cli_settler.h"
 #include "vorn_cli_signal_watcher.h"
@@ -74,14 +76,23 @@ int VornCliMirrorCommand::mirror()
 
     m_signalWatcher = std::make_unique<VornCliSignalWatcher>();
     m_output = createOutput();
+    // Before anything is said: a command that is given as soon as the mirror speaks finds it.
+    VornCliCommandServer server(m_state->path());
+    const bool isListening = server.listen();
     m_output->started(m_state->path());
+    if (!isListening)
+        m_output->problem(VornCliMessages::commandsRefused(server.error()));
     VornCliSession session(m_options, *m_state, *m_output);
     session.open();
+    VornCliRequestHandler handler(session, *m_pairList, *m_state);
+    QObject::connect(&server, &VornCliCommandServer::requested, &handler, &VornCliRequestHandler::take);
     const int added = addPairs(&session);
     if (added != kExitOk) {
         QCoreApplication::processEvents(); // what the manager has to say about its database comes from there
         return added;
     }
+    // From the end on nobody shall wait for an answer; the manager's own end may take seconds.
+    QObject::connect(&session, &VornCliSession::closing, &server, &VornCliCommandServer::close);
     return m_options.once() ? runOnce(&session) : runUntilSignal(&session);
 }
 

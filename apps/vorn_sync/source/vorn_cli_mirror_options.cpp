@@ -26,9 +26,8 @@ const char kDescription[] =
     "Only the plain files directly in LOCAL are mirrored, hidden ones are not.\n"
     "\n"
     "Exit codes: 0 all is up to date, or a continuous mirror was ended by a signal; 1 files are in error or\n"
-    "could not be mirrored; 2 usage error; 3 another instance uses the state directory; 4 the state "
-    "directory\n"
-    "can't be used; 128 + N: --once was ended by signal N before everything was settled.";
+    "could not be mirrored; 2 usage error; 4 the state directory can't be used; 5 another instance uses the\n"
+    "state directory; 128 + N: --once was ended by signal N before everything was settled.";
 
 struct Options
 {

@@ -97,6 +97,13 @@ void VornCliPairList::put(const VornCliPair& pair)
         *found = pair;
 }
 
+void VornCliPairList::remove(const QString& alias)
+{
+    m_pairs.erase(std::remove_if(m_pairs.begin(), m_pairs.end(),
+                                 [&alias](const VornCliPair& pair) { return pair.alias == alias; }),
+                  m_pairs.end());
+}
+
 QString VornCliPairList::freeAlias(const QString& local, const QStringList& taken)
 {
     QString base = QFileInfo(local).fileName();

@@ -18,6 +18,8 @@ public:
 
     void put(const VornCliPair& pair); // adds it, or replaces the one with its alias
 
+    void remove(const QString& alias);
+
     // An alias for a new local directory: its base name, with a number behind it when that is taken.
     static QString freeAlias(const QString& local, const QStringList& taken);
 

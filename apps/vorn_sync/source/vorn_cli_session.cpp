@@ -16,6 +16,11 @@ namespace {
 // How the manager begins its text when a pair is registered but has no distant directory for now.
 const QLatin1String kDistantMissingText("Warning: Given distant path");
 
+QString directoryOf(const QString& filePath)
+{
+    return filePath.left(filePath.lastIndexOf(QLatin1Char('/')));
+}
+
 } // namespace
 
 VornCliSession::VornCliSession(const VornCliMirrorOptions& options, const VornCliStateDirectory& state,
@@ -103,15 +108,10 @@ bool VornCliSession::restart()
 {
     m_output.note(VornCliMessages::restarting());
     m_probe->detach();
+    m_fileReadyQueue.abandon();
     m_manager.reset();
     createManager();
-    for (Entry& entry : m_entries) {
-        if (!entry.localThere)
-            m_manager->setDirectoryAvailability(entry.pair.alias, false);
-        else if (!registerPair(&entry))
-            return false;
-    }
-    return m_probe->attach(m_manager.get());
+    return registerAll() && m_probe->attach(m_manager.get());
 }
 
 void VornCliSession::close()
@@ -120,7 +120,9 @@ void VornCliSession::close()
         return;
     if (m_probe)
         m_probe->detach();
+    emit closing();
     m_refreshTimer.stop();
+    m_fileReadyQueue.abandon();
     m_manager.reset();
     if (m_probe)
         m_probe->removeFiles();
@@ -136,6 +138,8 @@ void VornCliSession::createManager()
     connect(m_manager.get(), &VornSyncManager::errorOccurred, this, &VornCliSession::onErrorOccurred);
     connect(m_manager.get(), &VornSyncManager::recentEventsChanged, this,
             &VornCliSession::onRecentEventsChanged);
+    connect(m_manager.get(), &VornSyncManager::fileReady, this,
+            [this](const QString& path, bool found) { m_fileReadyQueue.onFileReady(path, found); });
     connect(m_manager.get(), &VornSyncManager::countersChanged, this, [this] { m_refreshTimer.start(); });
     connect(m_manager.get(), &VornSyncManager::idleChanged, this, [this] { m_refreshTimer.start(); });
 }
@@ -144,9 +148,9 @@ bool VornCliSession::registerPair(Entry* entry)
 {
     const VornCliPair& pair = entry->pair;
     m_lastTexts.clear();
-    m_isRegistering = true;
+    m_isGathering = true;
     const bool added = m_manager->addDirectory(pair.alias, pair.local, pair.distant);
-    m_isRegistering = false;
+    m_isGathering = false;
     const auto isDistantMissing = [](const QString& text) { return text.startsWith(kDistantMissingText); };
     entry->distantThere = std::none_of(m_lastTexts.cbegin(), m_lastTexts.cend(), isDistantMissing);
     // An alias that is known with another local directory is "added" as well, and nothing has changed.
@@ -157,6 +161,108 @@ bool VornCliSession::registerPair(Entry* entry)
     for (const QString& text : qAsConst(m_lastTexts))
         m_output.problem(text);
     return true;
+}
+
+bool VornCliSession::registerAll()
+{
+    bool isDone = true;
+    for (Entry& entry : m_entries) {
+        if (entry.localThere)
+            isDone = registerPair(&entry) && isDone;
+        if (!entry.isAvailable() || isPaused())
+            m_manager->setDirectoryAvailability(entry.pair.alias, false);
+    }
+    return isDone;
+}
+
+// ---- What commands ask for ------------------------------------------------------------------------------
+
+QStringList VornCliSession::act(const std::function<void(VornSyncManager& manager)>& action)
+{
+    m_lastTexts.clear();
+    m_isGathering = true;
+    action(*m_manager);
+    m_isGathering = false;
+    for (const QString& text : qAsConst(m_lastTexts))
+        m_output.problem(text);
+    return m_lastTexts;
+}
+
+void VornCliSession::expect(const QString& path, VornCliOperation operation)
+{
+    m_expected.insert(path, operation);
+}
+
+bool VornCliSession::isPaused() const
+{
+    return m_manager->isPausedAll();
+}
+
+void VornCliSession::pauseAll()
+{
+    m_manager->pauseAll();
+    m_output.note(VornCliMessages::paused());
+}
+
+void VornCliSession::resumeAll()
+{
+    m_manager->resumeAll();
+    // It resumes what was registered at the time of the pause, also what was away or was suspended then.
+    for (const Entry& entry : qAsConst(m_entries))
+        applyAvailability(entry);
+    m_output.note(VornCliMessages::resumed());
+}
+
+void VornCliSession::setSuspended(const QString& alias, bool suspended)
+{
+    Entry* entry = findEntry(alias);
+    if (entry == nullptr || entry->suspended == suspended)
+        return;
+    entry->suspended = suspended;
+    applyAvailability(*entry);
+    m_output.note(suspended ? VornCliMessages::pairSuspended(entry->pair)
+                            : VornCliMessages::pairResumed(entry->pair));
+    emit refreshed();
+}
+
+bool VornCliSession::forgetPair(const QString& alias, QStringList* texts)
+{
+    bool isForgotten = false;
+    *texts = act([&](VornSyncManager& manager) { isForgotten = manager.delDirectory(alias); });
+    if (!isForgotten)
+        return false;
+    m_watcher.unwatch(alias);
+    const Entry* entry = findEntry(alias);
+    if (entry == nullptr)
+        return true;
+    m_output.note(VornCliMessages::pairForgotten(entry->pair));
+    m_aliasOfLocal.remove(entry->pair.local);
+    m_entries.remove(static_cast<int>(entry - m_entries.constData()));
+    m_poller.start(pairs());
+    emit refreshed();
+    return true;
+}
+
+void VornCliSession::requestFileReady(const QString& distantPath, const VornCliFileReadyQueue::Answer& answer)
+{
+    m_fileReadyQueue.ask(m_manager.get(), distantPath, answer);
+}
+
+bool VornCliSession::reset(int timeoutMs)
+{
+    m_isResetting = true;
+    m_expected.clear();
+    m_output.note(VornCliMessages::resetting());
+    if (m_probe)
+        m_probe->detach();
+    bool isDone = timeoutMs < 0 ? m_manager->wipeSyncDatabaseFile() : m_manager->resetSyncDatabase(timeoutMs);
+    isDone = registerAll() && isDone;
+    if (m_probe)
+        isDone = m_probe->attach(m_manager.get()) && isDone;
+    m_isResetting = false;
+    emit wasReset();
+    m_refreshTimer.start();
+    return isDone;
 }
 
 // ---- What comes from the manager ------------------------------------------------------------------------
@@ -179,6 +285,11 @@ void VornCliSession::onSyncCompleted(const QString& filePath, bool succeeded)
         return;
     }
     const VornCliFile file = fileOf(filePath);
+    // The end of a copy that makes a file ready comes here too, as a failure, and is answered elsewhere.
+    if (file.operation == VornCliOperation::Copy && !m_aliasOfLocal.contains(directoryOf(filePath)))
+        return;
+    if (succeeded)
+        m_expected.remove(filePath);
     m_output.fileCompleted(file, succeeded, counters());
     if (m_probe)
         m_probe->onOtherCompleted();
@@ -187,7 +298,7 @@ void VornCliSession::onSyncCompleted(const QString& filePath, bool succeeded)
 
 void VornCliSession::onErrorOccurred(const QString& message)
 {
-    if (m_isRegistering)
+    if (m_isGathering)
         m_lastTexts.append(message);
     else
         m_output.problem(message);
@@ -241,11 +352,17 @@ void VornCliSession::onLooked(const QString& alias, bool localThere, bool distan
     m_output.availability(entry->pair, localThere, distantThere);
     if (localCame)
         watch(*entry); // what was watched under this path before is another directory
-    if (localCame && !isKnownAlias(alias))
+    const bool isNew = localCame && !isKnownAlias(alias);
+    if (isNew)
         registerPair(entry);
-    else if (entry->isAvailable() != wasAvailable)
-        m_manager->setDirectoryAvailability(alias, entry->isAvailable());
+    if (isNew || entry->isAvailable() != wasAvailable)
+        applyAvailability(*entry);
     emit refreshed();
+}
+
+void VornCliSession::applyAvailability(const Entry& entry)
+{
+    m_manager->setDirectoryAvailability(entry.pair.alias, entry.isAvailable() && !isPaused());
 }
 
 void VornCliSession::onBatch(const QVector<VornCliFileKey>& files)
@@ -336,10 +453,49 @@ QStringList VornCliSession::availabilityRemarks() const
 {
     QStringList remarks;
     for (const Entry& entry : m_entries) {
-        if (!entry.isAvailable())
+        if (entry.suspended)
+            remarks.append(VornCliMessages::pairSuspended(entry.pair));
+        else if (!entry.isAvailable())
             remarks.append(VornCliMessages::availability(entry.pair, entry.localThere, entry.distantThere));
     }
     return remarks;
+}
+
+QVector<VornCliPairStatus> VornCliSession::pairStatuses() const
+{
+    return m_entries;
+}
+
+bool VornCliSession::findPair(const QString& alias, VornCliPairStatus* status) const
+{
+    const auto found = std::find_if(m_entries.cbegin(), m_entries.cend(),
+                                    [&alias](const Entry& entry) { return entry.pair.alias == alias; });
+    if (found == m_entries.cend())
+        return false;
+    *status = *found;
+    return true;
+}
+
+QVariantList VornCliSession::recentEvents() const
+{
+    QVariantList events = m_manager->recentEvents();
+    events.erase(std::remove_if(events.begin(), events.end(),
+                                [this](const QVariant& event) {
+                                    return isProbes(
+                                        event.toMap().value(QStringLiteral("filePath")).toString());
+                                }),
+                 events.end());
+    return events;
+}
+
+bool VornCliSession::isIdle() const
+{
+    return m_manager->isIdle();
+}
+
+bool VornCliSession::once() const
+{
+    return m_options.once();
 }
 
 VornCliSession::Entry* VornCliSession::findEntry(const QString& alias)
@@ -351,12 +507,22 @@ VornCliSession::Entry* VornCliSession::findEntry(const QString& alias)
 
 VornCliFile VornCliSession::fileOf(const QString& filePath) const
 {
-    const int slash = filePath.lastIndexOf(QLatin1Char('/'));
     VornCliFile file;
-    file.alias = m_aliasOfLocal.value(filePath.left(slash));
-    file.name = filePath.mid(slash + 1);
+    file.alias = aliasOfDirectory(directoryOf(filePath));
+    file.name = filePath.mid(filePath.lastIndexOf(QLatin1Char('/')) + 1);
     file.path = filePath;
+    file.operation = m_expected.value(filePath, VornCliOperation::Copy);
     return file;
+}
+
+// Of a local directory; a rename's source is on the distant side.
+QString VornCliSession::aliasOfDirectory(const QString& path) const
+{
+    if (m_aliasOfLocal.contains(path))
+        return m_aliasOfLocal.value(path);
+    const auto found = std::find_if(m_entries.cbegin(), m_entries.cend(),
+                                    [&path](const Entry& entry) { return entry.pair.distant == path; });
+    return found == m_entries.cend() ? QString() : found->pair.alias;
 }
 
 bool VornCliSession::isProbes(const QString& filePath) const

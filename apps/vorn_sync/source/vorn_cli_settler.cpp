@@ -57,6 +57,7 @@ VornCliSettler::VornCliSettler(VornCliSession& session, const QStringList& exclu
     connect(&m_roundTimer, &QTimer::timeout, this, &VornCliSettler::startNextRound);
     connect(&m_session, &VornCliSession::fileStarted, this, &VornCliSettler::onFileStarted);
     connect(&m_session, &VornCliSession::fileCompleted, this, &VornCliSettler::onFileCompleted);
+    connect(&m_session, &VornCliSession::wasReset, this, &VornCliSettler::onReset);
     connect(&m_session, &VornCliSession::refreshed, &m_evaluateTimer, qOverload<>(&QTimer::start));
 }
 
@@ -120,6 +121,20 @@ void VornCliSettler::onCycleEnded()
     m_evaluateTimer.start();
 }
 
+void VornCliSettler::onReset()
+{
+    m_cyclesEnded = 0;
+    m_failed.clear();
+    m_tried.clear();
+    onActivity();
+}
+
+// By a command: what is paused is taken up again later, and an emptied state is filled anew.
+bool VornCliSettler::isHeld() const
+{
+    return m_session.isPaused() || m_session.isResetting();
+}
+
 void VornCliSettler::onActivity()
 {
     ++m_generation;
@@ -140,7 +155,7 @@ void VornCliSettler::evaluate()
     const QVector<VornCliFileError> errors = m_session.errors();
     for (const VornCliFileError& error : errors)
         m_failed.insert(keyOf(error), error);
-    if (m_isFinished || m_isExamining || m_cyclesEnded == 0 || counters.inProgress > 0)
+    if (m_isFinished || m_isExamining || m_cyclesEnded == 0 || counters.inProgress > 0 || isHeld())
         return;
     if (needsRestart())
         restart();
@@ -195,7 +210,7 @@ void VornCliSettler::examine()
 void VornCliSettler::onExamined(const States& states, int generation)
 {
     m_isExamining = false;
-    if (m_isFinished)
+    if (m_isFinished || isHeld())
         return;
     if (generation != m_generation)
         m_evaluateTimer.start(); // something has happened meanwhile

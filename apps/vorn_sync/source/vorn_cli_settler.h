@@ -44,6 +44,8 @@ private:
     void onFileStarted(const VornCliFile& file);
     void onFileCompleted(const VornCliFile& file, bool ok);
     void onCycleEnded();
+    void onReset();
+    bool isHeld() const;
     void onActivity();
     void evaluate();
     void examine();

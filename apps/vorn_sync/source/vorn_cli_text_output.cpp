@@ -47,7 +47,7 @@ void VornCliTextOutput::fileCompleted(const VornCliFile& file, bool ok, const Vo
     if (!ok)
         err(VornCliMessages::failed(file));
     else if (!m_progress)
-        out(VornCliMessages::copied(file));
+        out(VornCliMessages::completed(file));
 }
 
 void VornCliTextOutput::countersChanged(const VornCliCounters& counters)

@@ -10,11 +10,13 @@
 
 // 0, 1 and 2 are what scripts test for; the others tell an operator what to look at.
 enum VornCliExitCode {
-    kExitOk = 0,             // all is up to date, or a continuous mirror was ended by a signal
+    kExitOk = 0,             // done; all is up to date, or a continuous mirror was ended by a signal
     kExitNotUpToDate = 1,    // some files are in error or could not be mirrored
+    kExitRefused = 1,        // the host refused a command, or it failed
     kExitUsage = 2,          // the command line asks for something that can't be done
-    kExitAlreadyRunning = 3, // another instance uses the state directory
+    kExitNoHost = 3,         // a command found no host that runs on the state
     kExitStateUnusable = 4,  // the state directory or what is in it can't be used
+    kExitAlreadyRunning = 5, // another instance uses the state directory
     kExitSignalBase = 128    // --once was ended by signal N before everything was settled: 128 + N
 };
 
@@ -25,12 +27,26 @@ struct VornCliPair
     QString distant;
 };
 
-// A file as the user knows it, and the path that the manager's signals carry.
+// A pair as the host sees it at the moment.
+struct VornCliPairStatus
+{
+    VornCliPair pair;
+    bool localThere = true;
+    bool distantThere = true;
+    bool suspended = false; // by a command
+
+    bool isAvailable() const { return localThere && distantThere && !suspended; }
+};
+
+enum class VornCliOperation { Copy, Trash, Rename };
+
+// A file as the user knows it, the path that the manager's signals carry, and what is done with it.
 struct VornCliFile
 {
     QString alias;
     QString name;
     QString path;
+    VornCliOperation operation = VornCliOperation::Copy;
 };
 
 using VornCliFileKey = QPair<QString, QString>; // alias, name

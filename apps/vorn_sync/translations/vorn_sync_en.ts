@@ -180,5 +180,352 @@
         <source>  %1/%2: error %3: %4</source>
         <translation>  %1/%2: error %3: %4</translation>
     </message>
+    <message id="vorn_sync_moved_to_trash">
+        <source>moved to the trash %1/%2</source>
+        <translation>moved to the trash %1/%2</translation>
+    </message>
+    <message id="vorn_sync_renamed_distant">
+        <source>renamed on the distant side %1/%2</source>
+        <translation>renamed on the distant side %1/%2</translation>
+    </message>
+    <message id="vorn_sync_pair_suspended">
+        <source>Pair %1: suspended by a command.</source>
+        <translation>Pair %1: suspended by a command.</translation>
+    </message>
+    <message id="vorn_sync_pair_resumed">
+        <source>Pair %1: no longer suspended.</source>
+        <translation>Pair %1: no longer suspended.</translation>
+    </message>
+    <message id="vorn_sync_pair_forgotten">
+        <source>Pair %1: forgotten by a command.</source>
+        <translation>Pair %1: forgotten by a command.</translation>
+    </message>
+    <message id="vorn_sync_resetting">
+        <source>The state is being emptied; all pairs are then mirrored anew.</source>
+        <translation>The state is being emptied; all pairs are then mirrored anew.</translation>
+    </message>
+    <message id="vorn_sync_commands_refused">
+        <source>No commands can be taken in the state directory: %1</source>
+        <translation>No commands can be taken in the state directory: %1</translation>
+    </message>
+    <message id="vorn_sync_no_errors">
+        <source>No file is in error.</source>
+        <translation>No file is in error.</translation>
+    </message>
+    <message id="vorn_sync_more_errors" numerus="yes">
+        <source>... and %n more.</source>
+        <translation>
+            <numerusform>... and %n more.</numerusform>
+            <numerusform>... and %n more.</numerusform>
+        </translation>
+    </message>
+    <message id="vorn_sync_status_host">
+        <source>The host is process %1, version %2.</source>
+        <translation>The host is process %1, version %2.</translation>
+    </message>
+    <message id="vorn_sync_status_counters">
+        <source>Up to date %1 | pending %2 | in progress %3 | in error %4</source>
+        <translation>Up to date %1 | pending %2 | in progress %3 | in error %4</translation>
+    </message>
+    <message id="vorn_sync_status_suspended">
+        <source>(suspended)</source>
+        <translation>(suspended)</translation>
+    </message>
+    <message id="vorn_sync_status_local_missing">
+        <source>(the local directory is missing)</source>
+        <translation>(the local directory is missing)</translation>
+    </message>
+    <message id="vorn_sync_status_distant_missing">
+        <source>(the distant directory is missing)</source>
+        <translation>(the distant directory is missing)</translation>
+    </message>
+    <message id="vorn_sync_status_recent">
+        <source>%1 done: %2</source>
+        <translation>%1 done: %2</translation>
+    </message>
+    <message id="vorn_sync_status_recent_failed">
+        <source>%1 failed: %2</source>
+        <translation>%1 failed: %2</translation>
+    </message>
+    <message id="vorn_sync_may_retry">
+        <source>You may have it tried again:</source>
+        <translation>You may have it tried again:</translation>
+    </message>
+    <message id="vorn_sync_may_acknowledge">
+        <source>If it was meant to go, take note of that; the distant copy stays:</source>
+        <translation>If it was meant to go, take note of that; the distant copy stays:</translation>
+    </message>
+    <message id="vorn_sync_may_put_back">
+        <source>If it was not, put the file back, for instance from its distant copy; then take note all the same, and it is sent again.</source>
+        <translation>If it was not, put the file back, for instance from its distant copy; then take note all the same, and it is sent again.</translation>
+    </message>
+    <message id="vorn_sync_may_restore">
+        <source>You may send the local file again:</source>
+        <translation>You may send the local file again:</translation>
+    </message>
+    <message id="vorn_sync_may_trash">
+        <source>Or you may move the local file to the trash:</source>
+        <translation>Or you may move the local file to the trash:</translation>
+    </message>
+    <message id="vorn_sync_may_make_readable">
+        <source>Close the program that locks the file, or correct its permissions.</source>
+        <translation>Close the program that locks the file, or correct its permissions.</translation>
+    </message>
+    <message id="vorn_sync_may_bring_back">
+        <source>Bring the directory back, for instance by mounting the share.</source>
+        <translation>Bring the directory back, for instance by mounting the share.</translation>
+    </message>
+    <message id="vorn_sync_may_make_writable">
+        <source>Correct the permissions, or mount the share for writing.</source>
+        <translation>Correct the permissions, or mount the share for writing.</translation>
+    </message>
+    <message id="vorn_sync_may_make_room">
+        <source>Make room on the distant side, and check the file's name and the connection.</source>
+        <translation>Make room on the distant side, and check the file's name and the connection.</translation>
+    </message>
+    <message id="vorn_sync_may_compare">
+        <source>Compare both files first. To keep the distant one, copy it over the local one by hand.</source>
+        <translation>Compare both files first. To keep the distant one, copy it over the local one by hand.</translation>
+    </message>
+    <message id="vorn_sync_may_send_over">
+        <source>To keep the local one, send it over the distant one:</source>
+        <translation>To keep the local one, send it over the distant one:</translation>
+    </message>
+    <message id="vorn_sync_may_close_distant">
+        <source>Close the distant file wherever it is open.</source>
+        <translation>Close the distant file wherever it is open.</translation>
+    </message>
+    <message id="vorn_sync_may_check_directory">
+        <source>Check the names and permissions in the directory that belongs to the file.</source>
+        <translation>Check the names and permissions in the directory that belongs to the file.</translation>
+    </message>
+    <message id="vorn_sync_may_clear_the_way">
+        <source>Move away what has the file's name on the distant side, mostly a directory.</source>
+        <translation>Move away what has the file's name on the distant side, mostly a directory.</translation>
+    </message>
+    <message id="vorn_sync_confirm_reset">
+        <source>Everything that the state %1 knows of its files is forgotten, and every local file is sent again. Type 'yes' to go on:</source>
+        <translation>Everything that the state %1 knows of its files is forgotten, and every local file is sent again. Type 'yes' to go on:</translation>
+    </message>
+    <message id="vorn_sync_confirm_word">
+        <source>yes</source>
+        <translation>yes</translation>
+    </message>
+    <message id="vorn_sync_done_acknowledged">
+        <source>%1/%2: noted that the local file is gone.</source>
+        <translation>%1/%2: noted that the local file is gone.</translation>
+    </message>
+    <message id="vorn_sync_done_restored">
+        <source>%1/%2: the local file is sent again.</source>
+        <translation>%1/%2: the local file is sent again.</translation>
+    </message>
+    <message id="vorn_sync_done_retried">
+        <source>%1/%2: taken up again.</source>
+        <translation>%1/%2: taken up again.</translation>
+    </message>
+    <message id="vorn_sync_done_retried_all" numerus="yes">
+        <source>%n files were taken up again.</source>
+        <translation>
+            <numerusform>%n file was taken up again.</numerusform>
+            <numerusform>%n files were taken up again.</numerusform>
+        </translation>
+    </message>
+    <message id="vorn_sync_done_acknowledged_all" numerus="yes">
+        <source>Noted that %n local files are gone.</source>
+        <translation>
+            <numerusform>Noted that %n local file is gone.</numerusform>
+            <numerusform>Noted that %n local files are gone.</numerusform>
+        </translation>
+    </message>
+    <message id="vorn_sync_done_trashed_all" numerus="yes">
+        <source>%n files are moved to the trash.</source>
+        <translation>
+            <numerusform>%n file is moved to the trash.</numerusform>
+            <numerusform>%n files are moved to the trash.</numerusform>
+        </translation>
+    </message>
+    <message id="vorn_sync_done_trashed">
+        <source>%1/%2: moved to the trash.</source>
+        <translation>%1/%2: moved to the trash.</translation>
+    </message>
+    <message id="vorn_sync_done_deleted">
+        <source>%1/%2: the distant copy is removed too.</source>
+        <translation>%1/%2: the distant copy is removed too.</translation>
+    </message>
+    <message id="vorn_sync_done_deleted_local">
+        <source>%1/%2: noted as deleted; the distant copy stays.</source>
+        <translation>%1/%2: noted as deleted; the distant copy stays.</translation>
+    </message>
+    <message id="vorn_sync_done_renamed">
+        <source>%1/%2: is %3 now; the distant file follows.</source>
+        <translation>%1/%2: is %3 now; the distant file follows.</translation>
+    </message>
+    <message id="vorn_sync_done_cycle">
+        <source>A cycle was asked for.</source>
+        <translation>A cycle was asked for.</translation>
+    </message>
+    <message id="vorn_sync_done_sent">
+        <source>%1/%2: is sent at once.</source>
+        <translation>%1/%2: is sent at once.</translation>
+    </message>
+    <message id="vorn_sync_done_paused">
+        <source>Mirroring is paused.</source>
+        <translation>Mirroring is paused.</translation>
+    </message>
+    <message id="vorn_sync_done_resumed">
+        <source>Mirroring goes on.</source>
+        <translation>Mirroring goes on.</translation>
+    </message>
+    <message id="vorn_sync_done_suspended">
+        <source>Pair %1 is suspended.</source>
+        <translation>Pair %1 is suspended.</translation>
+    </message>
+    <message id="vorn_sync_done_unsuspended">
+        <source>Pair %1 is not suspended any more.</source>
+        <translation>Pair %1 is not suspended any more.</translation>
+    </message>
+    <message id="vorn_sync_done_forgotten">
+        <source>Pair %1 is forgotten; no file was touched.</source>
+        <translation>Pair %1 is forgotten; no file was touched.</translation>
+    </message>
+    <message id="vorn_sync_done_reset" numerus="yes">
+        <source>The state was emptied; %n pairs are mirrored anew.</source>
+        <translation>
+            <numerusform>The state was emptied; %n pair is mirrored anew.</numerusform>
+            <numerusform>The state was emptied; %n pairs are mirrored anew.</numerusform>
+        </translation>
+    </message>
+    <message id="vorn_sync_refused_no_host">
+        <source>No host runs on the state directory %1</source>
+        <translation>No host runs on the state directory %1</translation>
+    </message>
+    <message id="vorn_sync_refused_no_access">
+        <source>The state directory may not be accessed: %1</source>
+        <translation>The state directory may not be accessed: %1</translation>
+    </message>
+    <message id="vorn_sync_refused_no_answer">
+        <source>The host has not answered within %1 seconds. Whether it carries the command out is not known.</source>
+        <translation>The host has not answered within %1 seconds. Whether it carries the command out is not known.</translation>
+    </message>
+    <message id="vorn_sync_refused_ending">
+        <source>The host has ended, or started anew, before it answered.</source>
+        <translation>The host has ended, or started anew, before it answered.</translation>
+    </message>
+    <message id="vorn_sync_refused_bad_answer">
+        <source>What runs there gave an answer that can't be understood.</source>
+        <translation>What runs there gave an answer that can't be understood.</translation>
+    </message>
+    <message id="vorn_sync_refused_bad_request">
+        <source>The host could not understand the request.</source>
+        <translation>The host could not understand the request.</translation>
+    </message>
+    <message id="vorn_sync_refused_protocol">
+        <source>The host speaks another version of the protocol: %1</source>
+        <translation>The host speaks another version of the protocol: %1</translation>
+    </message>
+    <message id="vorn_sync_refused_unknown_command">
+        <source>The host does not know this command: %1</source>
+        <translation>The host does not know this command: %1</translation>
+    </message>
+    <message id="vorn_sync_refused_too_many">
+        <source>The host has too many commands at once. Try again.</source>
+        <translation>The host has too many commands at once. Try again.</translation>
+    </message>
+    <message id="vorn_sync_refused_resetting">
+        <source>The host is emptying its state. Try again when that is done.</source>
+        <translation>The host is emptying its state. Try again when that is done.</translation>
+    </message>
+    <message id="vorn_sync_refused_needs_yes">
+        <source>Without a terminal to ask on, this needs --yes.</source>
+        <translation>Without a terminal to ask on, this needs --yes.</translation>
+    </message>
+    <message id="vorn_sync_refused_declined">
+        <source>Nothing was done.</source>
+        <translation>Nothing was done.</translation>
+    </message>
+    <message id="vorn_sync_refused_state_unreadable">
+        <source>The state database can't be read.</source>
+        <translation>The state database can't be read.</translation>
+    </message>
+    <message id="vorn_sync_refused_failed">
+        <source>The library refused it:</source>
+        <translation>The library refused it:</translation>
+    </message>
+    <message id="vorn_sync_refused_unknown_alias">
+        <source>There is no pair with the alias '%1'.</source>
+        <translation>There is no pair with the alias '%1'.</translation>
+    </message>
+    <message id="vorn_sync_refused_invalid_name">
+        <source>This is not the name of a file in the directory: '%1'</source>
+        <translation>This is not the name of a file in the directory: '%1'</translation>
+    </message>
+    <message id="vorn_sync_refused_not_tracked">
+        <source>%1/%2: is not known as a mirrored file.</source>
+        <translation>%1/%2: is not known as a mirrored file.</translation>
+    </message>
+    <message id="vorn_sync_refused_not_in_error">
+        <source>%1/%2: is not in error.</source>
+        <translation>%1/%2: is not in error.</translation>
+    </message>
+    <message id="vorn_sync_refused_not_acknowledgeable">
+        <source>%1/%2: has error %3; only a local file that is gone (2) can be taken note of.</source>
+        <translation>%1/%2: has error %3; only a local file that is gone (2) can be taken note of.</translation>
+    </message>
+    <message id="vorn_sync_refused_not_restorable">
+        <source>%1/%2: has error %3; only a file whose distant copy is gone (15) can be restored.</source>
+        <translation>%1/%2: has error %3; only a file whose distant copy is gone (15) can be restored.</translation>
+    </message>
+    <message id="vorn_sync_refused_busy">
+        <source>%1/%2: an operation on it runs, is wanted, or has failed and waits. Try again later.</source>
+        <translation>%1/%2: an operation on it runs, is wanted, or has failed and waits. Try again later.</translation>
+    </message>
+    <message id="vorn_sync_refused_local_missing">
+        <source>%1/%2: there is no such file in the local directory.</source>
+        <translation>%1/%2: there is no such file in the local directory.</translation>
+    </message>
+    <message id="vorn_sync_refused_still_there">
+        <source>%1/%2: is still in the local directory. Delete it first, or move it to the trash.</source>
+        <translation>%1/%2: is still in the local directory. Delete it first, or move it to the trash.</translation>
+    </message>
+    <message id="vorn_sync_refused_local_exists">
+        <source>%1/%2: the local directory has something with this name.</source>
+        <translation>%1/%2: the local directory has something with this name.</translation>
+    </message>
+    <message id="vorn_sync_refused_distant_exists">
+        <source>%1/%2: the distant directory has something with this name.</source>
+        <translation>%1/%2: the distant directory has something with this name.</translation>
+    </message>
+    <message id="vorn_sync_refused_tracked_exists">
+        <source>%1/%2: is known as a mirrored file already.</source>
+        <translation>%1/%2: is known as a mirrored file already.</translation>
+    </message>
+    <message id="vorn_sync_refused_same_name">
+        <source>Old and new name are the same: '%1'</source>
+        <translation>Old and new name are the same: '%1'</translation>
+    </message>
+    <message id="vorn_sync_refused_name_not_mirrored">
+        <source>A file of this name is not mirrored: '%1'</source>
+        <translation>A file of this name is not mirrored: '%1'</translation>
+    </message>
+    <message id="vorn_sync_refused_pair_unavailable">
+        <source>Pair %1: one of the directories is missing at the moment.</source>
+        <translation>Pair %1: one of the directories is missing at the moment.</translation>
+    </message>
+    <message id="vorn_sync_refused_rename_failed">
+        <source>%1/%2: the local file could not be renamed: %3</source>
+        <translation>%1/%2: the local file could not be renamed: %3</translation>
+    </message>
+    <message id="vorn_sync_refused_paused">
+        <source>Mirroring is paused; resume it first.</source>
+        <translation>Mirroring is paused; resume it first.</translation>
+    </message>
+    <message id="vorn_sync_refused_not_ready">
+        <source>There is no file, or it was not ready in time: %1</source>
+        <translation>There is no file, or it was not ready in time: %1</translation>
+    </message>
+    <message id="vorn_sync_refused_reset_failed">
+        <source>The state could not be emptied, or not all pairs could be registered again.</source>
+        <translation>The state could not be emptied, or not all pairs could be registered again.</translation>
+    </message>
 </context>
 </TS>

@@ -180,5 +180,352 @@
         <source>  %1/%2: error %3: %4</source>
         <translation>  %1/%2 : erreur %3 : %4</translation>
     </message>
+    <message id="vorn_sync_moved_to_trash">
+        <source>moved to the trash %1/%2</source>
+        <translation>mis à la corbeille %1/%2</translation>
+    </message>
+    <message id="vorn_sync_renamed_distant">
+        <source>renamed on the distant side %1/%2</source>
+        <translation>renommé du côté distant %1/%2</translation>
+    </message>
+    <message id="vorn_sync_pair_suspended">
+        <source>Pair %1: suspended by a command.</source>
+        <translation>Paire %1 : suspendue par une commande.</translation>
+    </message>
+    <message id="vorn_sync_pair_resumed">
+        <source>Pair %1: no longer suspended.</source>
+        <translation>Paire %1 : n'est plus suspendue.</translation>
+    </message>
+    <message id="vorn_sync_pair_forgotten">
+        <source>Pair %1: forgotten by a command.</source>
+        <translation>Paire %1 : oubliée par une commande.</translation>
+    </message>
+    <message id="vorn_sync_resetting">
+        <source>The state is being emptied; all pairs are then mirrored anew.</source>
+        <translation>L'état est en cours de vidage ; toutes les paires seront ensuite copiées de nouveau.</translation>
+    </message>
+    <message id="vorn_sync_commands_refused">
+        <source>No commands can be taken in the state directory: %1</source>
+        <translation>Aucune commande ne peut être reçue dans le répertoire d'état : %1</translation>
+    </message>
+    <message id="vorn_sync_no_errors">
+        <source>No file is in error.</source>
+        <translation>Aucun fichier n'est en erreur.</translation>
+    </message>
+    <message id="vorn_sync_more_errors" numerus="yes">
+        <source>... and %n more.</source>
+        <translation>
+            <numerusform>... et %n autre.</numerusform>
+            <numerusform>... et %n autres.</numerusform>
+        </translation>
+    </message>
+    <message id="vorn_sync_status_host">
+        <source>The host is process %1, version %2.</source>
+        <translation>L'hôte est le processus %1, version %2.</translation>
+    </message>
+    <message id="vorn_sync_status_counters">
+        <source>Up to date %1 | pending %2 | in progress %3 | in error %4</source>
+        <translation>À jour %1 | en attente %2 | en cours %3 | en erreur %4</translation>
+    </message>
+    <message id="vorn_sync_status_suspended">
+        <source>(suspended)</source>
+        <translation>(suspendue)</translation>
+    </message>
+    <message id="vorn_sync_status_local_missing">
+        <source>(the local directory is missing)</source>
+        <translation>(le répertoire local est absent)</translation>
+    </message>
+    <message id="vorn_sync_status_distant_missing">
+        <source>(the distant directory is missing)</source>
+        <translation>(le répertoire distant est absent)</translation>
+    </message>
+    <message id="vorn_sync_status_recent">
+        <source>%1 done: %2</source>
+        <translation>%1 fait : %2</translation>
+    </message>
+    <message id="vorn_sync_status_recent_failed">
+        <source>%1 failed: %2</source>
+        <translation>%1 échoué : %2</translation>
+    </message>
+    <message id="vorn_sync_may_retry">
+        <source>You may have it tried again:</source>
+        <translation>Vous pouvez faire un nouvel essai :</translation>
+    </message>
+    <message id="vorn_sync_may_acknowledge">
+        <source>If it was meant to go, take note of that; the distant copy stays:</source>
+        <translation>Si sa disparition est voulue, prenez-en acte ; la copie distante reste :</translation>
+    </message>
+    <message id="vorn_sync_may_put_back">
+        <source>If it was not, put the file back, for instance from its distant copy; then take note all the same, and it is sent again.</source>
+        <translation>Sinon, remettez le fichier en place, par exemple à partir de sa copie distante ; prenez ensuite acte quand même, et il sera envoyé de nouveau.</translation>
+    </message>
+    <message id="vorn_sync_may_restore">
+        <source>You may send the local file again:</source>
+        <translation>Vous pouvez renvoyer le fichier local :</translation>
+    </message>
+    <message id="vorn_sync_may_trash">
+        <source>Or you may move the local file to the trash:</source>
+        <translation>Ou vous pouvez mettre le fichier local à la corbeille :</translation>
+    </message>
+    <message id="vorn_sync_may_make_readable">
+        <source>Close the program that locks the file, or correct its permissions.</source>
+        <translation>Fermez le programme qui verrouille le fichier, ou corrigez ses droits d'accès.</translation>
+    </message>
+    <message id="vorn_sync_may_bring_back">
+        <source>Bring the directory back, for instance by mounting the share.</source>
+        <translation>Rétablissez le répertoire, par exemple en montant le partage.</translation>
+    </message>
+    <message id="vorn_sync_may_make_writable">
+        <source>Correct the permissions, or mount the share for writing.</source>
+        <translation>Corrigez les droits d'accès, ou montez le partage en écriture.</translation>
+    </message>
+    <message id="vorn_sync_may_make_room">
+        <source>Make room on the distant side, and check the file's name and the connection.</source>
+        <translation>Faites de la place du côté distant, et vérifiez le nom du fichier et la connexion.</translation>
+    </message>
+    <message id="vorn_sync_may_compare">
+        <source>Compare both files first. To keep the distant one, copy it over the local one by hand.</source>
+        <translation>Comparez d'abord les deux fichiers. Pour garder celui du côté distant, copiez-le à la main par-dessus le fichier local.</translation>
+    </message>
+    <message id="vorn_sync_may_send_over">
+        <source>To keep the local one, send it over the distant one:</source>
+        <translation>Pour garder le fichier local, envoyez-le par-dessus le fichier distant :</translation>
+    </message>
+    <message id="vorn_sync_may_close_distant">
+        <source>Close the distant file wherever it is open.</source>
+        <translation>Fermez le fichier distant partout où il est ouvert.</translation>
+    </message>
+    <message id="vorn_sync_may_check_directory">
+        <source>Check the names and permissions in the directory that belongs to the file.</source>
+        <translation>Vérifiez les noms et les droits d'accès dans le répertoire associé au fichier.</translation>
+    </message>
+    <message id="vorn_sync_may_clear_the_way">
+        <source>Move away what has the file's name on the distant side, mostly a directory.</source>
+        <translation>Déplacez ce qui porte le nom du fichier du côté distant, le plus souvent un répertoire.</translation>
+    </message>
+    <message id="vorn_sync_confirm_reset">
+        <source>Everything that the state %1 knows of its files is forgotten, and every local file is sent again. Type 'yes' to go on:</source>
+        <translation>Tout ce que l'état %1 sait de ses fichiers sera oublié, et chaque fichier local sera envoyé de nouveau. Tapez « oui » pour continuer :</translation>
+    </message>
+    <message id="vorn_sync_confirm_word">
+        <source>yes</source>
+        <translation>oui</translation>
+    </message>
+    <message id="vorn_sync_done_acknowledged">
+        <source>%1/%2: noted that the local file is gone.</source>
+        <translation>%1/%2 : il est pris acte de la disparition du fichier local.</translation>
+    </message>
+    <message id="vorn_sync_done_restored">
+        <source>%1/%2: the local file is sent again.</source>
+        <translation>%1/%2 : le fichier local est renvoyé.</translation>
+    </message>
+    <message id="vorn_sync_done_retried">
+        <source>%1/%2: taken up again.</source>
+        <translation>%1/%2 : repris.</translation>
+    </message>
+    <message id="vorn_sync_done_retried_all" numerus="yes">
+        <source>%n files were taken up again.</source>
+        <translation>
+            <numerusform>%n fichier a été repris.</numerusform>
+            <numerusform>%n fichiers ont été repris.</numerusform>
+        </translation>
+    </message>
+    <message id="vorn_sync_done_acknowledged_all" numerus="yes">
+        <source>Noted that %n local files are gone.</source>
+        <translation>
+            <numerusform>Il est pris acte de la disparition de %n fichier local.</numerusform>
+            <numerusform>Il est pris acte de la disparition de %n fichiers locaux.</numerusform>
+        </translation>
+    </message>
+    <message id="vorn_sync_done_trashed_all" numerus="yes">
+        <source>%n files are moved to the trash.</source>
+        <translation>
+            <numerusform>%n fichier est mis à la corbeille.</numerusform>
+            <numerusform>%n fichiers sont mis à la corbeille.</numerusform>
+        </translation>
+    </message>
+    <message id="vorn_sync_done_trashed">
+        <source>%1/%2: moved to the trash.</source>
+        <translation>%1/%2 : mis à la corbeille.</translation>
+    </message>
+    <message id="vorn_sync_done_deleted">
+        <source>%1/%2: the distant copy is removed too.</source>
+        <translation>%1/%2 : la copie distante est supprimée aussi.</translation>
+    </message>
+    <message id="vorn_sync_done_deleted_local">
+        <source>%1/%2: noted as deleted; the distant copy stays.</source>
+        <translation>%1/%2 : noté comme supprimé ; la copie distante reste.</translation>
+    </message>
+    <message id="vorn_sync_done_renamed">
+        <source>%1/%2: is %3 now; the distant file follows.</source>
+        <translation>%1/%2 : s'appelle maintenant %3 ; le fichier distant suit.</translation>
+    </message>
+    <message id="vorn_sync_done_cycle">
+        <source>A cycle was asked for.</source>
+        <translation>Un cycle a été demandé.</translation>
+    </message>
+    <message id="vorn_sync_done_sent">
+        <source>%1/%2: is sent at once.</source>
+        <translation>%1/%2 : envoyé tout de suite.</translation>
+    </message>
+    <message id="vorn_sync_done_paused">
+        <source>Mirroring is paused.</source>
+        <translation>La copie est suspendue.</translation>
+    </message>
+    <message id="vorn_sync_done_resumed">
+        <source>Mirroring goes on.</source>
+        <translation>La copie continue.</translation>
+    </message>
+    <message id="vorn_sync_done_suspended">
+        <source>Pair %1 is suspended.</source>
+        <translation>La paire %1 est suspendue.</translation>
+    </message>
+    <message id="vorn_sync_done_unsuspended">
+        <source>Pair %1 is not suspended any more.</source>
+        <translation>La paire %1 n'est plus suspendue.</translation>
+    </message>
+    <message id="vorn_sync_done_forgotten">
+        <source>Pair %1 is forgotten; no file was touched.</source>
+        <translation>La paire %1 est oubliée ; aucun fichier n'a été touché.</translation>
+    </message>
+    <message id="vorn_sync_done_reset" numerus="yes">
+        <source>The state was emptied; %n pairs are mirrored anew.</source>
+        <translation>
+            <numerusform>L'état a été vidé ; %n paire est copiée de nouveau.</numerusform>
+            <numerusform>L'état a été vidé ; %n paires sont copiées de nouveau.</numerusform>
+        </translation>
+    </message>
+    <message id="vorn_sync_refused_no_host">
+        <source>No host runs on the state directory %1</source>
+        <translation>Aucun hôte ne fonctionne sur le répertoire d'état %1</translation>
+    </message>
+    <message id="vorn_sync_refused_no_access">
+        <source>The state directory may not be accessed: %1</source>
+        <translation>L'accès au répertoire d'état n'est pas permis : %1</translation>
+    </message>
+    <message id="vorn_sync_refused_no_answer">
+        <source>The host has not answered within %1 seconds. Whether it carries the command out is not known.</source>
+        <translation>L'hôte n'a pas répondu en %1 secondes. On ne sait pas s'il exécutera la commande.</translation>
+    </message>
+    <message id="vorn_sync_refused_ending">
+        <source>The host has ended, or started anew, before it answered.</source>
+        <translation>L'hôte s'est arrêté, ou a redémarré, avant de répondre.</translation>
+    </message>
+    <message id="vorn_sync_refused_bad_answer">
+        <source>What runs there gave an answer that can't be understood.</source>
+        <translation>Ce qui fonctionne là a donné une réponse incompréhensible.</translation>
+    </message>
+    <message id="vorn_sync_refused_bad_request">
+        <source>The host could not understand the request.</source>
+        <translation>L'hôte n'a pas compris la demande.</translation>
+    </message>
+    <message id="vorn_sync_refused_protocol">
+        <source>The host speaks another version of the protocol: %1</source>
+        <translation>L'hôte parle une autre version du protocole : %1</translation>
+    </message>
+    <message id="vorn_sync_refused_unknown_command">
+        <source>The host does not know this command: %1</source>
+        <translation>L'hôte ne connaît pas cette commande : %1</translation>
+    </message>
+    <message id="vorn_sync_refused_too_many">
+        <source>The host has too many commands at once. Try again.</source>
+        <translation>L'hôte a trop de commandes à la fois. Réessayez.</translation>
+    </message>
+    <message id="vorn_sync_refused_resetting">
+        <source>The host is emptying its state. Try again when that is done.</source>
+        <translation>L'hôte vide son état. Réessayez quand ce sera fait.</translation>
+    </message>
+    <message id="vorn_sync_refused_needs_yes">
+        <source>Without a terminal to ask on, this needs --yes.</source>
+        <translation>Sans terminal pour poser la question, --yes est nécessaire.</translation>
+    </message>
+    <message id="vorn_sync_refused_declined">
+        <source>Nothing was done.</source>
+        <translation>Rien n'a été fait.</translation>
+    </message>
+    <message id="vorn_sync_refused_state_unreadable">
+        <source>The state database can't be read.</source>
+        <translation>La base de données d'état ne peut pas être lue.</translation>
+    </message>
+    <message id="vorn_sync_refused_failed">
+        <source>The library refused it:</source>
+        <translation>La bibliothèque l'a refusé :</translation>
+    </message>
+    <message id="vorn_sync_refused_unknown_alias">
+        <source>There is no pair with the alias '%1'.</source>
+        <translation>Il n'y a pas de paire avec l'alias « %1 ».</translation>
+    </message>
+    <message id="vorn_sync_refused_invalid_name">
+        <source>This is not the name of a file in the directory: '%1'</source>
+        <translation>Ceci n'est pas le nom d'un fichier du répertoire : « %1 »</translation>
+    </message>
+    <message id="vorn_sync_refused_not_tracked">
+        <source>%1/%2: is not known as a mirrored file.</source>
+        <translation>%1/%2 : n'est pas connu comme fichier copié.</translation>
+    </message>
+    <message id="vorn_sync_refused_not_in_error">
+        <source>%1/%2: is not in error.</source>
+        <translation>%1/%2 : n'est pas en erreur.</translation>
+    </message>
+    <message id="vorn_sync_refused_not_acknowledgeable">
+        <source>%1/%2: has error %3; only a local file that is gone (2) can be taken note of.</source>
+        <translation>%1/%2 : a l'erreur %3 ; on ne peut prendre acte que de la disparition d'un fichier local (2).</translation>
+    </message>
+    <message id="vorn_sync_refused_not_restorable">
+        <source>%1/%2: has error %3; only a file whose distant copy is gone (15) can be restored.</source>
+        <translation>%1/%2 : a l'erreur %3 ; on ne peut restaurer qu'un fichier dont la copie distante a disparu (15).</translation>
+    </message>
+    <message id="vorn_sync_refused_busy">
+        <source>%1/%2: an operation on it runs, is wanted, or has failed and waits. Try again later.</source>
+        <translation>%1/%2 : une opération est en cours ou demandée, ou elle a échoué et attend. Réessayez plus tard.</translation>
+    </message>
+    <message id="vorn_sync_refused_local_missing">
+        <source>%1/%2: there is no such file in the local directory.</source>
+        <translation>%1/%2 : il n'y a pas un tel fichier dans le répertoire local.</translation>
+    </message>
+    <message id="vorn_sync_refused_still_there">
+        <source>%1/%2: is still in the local directory. Delete it first, or move it to the trash.</source>
+        <translation>%1/%2 : est encore dans le répertoire local. Supprimez-le d'abord, ou mettez-le à la corbeille.</translation>
+    </message>
+    <message id="vorn_sync_refused_local_exists">
+        <source>%1/%2: the local directory has something with this name.</source>
+        <translation>%1/%2 : le répertoire local contient quelque chose qui porte ce nom.</translation>
+    </message>
+    <message id="vorn_sync_refused_distant_exists">
+        <source>%1/%2: the distant directory has something with this name.</source>
+        <translation>%1/%2 : le répertoire distant contient quelque chose qui porte ce nom.</translation>
+    </message>
+    <message id="vorn_sync_refused_tracked_exists">
+        <source>%1/%2: is known as a mirrored file already.</source>
+        <translation>%1/%2 : est déjà connu comme fichier copié.</translation>
+    </message>
+    <message id="vorn_sync_refused_same_name">
+        <source>Old and new name are the same: '%1'</source>
+        <translation>L'ancien et le nouveau nom sont les mêmes : « %1 »</translation>
+    </message>
+    <message id="vorn_sync_refused_name_not_mirrored">
+        <source>A file of this name is not mirrored: '%1'</source>
+        <translation>Un fichier de ce nom n'est pas copié : « %1 »</translation>
+    </message>
+    <message id="vorn_sync_refused_pair_unavailable">
+        <source>Pair %1: one of the directories is missing at the moment.</source>
+        <translation>Paire %1 : l'un des répertoires est absent en ce moment.</translation>
+    </message>
+    <message id="vorn_sync_refused_rename_failed">
+        <source>%1/%2: the local file could not be renamed: %3</source>
+        <translation>%1/%2 : le fichier local n'a pas pu être renommé : %3</translation>
+    </message>
+    <message id="vorn_sync_refused_paused">
+        <source>Mirroring is paused; resume it first.</source>
+        <translation>La copie est suspendue ; reprenez-la d'abord.</translation>
+    </message>
+    <message id="vorn_sync_refused_not_ready">
+        <source>There is no file, or it was not ready in time: %1</source>
+        <translation>Il n'y a pas de fichier, ou il n'était pas prêt à temps : %1</translation>
+    </message>
+    <message id="vorn_sync_refused_reset_failed">
+        <source>The state could not be emptied, or not all pairs could be registered again.</source>
+        <translation>L'état n'a pas pu être vidé, ou toutes les paires n'ont pas pu être enregistrées de nouveau.</translation>
+    </message>
 </context>
 </TS>
