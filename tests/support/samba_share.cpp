@@ -27,10 +27,10 @@ constexpr int kNegativeCacheMs = 10;
 constexpr int kStartAttempts = 5;
 constexpr int kStopMs = 10000;
 
-// The kernel asks the file system each time; inode numbers stay.
+// The kernel asks the file system each time.
 const QString kClientOptions =
     QStringLiteral("smb_query_browsers=false,neg_cache_timeout=%1,attr_timeout=0,entry_timeout=0,"
-                   "negative_timeout=0,noforget")
+                   "negative_timeout=0")
         .arg(kNegativeCacheMs);
 
 // %1 is the port, %2 the server's root directory. The client asks as "root", whom this server does not know: a guest.
@@ -202,9 +202,10 @@ bool SambaShare::mount()
 
 void SambaShare::unmount()
 {
+    if (isMountPoint(mountPoint()))
+        ::umount2(QFile::encodeName(mountPoint()).constData(), MNT_DETACH);
     if (m_client.state() == QProcess::NotRunning)
         return;
-    ::umount2(QFile::encodeName(mountPoint()).constData(), MNT_DETACH);
     m_client.terminate();
     if (!m_client.waitForFinished(kStopMs))
         m_client.killGroup();
