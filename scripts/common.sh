@@ -15,7 +15,10 @@ packages_ci="clang clang-format clang-tidy clang-tools clazy shellcheck file
 # shellcheck disable=SC2034
 packages_coverage="gcovr"
 # shellcheck disable=SC2034
-packages_benchmark="libbenchmark-dev rsync lsyncd unison syncthing bindfs"
+packages_benchmark="libbenchmark-dev"
+# What benchmarks/compare/peers.py runs.
+# shellcheck disable=SC2034
+packages_peers="rsync lsyncd unison syncthing bindfs"
 
 # Most tests wait for timers most of the time: more of them than cores may run at once.
 # shellcheck disable=SC2034
