@@ -7,7 +7,7 @@
 packages_build="g++ cmake ninja-build ccache qtbase5-dev libqt5sql5-sqlite qttools5-dev qttools5-dev-tools"
 # What the tests use besides.
 # shellcheck disable=SC2034
-packages_test="binutils pkg-config sqlite3 util-linux mount procps"
+packages_test="binutils pkg-config sqlite3 util-linux mount procps samba smbnetfs bindfs"
 # What the continuous integration uses besides; the second line is for the instrumented Qt.
 # shellcheck disable=SC2034
 packages_ci="clang clang-format clang-tidy clang-tools clazy shellcheck file
@@ -16,6 +16,9 @@ packages_ci="clang clang-format clang-tidy clang-tools clazy shellcheck file
 packages_coverage="gcovr"
 # shellcheck disable=SC2034
 packages_benchmark="libbenchmark-dev"
+# What benchmarks/compare/peers.py runs.
+# shellcheck disable=SC2034
+packages_peers="rsync lsyncd unison syncthing bindfs"
 
 # Most tests wait for timers most of the time: more of them than cores may run at once.
 # shellcheck disable=SC2034
@@ -53,6 +56,14 @@ install_missing() {
     as_root env DEBIAN_FRONTEND=noninteractive apt-get -qq -o DPkg::Lock::Timeout=300 update
     as_root env DEBIAN_FRONTEND=noninteractive apt-get -qq -y -o DPkg::Lock::Timeout=300 \
         -o Dpkg::Use-Pty=0 install --no-install-recommends "${missing[@]}" >/dev/null
+    case " ${missing[*]} " in *" samba "*) leave_samba_off ;; esac
+}
+
+# The package starts its server and does so at every boot; the tests start one of their own.
+leave_samba_off() {
+    if [ -d /run/systemd/system ]; then
+        as_root systemctl --quiet disable --now smbd nmbd samba-ad-dc || say "samba's own server keeps running"
+    fi
 }
 
 # One line for each thing done, after the name of the script that does it; standard output is the job's own.

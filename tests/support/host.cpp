@@ -79,7 +79,7 @@ Host::Host(const HostOptions& options)
     , m_cycleWatch(m_cyclePair.localPath())
     , m_raw(QString())
 {
-    m_pairs[alias()] = std::make_unique<Pair>();
+    m_pairs[alias()] = std::make_unique<Pair>(m_options.distantPath);
     if (m_options.databasePath.isEmpty())
         m_options.databasePath = pair().databasePath();
     if (m_options.trashRoot.isEmpty())

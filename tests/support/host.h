@@ -26,6 +26,7 @@ struct HostOptions
     QStringList patterns = {};
     QString databasePath = {}; // empty: in the first pair's root
     QString trashRoot = {};    // empty: likewise
+    QString distantPath = {};  // of the first pair; empty: likewise
 };
 
 // A host application in small: one manager, its pairs, and what its signals said. Sees the library as any host

@@ -72,6 +72,12 @@ bool TmpfsMount::unmount()
     return !m_isMounted;
 }
 
+bool isMountPoint(const QString& path)
+{
+    QFile mounts(QStringLiteral("/proc/self/mounts"));
+    return mounts.open(QIODevice::ReadOnly) && mounts.readAll().contains(' ' + QFile::encodeName(path) + ' ');
+}
+
 // The saved user stays root, so that the scope can end.
 UnprivilegedScope::UnprivilegedScope()
 {

@@ -31,6 +31,8 @@ private:
     bool m_isMounted = false;
 };
 
+bool isMountPoint(const QString& path);
+
 // While it lives, this thread (and threads it starts) is a stranger: an ordinary user who owns none of the
 // files. Needs root; a test skips when isActive() is false.
 class UnprivilegedScope

@@ -151,12 +151,12 @@ QStringList Side::allFiles() const
     return result;
 }
 
-Pair::Pair()
+Pair::Pair(const QString& distantPath)
     : m_local(m_root.filePath(QStringLiteral("local")))
-    , m_distant(m_root.filePath(QStringLiteral("distant")))
+    , m_distant(distantPath.isEmpty() ? m_root.filePath(QStringLiteral("distant")) : distantPath)
 {
     QDir().mkpath(localPath());
-    QDir().mkpath(distantPath());
+    QDir().mkpath(this->distantPath());
     QDir().mkpath(trashRoot());
 }
 

@@ -35,13 +35,14 @@ private:
     QString m_path;
 };
 
-// A local and a distant directory with a trash root and a database path, all in one temporary directory.
+// A local and a distant directory with a trash root and a database path, all in one temporary directory, unless the
+// distant directory is given: a share, say.
 class Pair
 {
     Q_DISABLE_COPY_MOVE(Pair)
 
 public:
-    Pair();
+    explicit Pair(const QString& distantPath = QString());
 
     bool isValid() const { return m_root.isValid(); }
     QString rootPath() const { return m_root.path(); }

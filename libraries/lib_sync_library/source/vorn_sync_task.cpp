@@ -47,11 +47,11 @@ QString joined(const QString& directory, const QString& name)
 }
 
 // The suffix must fit, so the longest names are cut at the end; the rest still tells where the file belongs.
-QString temporaryBase(const QString& destination)
+QString temporaryBase(const QString& destination, bool isHidden)
 {
     const QFileInfo info(destination);
-    QString name = info.fileName();
-    if (QFile::encodeName(name).size() + 1 + kTemporarySuffixLength <= kMaxNameBytes)
+    QString name = isHidden ? QLatin1Char('.') + info.fileName() : info.fileName();
+    if (!isHidden && QFile::encodeName(name).size() + 1 + kTemporarySuffixLength <= kMaxNameBytes)
         return destination;
     while (QFile::encodeName(name).size() + 1 + kTemporarySuffixLength > kMaxNameBytes) {
         name.chop(1);
@@ -61,9 +61,9 @@ QString temporaryBase(const QString& destination)
     return joined(info.path(), name);
 }
 
-QString temporarySibling(const QString& destination)
+QString temporarySibling(const QString& destination, bool isHidden)
 {
-    const QString base = temporaryBase(destination);
+    const QString base = temporaryBase(destination, isHidden);
     for (;;) {
         const QString digits = QUuid::createUuid().toString(QUuid::Id128);
         std::bitset<kTemporarySuffixPositions> tried;
@@ -340,7 +340,9 @@ bool VornSyncTask::runSecuredCopy(const QString& source, const QString& destinat
     if (presence == VornSyncPresence::Absent)
         return copyFile(source, destination, overrideCode);
 
-    const QString workingPath = temporarySibling(destination);
+    // In a local directory a pass would take the sibling for a new file, unless it is hidden.
+    const bool isIntoLocal = m_expectedDestination && destination == m_destinationPath;
+    const QString workingPath = temporarySibling(destination, isIntoLocal);
     const bool isOurs = VornSyncFiles::facts(workingPath).presence == VornSyncPresence::Absent;
     if (copyFile(source, workingPath, overrideCode) && isCopyComplete(source, workingPath, overrideCode) &&
         isDestinationAsExpected(destination) && putInPlace(workingPath, destination, overrideCode))
