@@ -10,7 +10,8 @@ set -euo pipefail
 declare -A members=(
     [utilities]="vorn_utilities"
     [sqlite]="vorn_sqlite_database vorn_sqlite_connection vorn_sqlite_connections vorn_sqlite_transaction"
-    [floor]="vorn_sync_types vorn_sync_log vorn_sync_times vorn_sync_files vorn_sync_thread"
+    [floor]="vorn_sync_types vorn_sync_log vorn_sync_times vorn_sync_files vorn_sync_local_siblings
+        vorn_sync_thread"
     [task]="vorn_sync_task"
     [worker]="vorn_sync_worker"
     [database]="vorn_sync_database vorn_sync_distant_marks vorn_sync_status_counts vorn_sync_row_changes

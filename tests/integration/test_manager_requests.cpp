@@ -5,11 +5,6 @@
 #include <QSignalSpy>
 #include <QTest>
 
-#include <array>
-#include <cstring>
-#include <sys/inotify.h>
-#include <unistd.h>
-
 using namespace VornSyncTest;
 
 namespace {
@@ -54,7 +49,6 @@ private slots:
     void fileReadyFromAnotherWorkstation();
     void fileReadyBringsANewFile();
     void fileReadyWhileMirroring();
-    void fileReadyShowsNoOtherFileToAPass();
 };
 
 void TestManagerRequests::notifiedChangeArrives()
@@ -335,71 +329,6 @@ void TestManagerRequests::fileReadyWhileMirroring()
     for (int i = 0; i < 3; ++i)
         QCOMPARE(ready.at(i),
                  QVariantList({host.local().filePath(QStringLiteral("elsewhere %1").arg(i)), true}));
-    VERIFY_AT_REST(host);
-}
-
-// Names that came into a directory since it is watched.
-class NameWatch
-{
-    Q_DISABLE_COPY_MOVE(NameWatch)
-
-public:
-    explicit NameWatch(const QString& directory)
-        : m_inotify(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC))
-    {
-        m_isWatching = ::inotify_add_watch(m_inotify, QFile::encodeName(directory).constData(),
-                                           IN_CREATE | IN_MOVED_TO) >= 0;
-    }
-    ~NameWatch() { ::close(m_inotify); }
-
-    bool isWatching() const { return m_isWatching; }
-    QStringList names()
-    {
-        alignas(inotify_event) std::array<char, 4096> buffer;
-        QStringList result;
-        for (;;) {
-            const ssize_t bytes = ::read(m_inotify, buffer.data(), buffer.size());
-            if (bytes <= 0)
-                return result;
-            for (std::size_t offset = 0; offset < std::size_t(bytes);) {
-                inotify_event event;
-                std::memcpy(&event, buffer.data() + offset, sizeof(event));
-                result << QFile::decodeName(buffer.data() + offset + sizeof(event));
-                offset += sizeof(event) + event.len;
-            }
-        }
-    }
-
-private:
-    int m_inotify;
-    bool m_isWatching = false;
-};
-
-// A pass that comes by must not take the unfinished copy for a new file.
-void TestManagerRequests::fileReadyShowsNoOtherFileToAPass()
-{
-    Host host;
-    QVERIFY(host.local().write(name(), "content"));
-    QVERIFY(host.start());
-    QCOMPARE(host.settle(), QString());
-    host.manager()->pauseAll();
-    QVERIFY(host.distant().write(name(), "written elsewhere"));
-    QVERIFY(host.distant().setLmd(name(), QDateTime::currentDateTimeUtc().addSecs(10)));
-    NameWatch watch(host.local().path());
-    QVERIFY(watch.isWatching());
-    QSignalSpy ready(host.manager(), &VornSyncManager::fileReady);
-    host.manager()->requestFileReady(host.distant().filePath(name()));
-    QVERIFY(ready.wait(kWaitMs));
-    QCOMPARE(host.local().read(name()), QByteArray("written elsewhere"));
-    const QStringList names = watch.names();
-    QVERIFY(names.contains(name()));
-    for (const QString& seen : names) {
-        QVERIFY2(seen == name() || seen.startsWith(QLatin1Char('.')) ||
-                     seen.startsWith(QLatin1String("qt_temp.")),
-                 qPrintable(seen));
-    }
-    host.manager()->resumeAll();
-    QVERIFY(awaitPairs(host));
     VERIFY_AT_REST(host);
 }
 

@@ -163,6 +163,7 @@ private slots:
     void reasonThatCouldNotBeRead_decidesNothing_data();
     void reasonThatCouldNotBeRead_decidesNothing();
 
+    void siblingInTheLocalDirectory_isNoNewFile();
     void siblingOfSomebodyElse_isNotRemoved_data();
     void siblingOfSomebodyElse_isNotRemoved();
 };
@@ -715,6 +716,46 @@ void TestSynchronizerRaces::reasonThatCouldNotBeRead_decidesNothing()
 }
 
 // --- The disk -------------------------------------------------------------------------------------------
+
+void TestSynchronizerRaces::siblingInTheLocalDirectory_isNoNewFile()
+{
+    Engine engine;
+    QVERIFY(engine.start());
+    QVERIFY(engine.send("a"_s, "x"));
+    QVERIFY(engine.distant().write("a"_s, "from elsewhere"));
+    const pVornSyncTask task =
+        VornSyncTask::create(engine.distant().filePath("a"_s), engine.local().filePath("a"_s), ceStoCopy);
+    QVERIFY(task);
+    task->setExpectedDestination(VornSyncFiles::facts(engine.local().filePath("a"_s)));
+    QString sibling;
+    {
+        // Its destination is looked at once more when the sibling is complete.
+        StatHook hook(engine.local().filePath("a"_s), [&] {
+            const QStringList siblings =
+                engine.local().names().filter(QRegularExpression("^a\\.[0-9a-f]{4}$"_s));
+            if (siblings.isEmpty())
+                return 0;
+            sibling = siblings.first();
+            engine.pass();
+            engine.sync().notifyLocalFileChanged(1, sibling); // as a host that watches the directory does
+            return 0;
+        });
+        QVERIFY(task->runtask());
+    }
+    QVERIFY(!sibling.isEmpty());
+    QVERIFY(!engine.hasRow(sibling));
+    // A listing from before the end decides after it.
+    QVERIFY(!engine.local().exists(sibling));
+    QVERIFY(!engine.sync().copyToDistant(1, sibling));
+    QVERIFY(!engine.hasRow(sibling));
+    QCOMPARE(errorsIn(engine.takeEvents()), 0);
+    QCOMPARE(engine.local().names(), QStringList("a"_s));
+    // The user may have a file of that name.
+    QVERIFY(engine.local().write(sibling, "mine"));
+    engine.passAndRun();
+    QCOMPARE(engine.distant().read(sibling), QByteArray("mine"));
+    QCOMPARE(engine.state(sibling), "17/0"_s);
+}
 
 void TestSynchronizerRaces::siblingOfSomebodyElse_isNotRemoved_data()
 {

@@ -3,6 +3,7 @@
 #include "vorn_sqlite_transaction.h"
 #include "vorn_sync_database.h"
 #include "vorn_sync_error_resolution.h"
+#include "vorn_sync_local_siblings.h"
 #include "vorn_sync_log.h"
 #include "vorn_sync_pass.h"
 #include "vorn_sync_task_results.h"
@@ -701,6 +702,12 @@ bool VornSyncSynchronizer::copyToDistant(int directoryId, const QString& fileNam
         return false;
     }
     const QString localDir = localDirPath(directoryId);
+    if (VornSyncLocalSiblings::contains(joined(localDir, fileName))) {
+        VORN_SYNC_TRACE(kTag, "copyToDistant",
+                        QStringLiteral("%1 is a temporary sibling of a copy; not sent")
+                            .arg(named(fileName, directoryId)));
+        return false;
+    }
     const VornSyncFileKey key(directoryId, fileName);
     if (hasActiveSideCar(joined(localDir, fileName)))
         return deferForSideCar(key);

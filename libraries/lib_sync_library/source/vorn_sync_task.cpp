@@ -1,5 +1,6 @@
 #include "vorn_sync_task.h"
 
+#include "vorn_sync_local_siblings.h"
 #include "vorn_sync_log.h"
 #include "vorn_utilities.h"
 
@@ -12,6 +13,7 @@
 
 #include <bitset>
 #include <filesystem>
+#include <optional>
 #include <system_error>
 
 namespace fs = std::filesystem;
@@ -47,11 +49,11 @@ QString joined(const QString& directory, const QString& name)
 }
 
 // The suffix must fit, so the longest names are cut at the end; the rest still tells where the file belongs.
-QString temporaryBase(const QString& destination, bool isHidden)
+QString temporaryBase(const QString& destination)
 {
     const QFileInfo info(destination);
-    QString name = isHidden ? QLatin1Char('.') + info.fileName() : info.fileName();
-    if (!isHidden && QFile::encodeName(name).size() + 1 + kTemporarySuffixLength <= kMaxNameBytes)
+    QString name = info.fileName();
+    if (QFile::encodeName(name).size() + 1 + kTemporarySuffixLength <= kMaxNameBytes)
         return destination;
     while (QFile::encodeName(name).size() + 1 + kTemporarySuffixLength > kMaxNameBytes) {
         name.chop(1);
@@ -61,9 +63,9 @@ QString temporaryBase(const QString& destination, bool isHidden)
     return joined(info.path(), name);
 }
 
-QString temporarySibling(const QString& destination, bool isHidden)
+QString temporarySibling(const QString& destination)
 {
-    const QString base = temporaryBase(destination, isHidden);
+    const QString base = temporaryBase(destination);
     for (;;) {
         const QString digits = QUuid::createUuid().toString(QUuid::Id128);
         std::bitset<kTemporarySuffixPositions> tried;
@@ -340,9 +342,10 @@ bool VornSyncTask::runSecuredCopy(const QString& source, const QString& destinat
     if (presence == VornSyncPresence::Absent)
         return copyFile(source, destination, overrideCode);
 
-    // In a local directory a pass would take the sibling for a new file, unless it is hidden.
-    const bool isIntoLocal = m_expectedDestination && destination == m_destinationPath;
-    const QString workingPath = temporarySibling(destination, isIntoLocal);
+    const QString workingPath = temporarySibling(destination);
+    std::optional<VornSyncLocalSiblings> inLocalDirectory;
+    if (m_expectedDestination)
+        inLocalDirectory.emplace(workingPath);
     const bool isOurs = VornSyncFiles::facts(workingPath).presence == VornSyncPresence::Absent;
     if (copyFile(source, workingPath, overrideCode) && isCopyComplete(source, workingPath, overrideCode) &&
         isDestinationAsExpected(destination) && putInPlace(workingPath, destination, overrideCode))

@@ -50,8 +50,7 @@ public:
     QString fileName() const { return m_fileName; }
 
     // For a copy into a local directory: the destination as the creator saw it when it decided to replace it. A
-    // run that finds it changed leaves it alone and fails: whoever changed it did not know. The temporary sibling
-    // is hidden.
+    // run that finds it changed leaves it alone and fails: whoever changed it did not know.
     void setExpectedDestination(const VornSyncFileFacts& facts) { m_expectedDestination = facts; }
 
     int runCount() const { return m_runCount; } // runs begun
