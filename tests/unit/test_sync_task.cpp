@@ -9,7 +9,6 @@
 #include <QFileInfo>
 #include <QHash>
 #include <QPointer>
-#include <QProcess>
 #include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTest>
@@ -261,7 +260,6 @@ private slots:
     void renameKeepsTheTargetWhenTheSourceVanishes();
     void renameNeverRemovesTheSourceUnderAnotherName();
     void renameNeedsItsDirectory();
-    void renameOfCaseOnly();
 
 private:
     QString local(const QString& name) const { return m_pair->local().filePath(name); }
@@ -1814,24 +1812,6 @@ void TestSyncTask::renameNeedsItsDirectory()
                              .arg(distant(text("gone/b.doc")))));
     QCOMPARE(task.errorCode(), ceSecDistantDirMissing);
     QCOMPARE(m_pair->distant().names(), QStringList(text("a.doc")));
-}
-
-void TestSyncTask::renameOfCaseOnly()
-{
-    const TmpfsMount disk(m_pair->distantPath(), text("size=1m,casefold"));
-    if (!disk.isMounted())
-        QSKIP(qPrintable(text("no case-insensitive file system: ") + disk.reason()));
-    // Directories fold only once they are told to.
-    const QString folded = distant(text("folded"));
-    QVERIFY(QDir().mkdir(folded));
-    if (QProcess::execute(text("chattr"), {text("+F"), folded}) != 0)
-        QSKIP("chattr +F is not available");
-    QVERIFY(m_pair->distant().write(text("folded/report.doc"), "the only copy"));
-    QVERIFY(m_pair->distant().exists(text("folded/REPORT.doc")));
-    ScriptedTask task(folded + text("/report.doc"), folded + text("/Report.doc"), ceStoRename);
-    QVERIFY(task.runtask());
-    QCOMPARE(Side(folded).names(), QStringList(text("Report.doc")));
-    QCOMPARE(Side(folded).read(text("Report.doc")), QByteArray("the only copy"));
 }
 
 QTEST_GUILESS_MAIN(TestSyncTask)
