@@ -160,9 +160,10 @@ void TestReentrancy::wipedFromEverySignal()
     QVERIFY(writeFiles(host));
     QVERIFY(host.start());
     host.expectErrors("ERROR: Invalid file name: 'not/a name'"_s);
-    // A wipe without a pause leaves the local directory watched, and a failure of what was handed out before it
-    // finds no row.
+    // A wipe without a pause leaves the local directory watched; what was handed out before it finds neither its
+    // directory nor its row.
     host.expectErrors("Observer error: Failed to add directory to watch: "_s);
+    host.expectErrors("ERROR: Failure to get folder for file: "_s);
     host.expectWarnings();
     bool isInside = false; // a wipe speaks too
     int wipes = 0;

@@ -66,7 +66,7 @@ void VornCliRequestHandler::take(VornCliCommandConnection* connection, const QJs
 void VornCliRequestHandler::handle(const VornCliRequest& request)
 {
     using Self = VornCliRequestHandler;
-    static constexpr Entry kEntries[] = {
+    static const Entry kEntries[] = {
         {QLatin1String("status"), &Self::status, true},
         {QLatin1String("errors"), &Self::errors, true},
         {QLatin1String("retry"), &Self::retry, false},
