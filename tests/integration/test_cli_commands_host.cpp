@@ -52,6 +52,7 @@ private slots:
     void noHost_data();
     void noHost();
     void noHostAndNoState();
+    void stateThatIsNoDirectory();
     void stateIsReadWithoutAHost();
     void stateIsReadAfterTheHostWasKilled();
     void damagedStateWithoutAHost();
@@ -112,6 +113,20 @@ void TestCliCommandsHost::noHostAndNoState()
         QVERIFY2(result.err.contains("No host runs on the state directory"), qPrintable(result.words()));
     }
     QVERIFY(!QFileInfo::exists(host.state));
+}
+
+void TestCliCommandsHost::stateThatIsNoDirectory()
+{
+    CliHost host;
+    QVERIFY(host.local.write("file"_s, "x") && QFile::link("loop"_s, host.local.filePath("loop"_s)));
+    for (const QString& name : {"file"_s, "file/below"_s, "loop"_s}) {
+        host.state = host.local.filePath(name);
+        for (const char* command : {"status", "sync"}) {
+            const CliResult result = host.run({QString::fromLatin1(command)});
+            VERIFY_EXIT(result, 3);
+            QVERIFY2(result.err.contains("No host runs on the state directory"), qPrintable(result.words()));
+        }
+    }
 }
 
 void TestCliCommandsHost::stateIsReadWithoutAHost()
@@ -366,6 +381,7 @@ void TestCliCommandsHost::garbage_data()
     row("NUL in a name",
         "{\"protocol\":1,\"command\":\"trash\",\"arguments\":{\"alias\":\"docs\",\"name\":\"a\\u0000b\"}}\n",
         "invalid_name");
+    row("no path", "{\"protocol\":1,\"command\":\"ready\",\"arguments\":{\"path\":\"\"}}\n", "not_ready");
     row("two requests in one", "{\"protocol\":1,\"command\":\"x\"}\n{\"protocol\":1,\"command\":\"pause\"}\n",
         "unknown_command");
 }
