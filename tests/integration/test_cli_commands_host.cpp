@@ -53,6 +53,8 @@ private slots:
     void noHost();
     void noHostAndNoState();
     void stateThatIsNoDirectory();
+    void databaseThatIsNoFile();
+    void lockOfADeadHostThatStays();
     void stateIsReadWithoutAHost();
     void stateIsReadAfterTheHostWasKilled();
     void damagedStateWithoutAHost();
@@ -127,6 +129,33 @@ void TestCliCommandsHost::stateThatIsNoDirectory()
             QVERIFY2(result.err.contains("No host runs on the state directory"), qPrintable(result.words()));
         }
     }
+}
+
+// Who opens a pipe waits for its other end.
+void TestCliCommandsHost::databaseThatIsNoFile()
+{
+    const CliHost host;
+    QVERIFY(QDir().mkpath(host.state) && makeFifo(host.state + "/state.db"_s));
+    for (const QString& command : {"status"_s, "errors"_s})
+        VERIFY_EXIT(host.run({command}), 3);
+}
+
+void TestCliCommandsHost::lockOfADeadHostThatStays()
+{
+    CliHost host;
+    QVERIFY(QDir().mkpath(host.state));
+    TmpfsMount mount(host.state);
+    if (!mount.isMounted())
+        QSKIP(qPrintable(mount.reason()));
+    QVERIFY(host.startWith({"a"_s}));
+    QVERIFY(host.process.sendSignal(SIGKILL));
+    host.process.waitForEnd();
+    QVERIFY(mount.remount(true));
+    const CliResult result = host.world.mirror({});
+    VERIFY_EXIT(result, 4);
+    QVERIFY2(result.err.contains("The state directory can't be locked; is it writable?"),
+             qPrintable(result.words()));
+    VERIFY_EXIT(host.run({"status"_s}), 0);
 }
 
 void TestCliCommandsHost::stateIsReadWithoutAHost()
@@ -285,7 +314,7 @@ void TestCliCommandsHost::hostThatDoesNotAnswer()
     clock.start();
     const CliResult result = host.run({"sync"_s, "--timeout"_s, "1"_s});
     VERIFY_EXIT(result, 1);
-    QVERIFY2(result.err.contains("The host has not answered within 1 seconds."), qPrintable(result.words()));
+    QVERIFY2(result.err.contains("The host has not answered within 1 s."), qPrintable(result.words()));
     QVERIFY(clock.elapsed() >= 1000);
     QVERIFY(host.process.sendSignal(SIGCONT));
     VERIFY_EXIT(host.run({"status"_s}), 0);

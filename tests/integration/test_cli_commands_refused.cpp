@@ -276,7 +276,7 @@ void TestCliCommandsRefused::namesOfARenameUnderWay()
     QVERIFY(host.startWith({"a"_s}));
     QVERIFY(mount.remount(true));
     VERIFY_EXIT(host.run({"rename"_s, "docs"_s, "a"_s, "b"_s}), 0);
-    for (const char* command : {"deleted|docs|a", "rename|docs|b|c", "trash|docs|b", "retry|docs|b"}) {
+    for (const char* command : {"deleted|docs|a", "ready|docs|a", "rename|docs|b|c", "trash|docs|b"}) {
         const CliResult result = host.run(words(command));
         VERIFY_EXIT(result, 1);
         QVERIFY2(result.err.contains(": an operation on it runs"), qPrintable(result.words()));

@@ -257,6 +257,8 @@ void VornCliRequestHandler::ready(const VornCliRequest& request)
         // The manager would take the path for one that is none of its business, and the file for ready.
         if (!m_session.isKnownAlias(request.alias()))
             return request.refuse(QStringLiteral("pair_unavailable"), {request.alias()});
+        if (m_renamer.isUnderWay(request.alias(), request.name())) // or the old name would come back
+            return request.refuse(QStringLiteral("busy"), {request.alias(), request.name()});
         path = status.pair.distant + QLatin1Char('/') + request.name();
     }
     if (path.isEmpty())
@@ -304,12 +306,16 @@ void VornCliRequestHandler::syncFile(const VornCliRequest& request)
         });
     if (isWaiting) // the manager would refuse without a word
         return request.refuse(QStringLiteral("busy"), {request.alias(), request.name()});
+    const VornCliStateReader reader(m_state.databasePath(), VornCliStateReader::Owner::Running);
+    const bool isBusy =
+        reader.standing(request.alias(), request.name()) == VornCliStateReader::Standing::Busy;
     const QStringList texts = m_session.act([&request](VornSyncManager& manager) {
         manager.notifyLocalFileChanged(request.alias(), request.name());
     });
     if (!texts.isEmpty())
         return request.refuse(QStringLiteral("failed"), {}, texts);
-    request.done(QStringLiteral("sent"), {request.alias(), request.name()});
+    request.done(isBusy ? QStringLiteral("sent_later") : QStringLiteral("sent"),
+                 {request.alias(), request.name()});
 }
 
 // ---- Pairs and state ------------------------------------------------------------------------------------
