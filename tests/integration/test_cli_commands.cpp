@@ -56,6 +56,7 @@ private slots:
     void readyByPath();
     void sync();
     void syncOfOneFile();
+    void syncOfABusyFile();
     void pauseAndResume();
     void pauseOfOnePair();
     void resumeDoesNotWakeASuspendedPair();
@@ -359,6 +360,19 @@ void TestCliCommands::syncOfOneFile()
     VERIFY_EXIT(host.run({"sync"_s, "docs"_s, "b"_s}), 0);
     QTRY_VERIFY_WITH_TIMEOUT(host.isMirrored("b"_s), kWaitMs);
     QVERIFY(!host.distant.exists("c"_s));
+}
+
+void TestCliCommands::syncOfABusyFile()
+{
+    constexpr int kBeingSent = 20;
+    CliHost host;
+    QVERIFY(host.local.write("blocked"_s, "x") && host.distant.makeDirectory("blocked"_s));
+    QVERIFY(host.start());
+    QTRY_COMPARE_WITH_TIMEOUT(host.statusOf("blocked"_s), kBeingSent, kWaitMs);
+    const CliResult result = host.run({"sync"_s, "docs"_s, "blocked"_s});
+    VERIFY_EXIT(result, 0);
+    QCOMPARE(result.out,
+             QByteArray("docs/blocked: an operation on it runs or waits; it is sent after that.\n"));
 }
 
 void TestCliCommands::pauseAndResume()

@@ -52,6 +52,9 @@ private slots:
     void noHost_data();
     void noHost();
     void noHostAndNoState();
+    void stateThatIsNoDirectory();
+    void databaseThatIsNoFile();
+    void lockOfADeadHostThatStays();
     void stateIsReadWithoutAHost();
     void stateIsReadAfterTheHostWasKilled();
     void damagedStateWithoutAHost();
@@ -112,6 +115,47 @@ void TestCliCommandsHost::noHostAndNoState()
         QVERIFY2(result.err.contains("No host runs on the state directory"), qPrintable(result.words()));
     }
     QVERIFY(!QFileInfo::exists(host.state));
+}
+
+void TestCliCommandsHost::stateThatIsNoDirectory()
+{
+    CliHost host;
+    QVERIFY(host.local.write("file"_s, "x") && QFile::link("loop"_s, host.local.filePath("loop"_s)));
+    for (const QString& name : {"file"_s, "file/below"_s, "loop"_s}) {
+        host.state = host.local.filePath(name);
+        for (const char* command : {"status", "sync"}) {
+            const CliResult result = host.run({QString::fromLatin1(command)});
+            VERIFY_EXIT(result, 3);
+            QVERIFY2(result.err.contains("No host runs on the state directory"), qPrintable(result.words()));
+        }
+    }
+}
+
+// Who opens a pipe waits for its other end.
+void TestCliCommandsHost::databaseThatIsNoFile()
+{
+    const CliHost host;
+    QVERIFY(QDir().mkpath(host.state) && makeFifo(host.state + "/state.db"_s));
+    for (const QString& command : {"status"_s, "errors"_s})
+        VERIFY_EXIT(host.run({command}), 3);
+}
+
+void TestCliCommandsHost::lockOfADeadHostThatStays()
+{
+    CliHost host;
+    QVERIFY(QDir().mkpath(host.state));
+    TmpfsMount mount(host.state);
+    if (!mount.isMounted())
+        QSKIP(qPrintable(mount.reason()));
+    QVERIFY(host.startWith({"a"_s}));
+    QVERIFY(host.process.sendSignal(SIGKILL));
+    host.process.waitForEnd();
+    QVERIFY(mount.remount(true));
+    const CliResult result = host.world.mirror({});
+    VERIFY_EXIT(result, 4);
+    QVERIFY2(result.err.contains("The state directory can't be locked; is it writable?"),
+             qPrintable(result.words()));
+    VERIFY_EXIT(host.run({"status"_s}), 0);
 }
 
 void TestCliCommandsHost::stateIsReadWithoutAHost()
@@ -270,7 +314,7 @@ void TestCliCommandsHost::hostThatDoesNotAnswer()
     clock.start();
     const CliResult result = host.run({"sync"_s, "--timeout"_s, "1"_s});
     VERIFY_EXIT(result, 1);
-    QVERIFY2(result.err.contains("The host has not answered within 1 seconds."), qPrintable(result.words()));
+    QVERIFY2(result.err.contains("The host has not answered within 1 s."), qPrintable(result.words()));
     QVERIFY(clock.elapsed() >= 1000);
     QVERIFY(host.process.sendSignal(SIGCONT));
     VERIFY_EXIT(host.run({"status"_s}), 0);
@@ -366,6 +410,7 @@ void TestCliCommandsHost::garbage_data()
     row("NUL in a name",
         "{\"protocol\":1,\"command\":\"trash\",\"arguments\":{\"alias\":\"docs\",\"name\":\"a\\u0000b\"}}\n",
         "invalid_name");
+    row("no path", "{\"protocol\":1,\"command\":\"ready\",\"arguments\":{\"path\":\"\"}}\n", "not_ready");
     row("two requests in one", "{\"protocol\":1,\"command\":\"x\"}\n{\"protocol\":1,\"command\":\"pause\"}\n",
         "unknown_command");
 }

@@ -1,5 +1,6 @@
 #include "test_cli_commands_support.h"
 
+#include "mounts.h"
 #include "wait.h"
 
 #include <QDir>
@@ -38,6 +39,11 @@ private slots:
     void renameOntoADanglingLink();
     void renameThatTheSystemRefuses();
     void renameOfAMissingLocalFile();
+    void renameOfADirectoryInPlaceOfTheFile();
+    void namesOfARenameUnderWay();
+    void nameThatARenameHasLeft();
+    void syncWhileTheDistantDirectoryIsAway();
+    void forgetOfAPairThatIsAwayAfterAReset();
     void renameWhileTheDistantDirectoryIsAway();
     void decisionsOfTheWrongKind();
     void retryMapsToTheErrorsKind();
@@ -71,6 +77,7 @@ void TestCliCommandsRefused::usage_data()
     row("forget", "The arguments must be: ALIAS");
     row("reset|docs", "This command takes no arguments.");
     row("status|--frobnicate", "frobnicate");
+    row("status|--fo\x1b[31mo", "Unknown option 'fo\\x1b[31mo'.");
     row("status|--yes", "yes");
     row("status|--lang|xx", "--lang needs one of: en, fr; not 'xx'.");
     row("status|--timeout|soon", "--timeout needs a number of seconds");
@@ -243,6 +250,99 @@ void TestCliCommandsRefused::renameOfAMissingLocalFile()
              qPrintable(result.words()));
     QCOMPARE(host.distant.names(), QStringList{"a"_s});
     QCOMPARE(host.statusOf("a"_s), kUpToDate);
+}
+
+void TestCliCommandsRefused::renameOfADirectoryInPlaceOfTheFile()
+{
+    CliHost host;
+    QVERIFY(host.startWith({"a"_s}));
+    QVERIFY(host.local.remove("a"_s) && host.local.makeDirectory("a"_s));
+    const CliResult result = host.run({"rename"_s, "docs"_s, "a"_s, "b"_s});
+    VERIFY_EXIT(result, 1);
+    QVERIFY2(result.err.contains("docs/a: there is no such file in the local directory."),
+             qPrintable(result.words()));
+    QCOMPARE(host.local.names(), QStringList{"a"_s});
+    QCOMPARE(host.distant.names(), QStringList{"a"_s});
+}
+
+// The distant directory lets nothing be renamed. Until that has ended neither name means another file, and
+// afterwards nothing that happens to the old name is taken for the rename.
+void TestCliCommandsRefused::namesOfARenameUnderWay()
+{
+    CliHost host;
+    TmpfsMount mount(host.distant.path());
+    if (!mount.isMounted())
+        QSKIP(qPrintable(mount.reason()));
+    QVERIFY(host.startWith({"a"_s}));
+    QVERIFY(mount.remount(true));
+    VERIFY_EXIT(host.run({"rename"_s, "docs"_s, "a"_s, "b"_s}), 0);
+    for (const char* command : {"deleted|docs|a", "ready|docs|a", "rename|docs|b|c", "trash|docs|b"}) {
+        const CliResult result = host.run(words(command));
+        VERIFY_EXIT(result, 1);
+        QVERIFY2(result.err.contains(": an operation on it runs"), qPrintable(result.words()));
+    }
+    QVERIFY(host.process.waitForErr("failed docs/a\n"));
+    QVERIFY(mount.remount(false));
+    QVERIFY(host.distant.exists("a"_s));
+    VERIFY_EXIT(host.run({"ready"_s, "docs"_s, "a"_s}), 0);
+    VERIFY_EXIT(host.run({"sync"_s, "docs"_s, "b"_s}), 0);
+    QVERIFY(host.process.waitForOut("copied docs/b\n"));
+    QCOMPARE(host.process.err().count("failed docs/a"), 1);
+    QVERIFY(host.isMirrored("a"_s) && host.isMirrored("b"_s));
+}
+
+// There is nothing to rename on the distant side: no operation ever ends for it.
+void TestCliCommandsRefused::nameThatARenameHasLeft()
+{
+    CliHost host;
+    QVERIFY(host.startWith({"a"_s}));
+    QVERIFY(host.distant.remove("a"_s));
+    VERIFY_EXIT(host.run({"rename"_s, "docs"_s, "a"_s, "b"_s}), 0);
+    QTRY_COMPARE_WITH_TIMEOUT(host.statusOf("a"_s), -1, kWaitMs);
+    QVERIFY(host.distant.write("a"_s, "theirs"));
+    VERIFY_EXIT(host.run({"ready"_s, "docs"_s, "a"_s}), 0);
+    QVERIFY(host.local.write("later"_s, "later"));
+    VERIFY_EXIT(host.run({"sync"_s, "docs"_s, "later"_s}), 0);
+    QVERIFY(host.process.waitForOut("copied docs/later\n"));
+    QCOMPARE(host.process.err(), QByteArray());
+    QVERIFY(host.local.remove("a"_s));
+    VERIFY_EXIT(host.run({"deleted"_s, "docs"_s, "a"_s}), 0);
+}
+
+void TestCliCommandsRefused::syncWhileTheDistantDirectoryIsAway()
+{
+    CliHost host;
+    QVERIFY(host.startWith({"a"_s}));
+    QVERIFY(QDir().rename(host.distant.path(), host.world.path("away"_s)));
+    QVERIFY(host.process.waitForErr("the distant directory is missing"));
+    QVERIFY(host.local.write("a"_s, "changed content"));
+    const CliResult result = host.run({"sync"_s, "docs"_s, "a"_s});
+    VERIFY_EXIT(result, 1);
+    QVERIFY2(result.err.contains("Pair docs: one of the directories is missing at the moment."),
+             qPrintable(result.words()));
+    QVERIFY(QDir().rename(host.world.path("away"_s), host.distant.path()));
+    QTRY_VERIFY_WITH_TIMEOUT(host.isMirrored("a"_s), kWaitMs);
+}
+
+// After a reset the engine knows it no more, but the list of pairs does.
+void TestCliCommandsRefused::forgetOfAPairThatIsAwayAfterAReset()
+{
+    CliHost host;
+    QVERIFY(host.startWith({"a"_s}));
+    QVERIFY(QDir().rename(host.local.path(), host.world.path("away"_s)));
+    QVERIFY(host.process.waitForErr("the local directory is missing"));
+    VERIFY_EXIT(host.run({"reset"_s, "--yes"_s}), 0);
+    const CliResult result = host.run({"sync"_s, "docs"_s, "a"_s});
+    VERIFY_EXIT(result, 1);
+    QVERIFY2(result.err.contains("Pair docs: one of the directories is missing at the moment."),
+             qPrintable(result.words()));
+    QCOMPARE(host.statusJson().value("pairs"_l).toArray().size(), 1);
+    VERIFY_EXIT(host.run({"forget"_s, "docs"_s}), 0);
+    QVERIFY(host.statusJson().value("pairs"_l).toArray().isEmpty());
+    QFile list(host.state + "/pairs.json"_s);
+    QVERIFY(list.open(QIODevice::ReadOnly));
+    QVERIFY(!list.readAll().contains("docs"));
+    VERIFY_EXIT(host.run({"forget"_s, "docs"_s}), 1);
 }
 
 void TestCliCommandsRefused::renameWhileTheDistantDirectoryIsAway()

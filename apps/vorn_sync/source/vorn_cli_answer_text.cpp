@@ -30,6 +30,7 @@ const char* const kSentenceIds[] = {
     QT_TRID_NOOP("vorn_sync_done_renamed"),
     QT_TRID_NOOP("vorn_sync_done_cycle"),
     QT_TRID_NOOP("vorn_sync_done_sent"),
+    QT_TRID_NOOP("vorn_sync_done_sent_later"),
     QT_TRID_NOOP("vorn_sync_done_paused"),
     QT_TRID_NOOP("vorn_sync_done_resumed"),
     QT_TRID_NOOP("vorn_sync_done_suspended"),

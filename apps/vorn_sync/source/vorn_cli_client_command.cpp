@@ -123,7 +123,7 @@ int VornCliClientCommand::confirm() const
 int VornCliClientCommand::readDatabase() const
 {
     const VornCliStateDirectory state(m_options.statePath());
-    if (!QFileInfo::exists(state.databasePath()))
+    if (!QFileInfo(state.databasePath()).isFile()) // who opens a pipe would wait
         return refuse(kExitNoHost, QStringLiteral("no_host"), {m_options.statePath()});
     const VornCliStateReader reader(state.databasePath(), VornCliStateReader::Owner::Nobody);
     VornCliCounters counters;

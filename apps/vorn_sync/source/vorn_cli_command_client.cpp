@@ -4,6 +4,7 @@
 #include "vorn_cli_socket_path.h"
 
 #include <QDeadlineTimer>
+#include <QFileInfo>
 #include <QJsonDocument>
 #include <QLocalSocket>
 
@@ -16,7 +17,7 @@ int left(const QDeadlineTimer& deadline)
     return static_cast<int>(deadline.remainingTime());
 }
 
-VornCliCommandClient::Result whyUnconnected(const QLocalSocket& socket)
+VornCliCommandClient::Result whyUnconnected(const QLocalSocket& socket, const QString& stateDirectory)
 {
     switch (socket.error()) {
     case QLocalSocket::ServerNotFoundError:
@@ -25,7 +26,9 @@ VornCliCommandClient::Result whyUnconnected(const QLocalSocket& socket)
     case QLocalSocket::SocketAccessError:
         return VornCliCommandClient::Result::NoAccess;
     default:
-        return VornCliCommandClient::Result::NoAnswer;
+        // A file in the place of the directory has no error of its own.
+        return QFileInfo(stateDirectory).isDir() ? VornCliCommandClient::Result::NoAnswer
+                                                 : VornCliCommandClient::Result::NoHost;
     }
 }
 
@@ -46,7 +49,7 @@ VornCliCommandClient::Result VornCliCommandClient::ask(const QString& command, c
     QLocalSocket socket;
     socket.connectToServer(path.path());
     if (!socket.waitForConnected(left(deadline)))
-        return whyUnconnected(socket);
+        return whyUnconnected(socket, m_stateDirectory);
     const QJsonObject request{{kProtocolKey, kVersion}, {kCommandKey, command}, {kArgumentsKey, arguments}};
     socket.write(QJsonDocument(request).toJson(QJsonDocument::Compact) + '\n');
     while (!socket.canReadLine()) {

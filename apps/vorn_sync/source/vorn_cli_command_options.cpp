@@ -93,7 +93,7 @@ VornCliCommandOptions::Result VornCliCommandOptions::parse(const QStringList& ar
         return Result::ShowHelp;
     m_program = arguments.constFirst();
     if (!parsed)
-        refuse(parser.errorText());
+        refuse(printable(parser.errorText()));
     else if (read(parser, options))
         return Result::Run;
     return Result::Refused;

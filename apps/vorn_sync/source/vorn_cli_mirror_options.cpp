@@ -96,7 +96,7 @@ VornCliMirrorOptions::Result VornCliMirrorOptions::parse(const QStringList& argu
     if (parsed && parser.isSet(options.help))
         return Result::ShowHelp;
     if (!parsed) {
-        refuse(parser.errorText());
+        refuse(VornCliText::printable(parser.errorText()));
         return Result::Refused;
     }
 

@@ -1,5 +1,6 @@
 #include "vorn_cli_renamer.h"
 
+#include "vorn_cli_listing.h"
 #include "vorn_cli_local_rename.h"
 #include "vorn_cli_session.h"
 #include "vorn_cli_state_directory.h"
@@ -9,10 +10,13 @@
 
 #include <QFileInfo>
 
+#include <algorithm>
+
 struct VornCliRenamer::Facts
 {
     bool isLocalThere = false;
     bool isDistantThere = false;
+    bool isOldDistantThere = false;
     bool isNewLocalTaken = false;
     bool isNewDistantTaken = false;
 };
@@ -34,6 +38,37 @@ VornCliRenamer::VornCliRenamer(VornCliSession& session, const VornCliStateDirect
 {
 }
 
+bool VornCliRenamer::isUnderWay(const QString& alias, const QString& name)
+{
+    const auto isMeant = [&](const Committed& one) {
+        return one.alias == alias && (one.oldName == name || one.newName == name);
+    };
+    const auto isMeantAndOver = [&](const Committed& one) { return isMeant(one) && isOver(one); };
+    m_committed.erase(std::remove_if(m_committed.begin(), m_committed.end(), isMeantAndOver),
+                      m_committed.end());
+    return std::any_of(m_committed.cbegin(), m_committed.cend(), isMeant);
+}
+
+// Not every rename has an operation whose end is told, but its locks are free afterwards.
+bool VornCliRenamer::isOver(const Committed& rename) const
+{
+    bool isFree = false;
+    m_session.act([&](VornSyncManager& manager) {
+        isFree = manager.lockForRename(rename.alias, rename.oldName, rename.newName);
+        if (isFree)
+            manager.abortRename(rename.alias, rename.oldName, rename.newName);
+    });
+    return isFree || !m_session.isKnownAlias(rename.alias);
+}
+
+void VornCliRenamer::remember(const VornCliRequest& request)
+{
+    // They end in their order: the list stays as short as the queue is, without a look at all of it.
+    while (!m_committed.isEmpty() && isOver(m_committed.constFirst()))
+        m_committed.removeFirst();
+    m_committed.append({request.alias(), request.name(), request.newName()});
+}
+
 void VornCliRenamer::rename(const VornCliRequest& request)
 {
     if (request.name() == request.newName())
@@ -43,6 +78,10 @@ void VornCliRenamer::rename(const VornCliRequest& request)
     VornCliPairStatus status;
     if (!m_session.findPair(request.alias(), &status))
         return request.refuse(QStringLiteral("unknown_alias"), {request.alias()});
+    for (const QString& name : {request.name(), request.newName()}) {
+        if (isUnderWay(request.alias(), name))
+            return request.refuse(QStringLiteral("busy"), {request.alias(), name});
+    }
     if (!checkTracked(request))
         return;
     m_background.run([pair = status.pair, oldName = request.name(),
@@ -57,9 +96,10 @@ VornCliRenamer::Facts VornCliRenamer::look(const VornCliPair& pair, const QStrin
         return directory + QLatin1Char('/') + name;
     };
     Facts facts;
-    facts.isLocalThere = isTaken(in(pair.local, oldName));
+    facts.isLocalThere = VornCliListing::isPlainFile(in(pair.local, oldName));
     facts.isNewLocalTaken = isTaken(in(pair.local, newName));
     facts.isDistantThere = QFileInfo(pair.distant).isDir();
+    facts.isOldDistantThere = isTaken(in(pair.distant, oldName));
     facts.isNewDistantTaken = isTaken(in(pair.distant, newName));
     return facts;
 }
@@ -112,10 +152,10 @@ void VornCliRenamer::carryOut(const VornCliRequest& request, const Facts& facts)
     });
     if (!isLocked)
         return request.refuse(QStringLiteral("busy"), {request.alias(), request.name()}, texts);
-    renameLocked(request, status.pair);
+    renameLocked(request, status.pair, facts);
 }
 
-void VornCliRenamer::renameLocked(const VornCliRequest& request, const VornCliPair& pair)
+void VornCliRenamer::renameLocked(const VornCliRequest& request, const VornCliPair& pair, const Facts& facts)
 {
     const auto in = [](const QString& directory, const QString& name) {
         return directory + QLatin1Char('/') + name;
@@ -129,6 +169,8 @@ void VornCliRenamer::renameLocked(const VornCliRequest& request, const VornCliPa
                                             &reason);
     const bool isRenamed = result == VornCliLocalRename::Result::Renamed;
     if (isRenamed)
+        remember(request);
+    if (isRenamed && facts.isOldDistantThere) // otherwise no operation follows
         m_session.expect(in(pair.distant, request.name()), VornCliOperation::Rename);
     const QStringList texts = m_session.act([&](VornSyncManager& manager) {
         if (isRenamed)

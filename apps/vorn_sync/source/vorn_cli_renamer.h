@@ -5,6 +5,7 @@
 #include "vorn_cli_types.h"
 
 #include <QObject>
+#include <QVector>
 
 class VornCliSession;
 class VornCliStateDirectory;
@@ -21,17 +22,28 @@ public:
     VornCliRenamer(VornCliSession& session, const VornCliStateDirectory& state, QObject* parent = nullptr);
 
     void rename(const VornCliRequest& request); // its alias is known, its names are bare
+    // Whether the state still has to take in a rename from or to this name.
+    bool isUnderWay(const QString& alias, const QString& name);
 
 private:
     struct Facts;
+    struct Committed
+    {
+        QString alias;
+        QString oldName;
+        QString newName;
+    };
 
+    bool isOver(const Committed& rename) const;
+    void remember(const VornCliRequest& request);
     static Facts look(const VornCliPair& pair, const QString& oldName, const QString& newName);
     bool checkTracked(const VornCliRequest& request) const;
     bool checkFacts(const VornCliRequest& request, const Facts& facts) const;
     void carryOut(const VornCliRequest& request, const Facts& facts);
-    void renameLocked(const VornCliRequest& request, const VornCliPair& pair);
+    void renameLocked(const VornCliRequest& request, const VornCliPair& pair, const Facts& facts);
 
     VornCliSession& m_session;
     const VornCliStateDirectory& m_state;
+    QVector<Committed> m_committed; // those that were not seen to be over
     VornCliBackground m_background;
 };

@@ -254,11 +254,20 @@ void VornCliRequestHandler::ready(const VornCliRequest& request)
             return;
         if (!m_session.findPair(request.alias(), &status))
             return request.refuse(QStringLiteral("unknown_alias"), {request.alias()});
+        // The manager would take the path for one that is none of its business, and the file for ready.
+        if (!m_session.isKnownAlias(request.alias()))
+            return request.refuse(QStringLiteral("pair_unavailable"), {request.alias()});
+        if (m_renamer.isUnderWay(request.alias(), request.name())) // or the old name would come back
+            return request.refuse(QStringLiteral("busy"), {request.alias(), request.name()});
         path = status.pair.distant + QLatin1Char('/') + request.name();
     }
-    m_session.requestFileReady(path, [request, path](const QString& resolved, bool found) {
+    if (path.isEmpty())
+        return request.refuse(QStringLiteral("not_ready"), {path});
+    m_session.requestFileReady(path, [this, request, path](const QString& resolved, bool found) {
         if (resolved.isEmpty())
             request.refuse(QStringLiteral("ending"));
+        else if (!request.has(kPathKey) && !m_session.isKnownAlias(request.alias()))
+            request.refuse(QStringLiteral("unknown_alias"), {request.alias()}); // forgotten meanwhile
         else if (found)
             request.done(QStringLiteral("ready"), {resolved});
         else
@@ -285,6 +294,8 @@ void VornCliRequestHandler::syncFile(const VornCliRequest& request)
         return request.refuse(QStringLiteral("unknown_alias"), {request.alias()});
     if (!m_session.exclusions().isMirrored(request.name()))
         return request.refuse(QStringLiteral("name_not_mirrored"), {request.name()});
+    if (!status.localThere || !status.distantThere) // the manager would try, fail, and let the file wait
+        return request.refuse(QStringLiteral("pair_unavailable"), {request.alias()});
     if (!VornCliListing::isPlainFile(status.pair.local + QLatin1Char('/') + request.name()))
         return request.refuse(QStringLiteral("local_missing"), {request.alias(), request.name()});
     const QVector<VornCliFileError> errors = m_session.errors();
@@ -295,12 +306,16 @@ void VornCliRequestHandler::syncFile(const VornCliRequest& request)
         });
     if (isWaiting) // the manager would refuse without a word
         return request.refuse(QStringLiteral("busy"), {request.alias(), request.name()});
+    const VornCliStateReader reader(m_state.databasePath(), VornCliStateReader::Owner::Running);
+    const bool isBusy =
+        reader.standing(request.alias(), request.name()) == VornCliStateReader::Standing::Busy;
     const QStringList texts = m_session.act([&request](VornSyncManager& manager) {
         manager.notifyLocalFileChanged(request.alias(), request.name());
     });
     if (!texts.isEmpty())
         return request.refuse(QStringLiteral("failed"), {}, texts);
-    request.done(QStringLiteral("sent"), {request.alias(), request.name()});
+    request.done(isBusy ? QStringLiteral("sent_later") : QStringLiteral("sent"),
+                 {request.alias(), request.name()});
 }
 
 // ---- Pairs and state ------------------------------------------------------------------------------------
@@ -360,7 +375,9 @@ void VornCliRequestHandler::reset(const VornCliRequest& request)
 
 bool VornCliRequestHandler::checkAlias(const VornCliRequest& request)
 {
-    if (request.alias() != VornCliCycleProbe::reservedAlias() && m_session.isKnownAlias(request.alias()))
+    VornCliPairStatus status;
+    if (m_session.findPair(request.alias(), &status) ||
+        (request.alias() != VornCliCycleProbe::reservedAlias() && m_session.isKnownAlias(request.alias())))
         return true;
     request.refuse(QStringLiteral("unknown_alias"), {request.alias()});
     return false;
@@ -385,6 +402,10 @@ bool VornCliRequestHandler::checkName(const VornCliRequest& request, const QStri
 bool VornCliRequestHandler::checkTracked(const VornCliRequest& request, bool mayBeBusy)
 {
     const QStringList file{request.alias(), request.name()};
+    if (m_renamer.isUnderWay(request.alias(), request.name())) {
+        request.refuse(QStringLiteral("busy"), file);
+        return false;
+    }
     const VornCliStateReader reader(m_state.databasePath(), VornCliStateReader::Owner::Running);
     switch (reader.standing(request.alias(), request.name())) {
     case VornCliStateReader::Standing::Settled:

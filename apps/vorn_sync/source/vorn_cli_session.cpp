@@ -227,8 +227,9 @@ void VornCliSession::setSuspended(const QString& alias, bool suspended)
 
 bool VornCliSession::forgetPair(const QString& alias, QStringList* texts)
 {
-    bool isForgotten = false;
-    *texts = act([&](VornSyncManager& manager) { isForgotten = manager.delDirectory(alias); });
+    bool isForgotten = !isKnownAlias(alias); // after a reset the manager does not know a pair that is away
+    if (!isForgotten)
+        *texts = act([&](VornSyncManager& manager) { isForgotten = manager.delDirectory(alias); });
     if (!isForgotten)
         return false;
     m_watcher.unwatch(alias);
@@ -288,8 +289,7 @@ void VornCliSession::onSyncCompleted(const QString& filePath, bool succeeded)
     // The end of a copy that makes a file ready comes here too, as a failure, and is answered elsewhere.
     if (file.operation == VornCliOperation::Copy && !m_aliasOfLocal.contains(directoryOf(filePath)))
         return;
-    if (succeeded)
-        m_expected.remove(filePath);
+    m_expected.remove(filePath);
     m_output.fileCompleted(file, succeeded, counters());
     if (m_probe)
         m_probe->onOtherCompleted();

@@ -116,7 +116,7 @@ private:
     VornCliExclusions m_exclusions;
     QVector<Entry> m_entries;
     QHash<QString, QString> m_aliasOfLocal;      // for the paths in signals
-    QHash<QString, VornCliOperation> m_expected; // by path, until one has succeeded
+    QHash<QString, VornCliOperation> m_expected; // by path, until it has ended
     std::unique_ptr<VornCliCycleProbe> m_probe;  // null: none
     std::unique_ptr<VornSyncManager> m_manager;
     VornCliAvailabilityPoller m_poller;

@@ -42,7 +42,8 @@ VornCliStateDirectory::LockResult VornCliStateDirectory::lock()
     if (m_lock->tryLock(0))
         return LockResult::Locked;
 
-    if (m_lock->error() != QLockFile::LockFailedError) {
+    // A dead owner's lock stays where nothing can be written.
+    if (m_lock->error() != QLockFile::LockFailedError || !QFileInfo(m_path).isWritable()) {
         m_lockError = QStringLiteral("The state directory can't be locked; is it writable? %1").arg(shown);
         return LockResult::Unusable;
     }

@@ -368,6 +368,10 @@
         <source>%1/%2: is sent at once.</source>
         <translation>%1/%2: is sent at once.</translation>
     </message>
+    <message id="vorn_sync_done_sent_later">
+        <source>%1/%2: an operation on it runs or waits; it is sent after that.</source>
+        <translation>%1/%2: an operation on it runs or waits; it is sent after that.</translation>
+    </message>
     <message id="vorn_sync_done_paused">
         <source>Mirroring is paused.</source>
         <translation>Mirroring is paused.</translation>
@@ -404,8 +408,8 @@
         <translation>The state directory may not be accessed: %1</translation>
     </message>
     <message id="vorn_sync_refused_no_answer">
-        <source>The host has not answered within %1 seconds. Whether it carries the command out is not known.</source>
-        <translation>The host has not answered within %1 seconds. Whether it carries the command out is not known.</translation>
+        <source>The host has not answered within %1 s. Whether it carries the command out is not known.</source>
+        <translation>The host has not answered within %1 s. Whether it carries the command out is not known.</translation>
     </message>
     <message id="vorn_sync_refused_ending">
         <source>The host has ended, or started anew, before it answered.</source>

@@ -368,6 +368,10 @@
         <source>%1/%2: is sent at once.</source>
         <translation>%1/%2 : envoyé tout de suite.</translation>
     </message>
+    <message id="vorn_sync_done_sent_later">
+        <source>%1/%2: an operation on it runs or waits; it is sent after that.</source>
+        <translation>%1/%2 : une opération est en cours ou en attente ; il sera envoyé ensuite.</translation>
+    </message>
     <message id="vorn_sync_done_paused">
         <source>Mirroring is paused.</source>
         <translation>La copie est suspendue.</translation>
@@ -404,8 +408,8 @@
         <translation>L'accès au répertoire d'état n'est pas permis : %1</translation>
     </message>
     <message id="vorn_sync_refused_no_answer">
-        <source>The host has not answered within %1 seconds. Whether it carries the command out is not known.</source>
-        <translation>L'hôte n'a pas répondu en %1 secondes. On ne sait pas s'il exécutera la commande.</translation>
+        <source>The host has not answered within %1 s. Whether it carries the command out is not known.</source>
+        <translation>L'hôte n'a pas répondu en %1 s. On ne sait pas s'il exécutera la commande.</translation>
     </message>
     <message id="vorn_sync_refused_ending">
         <source>The host has ended, or started anew, before it answered.</source>
