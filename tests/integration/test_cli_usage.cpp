@@ -1,4 +1,5 @@
 #include "test_cli_support.h"
+#include "wait.h"
 
 #include "pair.h"
 
@@ -213,6 +214,8 @@ void TestCliUsage::takesOverTheLockOfADeadProcess()
     CliProcess first;
     QVERIFY(first.start(world.mirrorArguments(pair), world.environment()));
     QVERIFY(first.waitForOut("Pair local:"));
+    QTRY_VERIFY_WITH_TIMEOUT(QFileInfo::exists(world.statePath() + QStringLiteral("/pairs.json")),
+                             VornSyncTest::kWaitMs);
     QVERIFY(first.sendSignal(SIGKILL));
     QVERIFY(!first.waitForEnd().hasEnded);
     QVERIFY(QFileInfo::exists(world.statePath() + QStringLiteral("/lock")));

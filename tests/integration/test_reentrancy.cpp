@@ -164,6 +164,7 @@ void TestReentrancy::wipedFromEverySignal()
     // directory nor its row.
     host.expectErrors("Observer error: Failed to add directory to watch: "_s);
     host.expectErrors("ERROR: Failure to get folder for file: "_s);
+    host.expectErrors("FOREIGN KEY constraint failed"_s);
     host.expectWarnings();
     bool isInside = false; // a wipe speaks too
     int wipes = 0;

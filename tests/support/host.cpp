@@ -361,6 +361,10 @@ QString Host::restProblems()
         if (!problem.isEmpty())
             problems << problem;
     };
+    // A file that changed while it was sent is sent again as soon as its copy is recorded; a cycle comes after that.
+    if (!awaitCycles(1))
+        add(QStringLiteral("no cycle came by"));
+    add(settle());
     for (const auto& [alias, pair] : m_pairs)
         problems << pair->temporaryFiles();
     add(counterProblems());
