@@ -6,6 +6,8 @@
 #include <QRandomGenerator>
 #include <QTest>
 
+#include <iterator>
+
 using namespace VornSyncTest;
 
 namespace {
@@ -62,7 +64,8 @@ void TestRenames::init()
 
 QString TestRenames::anyFile()
 {
-    return m_files.isEmpty() ? QString() : m_files.keys().at(m_random.bounded(m_files.size()));
+    return m_files.isEmpty() ? QString()
+                             : std::next(m_files.cbegin(), m_random.bounded(m_files.size())).key();
 }
 
 void TestRenames::renameSome(Host& host)
