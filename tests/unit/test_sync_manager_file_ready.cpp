@@ -122,15 +122,19 @@ private slots:
     void markOfAChangedLocalFile();
     void distantChangedAfterTheCopyBegan();
     void localChangedAfterTheCopy();
+    void localWrittenBeforeTheCopy_data();
+    void localWrittenBeforeTheCopy();
     void localGoneAfterTheCopy();
     void tombstonedFileIsBroughtBack();
     void tombstoneSetWhileCopying();
     void countersFollow();
     void copyThatFails();
     void taskThatCannotBeCreated();
+    void goneBetweenLookAndTask();
     void workerGone();
     void otherTasksAnswerNothing();
     void timeout();
+    void timeoutOfNothing();
     void lateEndOfATimedOutCopy();
     void timerRunsFromTheRequest();
     void servedInLine();
@@ -138,6 +142,7 @@ private slots:
     void sameFileTwice();
     void waitingRequestTimesOutToo();
     void slotAsksForTheNext();
+    void slotAsksWhileOthersWait();
     void slotDeletesTheManager();
     void idle();
     void wipeWhileCopying();
@@ -513,6 +518,34 @@ void TestSyncManagerFileReady::localChangedAfterTheCopy()
     QVERIFY(RawDatabase(fixture.pair.databasePath()).fileRow(fixture.id, kName).isEmpty());
 }
 
+void TestSyncManagerFileReady::localWrittenBeforeTheCopy_data()
+{
+    QTest::addColumn<bool>("wasThere");
+    QTest::newRow("a new file") << false;
+    QTest::newRow("an edit") << true;
+}
+
+// The copy waits for its turn; what is written here meanwhile is not replaced.
+void TestSyncManagerFileReady::localWrittenBeforeTheCopy()
+{
+    QFETCH(bool, wasThere);
+    Fixture fixture;
+    QVERIFY(fixture.pair.distant().write(kName, "old"));
+    if (wasThere)
+        QVERIFY(fixture.pair.local().write(kName, "old") && fixture.record());
+    QVERIFY(fixture.pair.distant().setLmd(kName, QDateTime::currentDateTimeUtc().addSecs(10)));
+    const auto gate = fixture.blockWorker();
+    QVERIFY(gate);
+    fixture.ask();
+    QVERIFY(fixture.ready.isEmpty());
+    QVERIFY(fixture.pair.local().write(kName, "written here"));
+    gate->mayGoOn.release();
+    QVERIFY(fixture.ready.wait(kWaitMs));
+    QCOMPARE(fixture.ready.size(), 1);
+    QCOMPARE(fixture.pair.local().read(kName), QByteArray("written here"));
+    QCOMPARE(fixture.pair.local().names(), QStringList{kName});
+}
+
 void TestSyncManagerFileReady::localGoneAfterTheCopy()
 {
     Fixture fixture;
@@ -610,6 +643,32 @@ void TestSyncManagerFileReady::taskThatCannotBeCreated()
     QVERIFY(fixture.manager->isIdle());
 }
 
+static QString s_removedAtTheDecision;
+
+static void removeAtTheDecision(QtMsgType, const QMessageLogContext&, const QString& message)
+{
+    if (message.endsWith(QStringLiteral("Only distant exists, copying to local")))
+        QFile::remove(s_removedAtTheDecision);
+}
+
+void TestSyncManagerFileReady::goneBetweenLookAndTask()
+{
+    if (!traceLinesBuiltIn())
+        QSKIP("trace lines are compiled out of this build");
+    Fixture fixture;
+    QVERIFY(fixture.pair.distant().write(kName, "distant"));
+    // The trace line is the moment between the two.
+    s_removedAtTheDecision = fixture.distant();
+    const QtMessageHandler previous = qInstallMessageHandler(removeAtTheDecision);
+    fixture.ask();
+    qInstallMessageHandler(previous);
+    QVERIFY(!fixture.pair.distant().exists(kName));
+    QCOMPARE(fixture.ready.size(), 1);
+    QCOMPARE(fixture.ready.first(), fixture.answer(false));
+    QVERIFY(fixture.manager->isIdle());
+    QVERIFY(!Access::fileReadyTimer(*fixture.manager)->isActive());
+}
+
 void TestSyncManagerFileReady::workerGone()
 {
     Fixture fixture;
@@ -676,6 +735,15 @@ void TestSyncManagerFileReady::timeout()
                            "VornSyncManagerPrivate::onFileReadyTimeout: Copy operation timed out for: \"") +
             fixture.local() + QLatin1Char('"')),
         qPrintable(critical));
+}
+
+void TestSyncManagerFileReady::timeoutOfNothing()
+{
+    Fixture fixture;
+    TraceCapture capture;
+    QVERIFY(QMetaObject::invokeMethod(Access::inside(*fixture.manager), "onFileReadyTimeout"));
+    QVERIFY(fixture.ready.isEmpty());
+    QVERIFY(capture.criticals().isEmpty());
 }
 
 void TestSyncManagerFileReady::lateEndOfATimedOutCopy()
@@ -799,6 +867,29 @@ void TestSyncManagerFileReady::slotAsksForTheNext()
     QTRY_COMPARE_WITH_TIMEOUT(fixture.ready.size(), 3, kWaitMs);
     for (int i = 0; i < 3; ++i)
         QCOMPARE(fixture.ready.at(i), fixture.answer(true, names.at(i)));
+}
+
+// The one that asks in the answer comes last, and the manager is busy with those in line.
+void TestSyncManagerFileReady::slotAsksWhileOthersWait()
+{
+    Fixture fixture;
+    const QStringList names = {QStringLiteral("1"), QStringLiteral("2"), QStringLiteral("3")};
+    for (const QString& name : names)
+        QVERIFY(fixture.pair.distant().write(name, "distant"));
+    bool wasBusy = false;
+    connect(fixture.manager.get(), &VornSyncManager::fileReady, this, [&](const QString& path, bool) {
+        if (path != fixture.local(names.first()))
+            return;
+        wasBusy = !fixture.manager->isIdle();
+        fixture.ask(names.last());
+    });
+    fixture.ask(names.at(0));
+    fixture.ask(names.at(1));
+    QTRY_COMPARE_WITH_TIMEOUT(fixture.ready.size(), 3, kWaitMs);
+    for (int i = 0; i < names.size(); ++i)
+        QCOMPARE(fixture.ready.at(i), fixture.answer(true, names.at(i)));
+    QVERIFY(wasBusy);
+    QVERIFY(fixture.manager->isIdle());
 }
 
 void TestSyncManagerFileReady::slotDeletesTheManager()
