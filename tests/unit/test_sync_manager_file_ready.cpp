@@ -119,6 +119,7 @@ private slots:
     void toleranceOfRealFiles_data();
     void toleranceOfRealFiles();
     void distantMarkedNewer();
+    void markOfAChangedLocalFile_data();
     void markOfAChangedLocalFile();
     void distantChangedAfterTheCopyBegan();
     void localChangedAfterTheCopy();
@@ -139,6 +140,7 @@ private slots:
     void timerRunsFromTheRequest();
     void servedInLine();
     void answeredAtOnceWhileACopyRuns();
+    void answerAtOnceStartsNoSecondCopy();
     void sameFileTwice();
     void waitingRequestTimesOutToo();
     void slotAsksForTheNext();
@@ -462,20 +464,30 @@ void TestSyncManagerFileReady::distantMarkedNewer()
     QVERIFY(!row.isDistantNewer);
 }
 
+void TestSyncManagerFileReady::markOfAChangedLocalFile_data()
+{
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<int>("laterSecs");
+    QTest::newRow("another size") << QByteArray("changed here") << 0;
+    QTest::newRow("another time") << QByteArray("new") << 2;
+}
+
 void TestSyncManagerFileReady::markOfAChangedLocalFile()
 {
+    QFETCH(QByteArray, content);
+    QFETCH(int, laterSecs);
     Fixture fixture;
     QVERIFY(fixture.pair.local().write(kName, "old"));
     QVERIFY(fixture.pair.distant().write(kName, "newer content"));
     QVERIFY(markNewer(fixture));
     // Within the tolerance of the times, and still another file than the mark is about.
     const QDateTime time = fixture.pair.local().lmd(kName);
-    QVERIFY(fixture.pair.local().write(kName, "changed here"));
-    QVERIFY(fixture.pair.local().setLmd(kName, time));
+    QVERIFY(fixture.pair.local().write(kName, content));
+    QVERIFY(fixture.pair.local().setLmd(kName, time.addSecs(laterSecs)));
     fixture.ask();
     QCOMPARE(fixture.ready.size(), 1);
     QCOMPARE(fixture.ready.first(), fixture.answer(true));
-    QCOMPARE(fixture.pair.local().read(kName), QByteArray("changed here"));
+    QCOMPARE(fixture.pair.local().read(kName), content);
 }
 
 // A task of the file that has run, and is not yet known to have.
@@ -815,6 +827,22 @@ void TestSyncManagerFileReady::answeredAtOnceWhileACopyRuns()
     QCOMPARE(fixture.ready.at(0), fixture.answer(true, QStringLiteral("here")));
     QCOMPARE(fixture.ready.at(1), fixture.answer(false, QStringLiteral("nowhere")));
     QCOMPARE(Access::fileReadyDirectoryId(*fixture.manager), fixture.id);
+}
+
+void TestSyncManagerFileReady::answerAtOnceStartsNoSecondCopy()
+{
+    Fixture fixture;
+    for (const char* name : {"1", "2"})
+        QVERIFY(fixture.pair.distant().write(QString::fromLatin1(name), "distant"));
+    QVERIFY(fixture.blockWorker());
+    fixture.ask(QStringLiteral("1"));
+    const pVornSyncTask own = Access::fileReadyTask(*fixture.manager);
+    fixture.ask(QStringLiteral("2"));
+    fixture.ask(QStringLiteral("nowhere"));
+    QCOMPARE(fixture.ready.size(), 1);
+    QCoreApplication::sendPostedEvents(Access::inside(*fixture.manager), QEvent::MetaCall);
+    QCOMPARE(Access::fileReadyTask(*fixture.manager), own);
+    QCOMPARE(Access::waitingFileReadyRequests(*fixture.manager), 1);
 }
 
 void TestSyncManagerFileReady::sameFileTwice()

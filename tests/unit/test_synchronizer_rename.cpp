@@ -72,6 +72,7 @@ private slots:
 
     void abort_releasesBothNames();
     void abortOfNothing_isSilent();
+    void abortUnderAnotherName_freesWhatItNames();
     void abortAfterCommit_leavesTheTaskWithoutEntry();
     void finalFailure_keepsTheOldNameAndFreesBoth();
     void passesAndRequestsDuringARename_waitForIt();
@@ -512,6 +513,26 @@ void TestSynchronizerRename::abortOfNothing_isSilent()
     COMPARE_NO_EVENTS(engine);
 }
 
+void TestSynchronizerRename::abortUnderAnotherName_freesWhatItNames()
+{
+    Engine engine;
+    QVERIFY(engine.start());
+    QVERIFY(engine.sync().lockRename(1, "a"_s, "b"_s));
+    engine.forget();
+    engine.sync().abortRename(1, "x"_s, "y"_s);
+    engine.sync().abortRename(2, "a"_s, "b"_s);
+    COMPARE_NO_LINES(engine);
+    QVERIFY(engine.sync().isRenameLocked(1, "a"_s));
+    QVERIFY(engine.sync().isRenameLocked(1, "b"_s));
+    engine.sync().abortRename(1, "x"_s, "b"_s);
+    COMPARE_LINES(engine, "abortRename - Released lock for 'x' -> 'b' (dirId=1)"_s);
+    QVERIFY(engine.sync().isRenameLocked(1, "a"_s));
+    QVERIFY(!engine.sync().isRenameLocked(1, "b"_s));
+    engine.sync().abortRename(1, "a"_s, "y"_s);
+    COMPARE_LINES(engine, "abortRename - Released lock for 'a' -> 'y' (dirId=1)"_s);
+    QVERIFY(!engine.sync().isRenameLocked(1, "a"_s));
+}
+
 void TestSynchronizerRename::abortAfterCommit_leavesTheTaskWithoutEntry()
 {
     Engine engine;
@@ -521,7 +542,12 @@ void TestSynchronizerRename::abortAfterCommit_leavesTheTaskWithoutEntry()
     QVERIFY(engine.sync().commitRename(1, "a"_s, "b"_s));
     engine.sync().abortRename(1, "a"_s, "b"_s);
     QVERIFY(!isAnyLocked(engine, {"a"_s, "b"_s}));
+    engine.forget();
     QVERIFY(engine.runNext());
+    COMPARE_LINES(
+        engine,
+        "onTaskDone - Rename completion without pending entry for 'a' (dirId=1). BD update skipped."_s,
+        "onTaskDone - Task on file '~/distant/a' FAIL (in-flight=0)."_s);
     QCOMPARE(engine.state("a"_s), "17/0"_s);
     QVERIFY(!engine.sync().isFileInFlight(1, "a"_s));
 }
