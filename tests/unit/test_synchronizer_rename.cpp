@@ -63,6 +63,7 @@ private slots:
 
     void tombstoneUnderTheNewName_givesWay_data();
     void tombstoneUnderTheNewName_givesWay();
+    void trashedUnderTheNewName_isNoDeletionOfTheFile();
     void trackedRowUnderTheNewName_isKept_data();
     void trackedRowUnderTheNewName_isKept();
     void distantFileUnderTheNewName_isReplaced();
@@ -407,6 +408,24 @@ void TestSynchronizerRename::tombstoneUnderTheNewName_givesWay()
     QVERIFY(engine.row("b"_s).value("trashed_date"_s).isNull());
     QVERIFY(!engine.hasRow("a"_s));
     QVERIFY(!isAnyLocked(engine, {"a"_s, "b"_s}));
+}
+
+// The renamed file is lost before the task ends. The trashed row is an older file's, and says nothing of it.
+void TestSynchronizerRename::trashedUnderTheNewName_isNoDeletionOfTheFile()
+{
+    Engine engine;
+    QVERIFY(engine.start());
+    QVERIFY(engine.send("a"_s, "x"));
+    RowSpec spec;
+    spec.status = ceSfsTrashed;
+    QVERIFY(engine.putRow("b"_s, spec));
+    QVERIFY(renameAsTheHostDoes(engine, "a"_s, "b"_s));
+    QVERIFY(engine.local().remove("b"_s));
+    QVERIFY(engine.runNext());
+    QVERIFY(!engine.hasRow("a"_s));
+    QCOMPARE(engine.state("b"_s), "17/0"_s);
+    engine.pass();
+    QCOMPARE(engine.state("b"_s), "145/2"_s);
 }
 
 void TestSynchronizerRename::trackedRowUnderTheNewName_isKept_data()

@@ -1,7 +1,10 @@
+#include "disk_hooks.h"
 #include "engine_fixture.h"
 
 #include <QDir>
 #include <QTest>
+
+#include <cerrno>
 
 using namespace VornSyncTest;
 
@@ -64,6 +67,7 @@ private slots:
     void resolve_noCertainAnswer_keepsTheError();
     void resolve_otherCodeOfAnUpToDateRow_onlyClears();
     void resolve_settledByTheHostMeanwhile_holds();
+    void resolve_settledByTheHostBeforeItIsCleared_holds();
     void resolve_rowWithoutError();
     void resolve_failedCopyIsSentOnceItIsStale();
 };
@@ -541,6 +545,22 @@ void TestSynchronizerTrash::resolve_settledByTheHostMeanwhile_holds()
     engine.sync().resolveFileError(1, "a"_s, ceSfsPendingSync | ceSfsError);
     QVERIFY(isSet);
     QCOMPARE(engine.state("a"_s), "40/0"_s);
+    QCOMPARE(engine.taskCount(), 0);
+}
+
+// The host deletes the file between the look at the disk and the step in the database.
+void TestSynchronizerTrash::resolve_settledByTheHostBeforeItIsCleared_holds()
+{
+    Engine engine;
+    QVERIFY(engine.start());
+    QVERIFY(putError(engine, "a"_s, ceSfsPendingSync, ceSecCopyFailed));
+    {
+        StatHook hook(engine.local().filePath("a"_s),
+                      [&engine] { return engine.database().setFileDeleted(1, "a"_s) ? 0 : EIO; });
+        engine.sync().resolveFileError(1, "a"_s, ceSfsPendingSync | ceSfsError);
+    }
+    QCOMPARE(engine.state("a"_s), "40/0"_s);
+    QVERIFY(!engine.row("a"_s).value("trashed_date"_s).isNull());
     QCOMPARE(engine.taskCount(), 0);
 }
 
