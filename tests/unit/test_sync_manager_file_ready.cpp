@@ -133,6 +133,7 @@ private slots:
     void taskThatCannotBeCreated();
     void goneBetweenLookAndTask();
     void workerGone();
+    void listensForOneRequestOnly();
     void otherTasksAnswerNothing();
     void timeout();
     void timeoutOfNothing();
@@ -694,6 +695,31 @@ void TestSyncManagerFileReady::workerGone()
     if (traceLinesBuiltIn())
         QCOMPARE(capture.linesOf(kManagerTag).last(),
                  QStringLiteral("requestFileReady - ERROR: Cannot create copy task or worker unavailable"));
+}
+
+// True when the manager listened to the worker; it does not any more.
+static bool cutOff(Fixture& fixture)
+{
+    return QObject::disconnect(Access::worker(*fixture.manager), &VornSyncWorker::taskDone,
+                               Access::inside(*fixture.manager), nullptr);
+}
+
+void TestSyncManagerFileReady::listensForOneRequestOnly()
+{
+    Fixture fixture;
+    for (const char* name : {"1", "2", "3"})
+        QVERIFY(fixture.pair.distant().write(QString::fromLatin1(name), "distant"));
+    QVERIFY(!cutOff(fixture));
+    fixture.ask(QStringLiteral("1"));
+    QVERIFY(fixture.ready.wait(kWaitMs));
+    QVERIFY(!cutOff(fixture));
+    QVERIFY(fixture.blockWorker());
+    fixture.ask(QStringLiteral("2"));
+    QVERIFY(fixture.fireTimeout());
+    QCOMPARE(fixture.ready.size(), 2);
+    QVERIFY(!cutOff(fixture));
+    fixture.ask(QStringLiteral("3"));
+    QVERIFY(cutOff(fixture));
 }
 
 void TestSyncManagerFileReady::otherTasksAnswerNothing()
