@@ -180,6 +180,7 @@ private slots:
     void wipeRepairsAnUnusableFile();
     void wipeForgetsPaths();
     void wipeForgetsRenameLocks();
+    void lockAfterAWipeIsKept();
     void reset();
     void resetWhilePaused();
     void resetWithoutTime();
@@ -996,6 +997,35 @@ void TestSyncManagerActions::wipeForgetsRenameLocks()
     VornSyncSynchronizer* synchronizer = Access::synchronizer(*fixture.manager);
     for (const char* name : {"old", "new"})
         QTRY_VERIFY_WITH_TIMEOUT(!synchronizer->isRenameLocked(fixture.id, text(name)), kWaitMs);
+}
+
+// The engine is busy, and comes to the wipe's request only after the host has begun anew.
+void TestSyncManagerActions::lockAfterAWipeIsKept()
+{
+    Fixture fixture;
+    QVERIFY(fixture.manager->lockForRename(fixture.alias, text("old"), text("of before")));
+    VornSyncSynchronizer* synchronizer = Access::synchronizer(*fixture.manager);
+    const auto isReached = std::make_shared<QSemaphore>();
+    const auto mayGoOn = std::make_shared<QSemaphore>();
+    QMetaObject::invokeMethod(
+        synchronizer,
+        [isReached, mayGoOn] {
+            isReached->release();
+            mayGoOn->tryAcquire(1, kWaitMs);
+        },
+        Qt::QueuedConnection);
+    QVERIFY(isReached->tryAcquire(1, kWaitMs));
+    QVERIFY(fixture.manager->wipeSyncDatabaseFile());
+    QVERIFY(
+        fixture.manager->addDirectory(fixture.alias, fixture.pair.localPath(), fixture.pair.distantPath()));
+    QVERIFY(fixture.manager->lockForRename(fixture.alias, text("old"), text("new")));
+    mayGoOn->release();
+    QMetaObject::invokeMethod(
+        synchronizer, [isReached] { isReached->release(); }, Qt::QueuedConnection);
+    QVERIFY(isReached->tryAcquire(1, kWaitMs));
+    for (const char* name : {"old", "new"})
+        QVERIFY(synchronizer->isRenameLocked(fixture.id, text(name)));
+    QVERIFY(!synchronizer->isRenameLocked(fixture.id, text("of before")));
 }
 
 void TestSyncManagerActions::reset()

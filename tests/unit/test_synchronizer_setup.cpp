@@ -419,7 +419,7 @@ void TestSynchronizerSetup::invalidateFromAnotherThread()
     QVERIFY(engine.start());
     QCOMPARE(engine.sync().localDirPath(engine.id()), engine.pair().localPath());
     QVERIFY(engine.sync().lockRename(engine.id(), "a"_s, "b"_s));
-    QVERIFY(engine.raw().exec("DELETE FROM directories"_s));
+    QVERIFY(engine.database().reset());
     QVERIFY(onAnotherThread([&engine] { engine.sync().invalidateDirPathCache(); }));
     // The paths are gone at once; the engine's own tables follow on its thread.
     QCOMPARE(engine.sync().localDirPath(engine.id()), QString());
