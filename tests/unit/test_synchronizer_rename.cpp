@@ -49,6 +49,7 @@ private slots:
     void lockOfAFileInFlight_isRefused();
     void lockTwice_isRefused();
     void lockInAnotherDirectory_isFree();
+    void lockInAnotherDirectory_stopsNoPass();
     void lockFromManyThreads_isGivenOnce();
 
     void commitWithoutLock_isRefused();
@@ -229,6 +230,17 @@ void TestSynchronizerRename::lockInAnotherDirectory_isFree()
     QVERIFY(engine.sync().lockRename(1, "a"_s, "b"_s));
     QVERIFY(engine.sync().lockRename(2, "a"_s, "b"_s));
     QVERIFY(engine.sync().lockRename(1, "A"_s, "B"_s));
+}
+
+void TestSynchronizerRename::lockInAnotherDirectory_stopsNoPass()
+{
+    Engine engine;
+    QVERIFY(engine.start());
+    QVERIFY(engine.local().write("a"_s, "x"));
+    QVERIFY(engine.sync().lockRename(2, "a"_s, "b"_s));
+    engine.passAndRun();
+    QCOMPARE(engine.distant().names(), QStringList("a"_s));
+    QCOMPARE(engine.state("a"_s), "17/0"_s);
 }
 
 void TestSynchronizerRename::lockFromManyThreads_isGivenOnce()
