@@ -29,6 +29,8 @@ private slots:
     void staleRowsStillActive();
     void staleTestMayUseTheDatabase();
     void staleRowsMovedOnAreLeft();
+    void staleRowsAtTheirBounds();
+    void staleRowThatCannotBeReset();
     void staleWithoutTable();
 
     void trashedDates();
@@ -236,6 +238,45 @@ void TestSyncDatabaseMaintenance::staleRowsMovedOnAreLeft()
              1);
     QCOMPARE(status("x"_s), 17);
     QCOMPARE(status("y"_s), 0);
+}
+
+// The time of a size, read from the row; the tests' own time counts, so the kept ones are well within.
+void TestSyncDatabaseMaintenance::staleRowsAtTheirBounds()
+{
+    const qint64 size = 52428800;
+    QVERIFY(m_fixture->insert("542"_s, 18, {{"size"_s, size}, {"status_changed_at"_s, secondsAgo(542)}}));
+    QVERIFY(m_fixture->insert("400"_s, 18, {{"size"_s, size}, {"status_changed_at"_s, secondsAgo(400)}}));
+    QVERIFY(m_fixture->insert("30"_s, 34, {{"status_changed_at"_s, secondsAgo(30)}}));
+    QVERIFY(m_fixture->insert("10"_s, 34, {{"status_changed_at"_s, secondsAgo(10)}}));
+    TraceCapture capture;
+    QCOMPARE(db().cleanupStaleProcessingStates(nullptr), 2);
+    QCOMPARE(status("542"_s), 0);
+    QCOMPARE(status("400"_s), 18);
+    QCOMPARE(status("30"_s), 0);
+    QCOMPARE(status("10"_s), 34);
+    if (traceLinesBuiltIn())
+        QVERIFY(capture.linesOf("DB: "_s).contains("cleanupStaleProcessingStates - File '542' (dirId=%1) "
+                                                   "reset from ceSfsPendingSync to Unknown after "
+                                                   "542s timeout"_s.arg(id())));
+}
+
+// What was rewritten before the failure stays, and only that is counted and traced.
+void TestSyncDatabaseMaintenance::staleRowThatCannotBeReset()
+{
+    for (const QString& name : {"a"_s, "bad"_s, "c"_s})
+        QVERIFY(m_fixture->insert(name, 20));
+    QVERIFY(m_fixture->raw.exec("CREATE TRIGGER refuse BEFORE UPDATE ON file_tracking "
+                                "WHEN OLD.file_name = 'bad' BEGIN SELECT RAISE(ABORT, 'refused'); END"_s));
+    TraceCapture capture;
+    QCOMPARE(db().cleanupStaleProcessingStates(nullptr), 2);
+    QCOMPARE(status("a"_s), 0);
+    QCOMPARE(status("bad"_s), 20);
+    QCOMPARE(status("c"_s), 0);
+    if (!traceLinesBuiltIn())
+        return;
+    const QStringList lines = capture.linesOf("DB: "_s);
+    QVERIFY(lines.contains("cleanupStaleProcessingStates - Reset 2 stale files to Unknown"_s));
+    QVERIFY(lines.filter("File 'bad'"_s).isEmpty());
 }
 
 void TestSyncDatabaseMaintenance::staleWithoutTable()

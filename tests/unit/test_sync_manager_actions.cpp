@@ -7,9 +7,12 @@
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QPointer>
+#include <QSemaphore>
 #include <QSignalSpy>
 #include <QTest>
+#include <QThread>
 
 #include <functional>
 #include <memory>
@@ -137,6 +140,11 @@ private slots:
     void nullSynchronizer();
     void tombstoneNeedsNoSynchronizer();
 
+    void firstMillisecond();
+    void renameInTheFirstMillisecond();
+    void duringDestruction_data();
+    void duringDestruction();
+
     void changedFileIsSent();
     void oddNamesAreSent_data();
     void oddNamesAreSent();
@@ -164,12 +172,15 @@ private slots:
     void acknowledgeAll();
     void deleteAll();
     void bulkWorksOnTheCachedList();
+    void bulkSurvivesAListThatChanges();
 
     void wipe();
     void wipeOfNothingSpeaksOnce();
     void wipeFailing();
     void wipeRepairsAnUnusableFile();
     void wipeForgetsPaths();
+    void wipeForgetsRenameLocks();
+    void lockAfterAWipeIsKept();
     void reset();
     void resetWhilePaused();
     void resetWithoutTime();
@@ -178,6 +189,8 @@ private slots:
     void resetProcessesEvents();
     void resetSurvivesItsDeletion();
     void resetInsideReset();
+    void resetAfterTheFileWasDamaged_data();
+    void resetAfterTheFileWasDamaged();
 };
 
 // ---- What all operations on one file have in common ---------------------------------------------------
@@ -339,6 +352,135 @@ void TestSyncManagerActions::tombstoneNeedsNoSynchronizer()
     fixture.manager->tombstoneLocalFile(fixture.alias, QStringLiteral("f"));
     QVERIFY(capture.criticals().isEmpty());
     QCOMPARE(fixture.status(QStringLiteral("f")), int(ceSfsDeleted));
+}
+
+// ---- At once after the start, and at the end ----------------------------------------------------------
+
+// What a previous run left waits for the user, who is quicker than the threads.
+void TestSyncManagerActions::firstMillisecond()
+{
+    Fixture fixture;
+    for (const char* name : {"15", "again", "changed", "trashed"})
+        QVERIFY(fixture.pair.local().write(text(name), "content"));
+    QVERIFY(fixture.pair.distant().write(text("deleted"), "content"));
+    QVERIFY(fixture.setError(text("2"), ceSfsUpToDate, ceSecLocalFileMissing));
+    QVERIFY(fixture.setError(text("15"), ceSfsUpToDate, ceSecDistantFileMissing));
+    QVERIFY(fixture.setError(text("again"), ceSfsUpToDate, ceSecDistantRenameFailed));
+    for (const char* name : {"trashed", "deleted"})
+        QVERIFY(fixture.database().setFileStatus(fixture.id, text(name), ceSfsUpToDate, ceSecNone));
+    fixture.manager.reset();
+
+    VornSyncManager manager(fixture.pair.databasePath(), fixture.pair.trashRoot(), kNoCycleMs, QStringList(),
+                            nullptr);
+    QSignalSpy errors(&manager, &VornSyncManager::errorOccurred);
+    QCOMPARE(manager.errorFiles().size(), 3);
+    manager.acknowledgeAllMissing();
+    manager.retryAllErrors();
+    manager.notifyLocalFileChanged(fixture.alias, text("changed"));
+    manager.notifyLocalFileDeleted(fixture.alias, text("deleted"));
+    manager.moveToTrashFile(fixture.alias, text("trashed"));
+    const auto status = [&](const char* name) {
+        return Access::database(manager).getFileStatus(fixture.id, text(name));
+    };
+    QCOMPARE(status("deleted"), int(ceSfsDeleted));
+    QTRY_COMPARE_WITH_TIMEOUT(status("2"), int(ceSfsDeleted), kWaitMs);
+    for (const char* name : {"15", "again", "changed"})
+        QTRY_COMPARE_WITH_TIMEOUT(status(name), int(ceSfsUpToDate), kWaitMs);
+    QTRY_COMPARE_WITH_TIMEOUT(status("trashed"), int(ceSfsTrashed), kWaitMs);
+    QTRY_COMPARE_WITH_TIMEOUT(manager.errorCount(), 0, kWaitMs);
+    QCOMPARE(fixture.pair.distant().names(), QStringList({text("15"), text("changed")}));
+    QVERIFY(errors.isEmpty());
+}
+
+// The lock is asked for directly: where the engine has no database yet, it is refused, and the host is told.
+void TestSyncManagerActions::renameInTheFirstMillisecond()
+{
+    Fixture fixture;
+    fixture.manager.reset();
+    VornSyncManager manager(fixture.pair.databasePath(), fixture.pair.trashRoot(), kNoCycleMs, QStringList(),
+                            nullptr);
+    QSignalSpy errors(&manager, &VornSyncManager::errorOccurred);
+    const bool isLocked = manager.lockForRename(fixture.alias, text("old"), text("new"));
+    QCOMPARE(Access::synchronizer(manager)->isRenameLocked(fixture.id, text("new")), isLocked);
+    manager.abortRename(fixture.alias, text("old"), text("new"));
+    QVERIFY(!Access::synchronizer(manager)->isRenameLocked(fixture.id, text("new")));
+    if (!isLocked) {
+        QVERIFY(!errors.isEmpty() || errors.wait(kWaitMs));
+        QCOMPARE(errors.first().first().toString(),
+                 text("Synchronizer error: ERROR: Database not initialized in synchronizer"));
+    }
+    QCOMPARE(errors.size(), isLocked ? 0 : 1);
+    // A moment later it is given.
+    QTRY_VERIFY_WITH_TIMEOUT(!Access::synchronizer(manager)->localDirPath(fixture.id).isEmpty(), kWaitMs);
+    QVERIFY(manager.lockForRename(fixture.alias, text("old"), text("new")));
+}
+
+void TestSyncManagerActions::duringDestruction_data()
+{
+    QTest::addColumn<int>("stuck");
+    QTest::newRow("the worker is stuck, the others still run") << 0;
+    QTest::newRow("the synchronizer is stuck") << 1;
+    QTest::newRow("the observer is stuck, the others are gone") << 2;
+}
+
+// The manager speaks while it is taken down, and the host answers with everything it has.
+void TestSyncManagerActions::duringDestruction()
+{
+    QFETCH(int, stuck);
+    Fixture fixture;
+    for (const char* name : {"f", "15"})
+        QVERIFY(fixture.pair.local().write(text(name), "content"));
+    QVERIFY(fixture.pair.distant().write(text("elsewhere"), "content"));
+    QVERIFY(fixture.setError(text("15"), ceSfsUpToDate, ceSecDistantFileMissing));
+    Access::refresh(*fixture.manager);
+    const auto isReached = std::make_shared<QSemaphore>();
+    const auto mayGoOn = std::make_shared<QSemaphore>();
+    QObject* const object = stuck == 0   ? static_cast<QObject*>(Access::worker(*fixture.manager))
+                            : stuck == 1 ? static_cast<QObject*>(Access::synchronizer(*fixture.manager))
+                                         : static_cast<QObject*>(Access::observer(*fixture.manager));
+    const QPointer<QThread> thread = object->thread();
+    QMetaObject::invokeMethod(
+        object,
+        [isReached, mayGoOn] {
+            isReached->release();
+            mayGoOn->acquire();
+        },
+        Qt::QueuedConnection);
+    QVERIFY(isReached->tryAcquire(1, kWaitMs));
+
+    TraceCapture capture;
+    VornSyncManager* const manager = fixture.manager.get();
+    int calls = 0;
+    connect(manager, &VornSyncManager::errorOccurred, this, [&](const QString& error) {
+        if (calls > 0 || !error.startsWith(text("ERROR: Failed to stop ")))
+            return;
+        ++calls;
+        for (const Operation& operation : operations()) {
+            if (qstrcmp(operation.name, "lockForRename") != 0)
+                operation.call(*manager, fixture.alias, text("f"));
+        }
+        manager->lockForRename(fixture.alias, text("f"), text("g"));
+        manager->retryAllErrors();
+        manager->acknowledgeAllMissing();
+        manager->deleteAllDistantMissing();
+        manager->requestSync();
+        manager->requestFileReady(fixture.pair.distant().filePath(text("elsewhere")));
+        manager->pauseAll();
+        manager->resumeAll();
+        manager->setDirectoryAvailability(fixture.alias, true);
+        manager->resetSyncDatabase(0);
+        manager->wipeSyncDatabaseFile();
+        manager->addDirectory(fixture.alias, fixture.pair.localPath(), fixture.pair.distantPath());
+        ++calls;
+    });
+    fixture.manager.reset();
+    QCOMPARE(calls, 2);
+    QCOMPARE(!capture.criticals().filter(text("synchronizer is null")).isEmpty(), stuck == 2);
+    mayGoOn->release();
+    QTRY_VERIFY_WITH_TIMEOUT(thread.isNull(), kWaitMs);
+    QCOMPARE(RawDatabase(fixture.pair.databasePath()).integrityProblems(), QString());
+    QCOMPARE(fixture.pair.local().read(text("f")), QByteArray("content"));
+    QCOMPARE(fixture.pair.distant().names(), QStringList{text("elsewhere")});
 }
 
 // ---- One file -----------------------------------------------------------------------------------------
@@ -734,6 +876,30 @@ void TestSyncManagerActions::bulkWorksOnTheCachedList()
     QVERIFY(capture.contains(QStringLiteral("Dispatched retry for 2 / 3 cached entries")));
 }
 
+// Names that an old file may hold are refused with an error, and the host answers the first with a wipe.
+void TestSyncManagerActions::bulkSurvivesAListThatChanges()
+{
+    Fixture fixture;
+    for (const char* name : {"a/b", "c/d", "e/f"})
+        QVERIFY(fixture.setError(text(name), ceSfsUpToDate, ceSecCopyFailed));
+    Access::refresh(*fixture.manager);
+    QCOMPARE(fixture.manager->errorFiles().size(), 3);
+    bool isWiped = false;
+    connect(fixture.manager.get(), &VornSyncManager::errorOccurred, this,
+            [&] { isWiped = isWiped || fixture.manager->wipeSyncDatabaseFile(); });
+    TraceCapture capture;
+    fixture.manager->retryAllErrors();
+    QVERIFY(isWiped);
+    QVERIFY(fixture.manager->errorFiles().isEmpty());
+    QCOMPARE(fixture.errorTexts(), QStringList{text("ERROR: Invalid file name: 'a/b' for alias: 'a%1'.")});
+    if (!traceLinesBuiltIn())
+        return;
+    const QStringList lines = capture.linesOf(kManagerTag);
+    QCOMPARE(lines.count(text("retrySync - Unknown alias 'a%1', ignoring")), 2);
+    QCOMPARE(lines.last(),
+             text("retryAllErrors - Dispatched retry for 3 / 3 cached entries (acknowledge-only skipped)"));
+}
+
 // ---- Wipe and reset -----------------------------------------------------------------------------------
 
 void TestSyncManagerActions::wipe()
@@ -818,6 +984,48 @@ void TestSyncManagerActions::wipeForgetsPaths()
     QCOMPARE(synchronizer->localDirPath(fixture.id), fixture.pair.localPath());
     QVERIFY(fixture.manager->wipeSyncDatabaseFile());
     QTRY_COMPARE_WITH_TIMEOUT(synchronizer->localDirPath(fixture.id), QString(), kWaitMs);
+}
+
+void TestSyncManagerActions::wipeForgetsRenameLocks()
+{
+    Fixture fixture;
+    QVERIFY(fixture.manager->lockForRename(fixture.alias, text("old"), text("new")));
+    QVERIFY(fixture.manager->wipeSyncDatabaseFile());
+    QVERIFY(
+        fixture.manager->addDirectory(fixture.alias, fixture.pair.localPath(), fixture.pair.distantPath()));
+    QCOMPARE(fixture.database().getDirectoryIdByAlias(fixture.alias), fixture.id);
+    VornSyncSynchronizer* synchronizer = Access::synchronizer(*fixture.manager);
+    for (const char* name : {"old", "new"})
+        QTRY_VERIFY_WITH_TIMEOUT(!synchronizer->isRenameLocked(fixture.id, text(name)), kWaitMs);
+}
+
+// The engine is busy, and comes to the wipe's request only after the host has begun anew.
+void TestSyncManagerActions::lockAfterAWipeIsKept()
+{
+    Fixture fixture;
+    QVERIFY(fixture.manager->lockForRename(fixture.alias, text("old"), text("of before")));
+    VornSyncSynchronizer* synchronizer = Access::synchronizer(*fixture.manager);
+    const auto isReached = std::make_shared<QSemaphore>();
+    const auto mayGoOn = std::make_shared<QSemaphore>();
+    QMetaObject::invokeMethod(
+        synchronizer,
+        [isReached, mayGoOn] {
+            isReached->release();
+            mayGoOn->tryAcquire(1, kWaitMs);
+        },
+        Qt::QueuedConnection);
+    QVERIFY(isReached->tryAcquire(1, kWaitMs));
+    QVERIFY(fixture.manager->wipeSyncDatabaseFile());
+    QVERIFY(
+        fixture.manager->addDirectory(fixture.alias, fixture.pair.localPath(), fixture.pair.distantPath()));
+    QVERIFY(fixture.manager->lockForRename(fixture.alias, text("old"), text("new")));
+    mayGoOn->release();
+    QMetaObject::invokeMethod(
+        synchronizer, [isReached] { isReached->release(); }, Qt::QueuedConnection);
+    QVERIFY(isReached->tryAcquire(1, kWaitMs));
+    for (const char* name : {"old", "new"})
+        QVERIFY(synchronizer->isRenameLocked(fixture.id, text(name)));
+    QVERIFY(!synchronizer->isRenameLocked(fixture.id, text("of before")));
 }
 
 void TestSyncManagerActions::reset()
@@ -939,6 +1147,58 @@ void TestSyncManagerActions::resetInsideReset()
     QVERIFY(fixture.manager->resetSyncDatabase(kWaitMs));
     QVERIFY(inner);
     QVERIFY(!fixture.manager->isPausedAll());
+}
+
+void TestSyncManagerActions::resetAfterTheFileWasDamaged_data()
+{
+    QTest::addColumn<QString>("damage");
+    QTest::newRow("overwritten") << text("overwritten");
+    QTest::newRow("emptied") << text("emptied");
+    QTest::newRow("removed") << text("removed");
+    QTest::newRow("tables dropped") << text("dropped");
+}
+
+// The file becomes unusable under the running manager; a reset is the way out.
+void TestSyncManagerActions::resetAfterTheFileWasDamaged()
+{
+    QFETCH(QString, damage);
+    Fixture fixture;
+    for (const char* name : {"f", "g"})
+        QVERIFY(fixture.pair.local().write(text(name), "content"));
+    fixture.manager->setDirectoryAvailability(fixture.alias, true);
+    QTRY_COMPARE_WITH_TIMEOUT(fixture.manager->doneCount(), 2, kWaitMs);
+    QTRY_VERIFY_WITH_TIMEOUT(fixture.manager->isIdle(), kWaitMs);
+
+    QFile file(fixture.pair.databasePath());
+    if (damage == text("dropped")) {
+        RawDatabase raw(fixture.pair.databasePath());
+        QVERIFY(raw.exec(text("DROP TABLE file_tracking")) && raw.exec(text("DROP TABLE directories")));
+    } else if (damage == text("removed")) {
+        QVERIFY(file.remove());
+    } else {
+        QVERIFY(file.open(QIODevice::ReadWrite));
+        const QByteArray rubbish(static_cast<int>(file.size()), '#');
+        QVERIFY(damage == text("emptied") ? file.resize(0) : file.write(rubbish) == rubbish.size());
+        file.close();
+    }
+    QVERIFY(fixture.manager->resetSyncDatabase(kWaitMs));
+    QVERIFY(!fixture.manager->isPausedAll());
+    QCOMPARE(fixture.manager->doneCount(), 0);
+    QVERIFY(QFile::remove(fixture.pair.distant().filePath(text("g"))));
+    fixture.completed.clear();
+    fixture.errors.clear();
+    QVERIFY(
+        fixture.manager->addDirectory(fixture.alias, fixture.pair.localPath(), fixture.pair.distantPath()));
+    QTRY_COMPARE_WITH_TIMEOUT(fixture.manager->doneCount(), 2, kWaitMs);
+    QTRY_COMPARE_WITH_TIMEOUT(fixture.completed.size(), 2, kWaitMs); // anew, both of them
+    QCOMPARE(fixture.pair.compareTrees(), QString());
+    // Where the pairs could not be read, the pause did not know what to take off the watch.
+    const QString watched = text("Observer error: Failed to add directory to watch: ");
+    for (const QString& error : fixture.errorTexts())
+        QVERIFY2(damage == text("dropped") && error.startsWith(watched), qPrintable(error));
+    RawDatabase raw(fixture.pair.databasePath());
+    QCOMPARE(raw.integrityProblems(), QString());
+    QCOMPARE(raw.value(text("SELECT COUNT(*) FROM file_tracking WHERE status = 17")).toInt(), 2);
 }
 
 QTEST_GUILESS_MAIN(TestSyncManagerActions)

@@ -14,6 +14,7 @@
 #include <QTimerEvent>
 
 #include <memory>
+#include <sys/stat.h>
 
 using namespace VornSyncTest;
 using Access = VornSyncManagerTestAccess;
@@ -107,31 +108,51 @@ private slots:
     void nameThatLeavesTheDirectory();
     void nowhere();
     void localAlone();
+    void inTwoPairs();
+    void notAPlainFile_data();
+    void notAPlainFile();
     void bothUnrecorded();
     void bothAsRecorded();
     void bothChanged();
     void distantAlone();
     void distantNewer();
+    void toleranceOfRealFiles_data();
+    void toleranceOfRealFiles();
     void distantMarkedNewer();
+    void markOfAChangedLocalFile_data();
     void markOfAChangedLocalFile();
     void distantChangedAfterTheCopyBegan();
     void localChangedAfterTheCopy();
+    void localWrittenBeforeTheCopy_data();
+    void localWrittenBeforeTheCopy();
+    void localGoneAfterTheCopy();
+    void tombstonedFileIsBroughtBack();
+    void tombstoneSetWhileCopying();
     void countersFollow();
     void copyThatFails();
     void taskThatCannotBeCreated();
+    void goneBetweenLookAndTask();
     void workerGone();
+    void listensForOneRequestOnly();
     void otherTasksAnswerNothing();
     void timeout();
+    void timeoutOfNothing();
     void lateEndOfATimedOutCopy();
     void timerRunsFromTheRequest();
     void servedInLine();
     void answeredAtOnceWhileACopyRuns();
+    void answerAtOnceStartsNoSecondCopy();
     void sameFileTwice();
     void waitingRequestTimesOutToo();
     void slotAsksForTheNext();
+    void slotAsksWhileOthersWait();
     void slotDeletesTheManager();
     void idle();
     void wipeWhileCopying();
+    void wipedCopyTimesOut();
+    void wipeWhileOthersWait();
+    void resetWaitsForTheCopy();
+    void resetWhileOthersWait();
     void pairRemovedWhileCopying();
     void destroyedWhileCopying();
 };
@@ -229,6 +250,52 @@ void TestSyncManagerFileReady::localAlone()
     QVERIFY(capture.linesOf(kManagerTag).first().contains(fixture.distant() + QStringLiteral(" (exists=N)")));
     QCOMPARE(capture.linesOf(kManagerTag).last(),
              QStringLiteral("requestFileReady - Only local exists, using local"));
+}
+
+// Which of the two is meant can't be told: no look-up answers.
+void TestSyncManagerFileReady::inTwoPairs()
+{
+    Fixture fixture;
+    const Pair other;
+    QVERIFY(
+        fixture.manager->addDirectory(QStringLiteral("b"), other.localPath(), fixture.pair.distantPath()));
+    QVERIFY(fixture.pair.distant().write(kName, "distant"));
+    fixture.ask();
+    QCOMPARE(fixture.ready.size(), 1);
+    QCOMPARE(fixture.ready.first(), QVariantList({fixture.distant(), true}));
+    QVERIFY(fixture.manager->isIdle());
+}
+
+void TestSyncManagerFileReady::notAPlainFile_data()
+{
+    QTest::addColumn<bool>("isFifo");
+    QTest::newRow("FIFO") << true;
+    QTest::newRow("directory") << false;
+}
+
+// Opening the FIFO would hold the worker up for ever.
+void TestSyncManagerFileReady::notAPlainFile()
+{
+    QFETCH(bool, isFifo);
+    Fixture fixture;
+    if (isFifo)
+        QVERIFY(::mkfifo(QFile::encodeName(fixture.distant()).constData(), 0600) == 0);
+    else
+        QVERIFY(fixture.pair.distant().makeDirectory(kName));
+    TraceCapture capture;
+    fixture.ask();
+    QVERIFY(!fixture.ready.isEmpty() || fixture.ready.wait(kWaitMs));
+    QCOMPARE(fixture.ready.size(), 1);
+    QCOMPARE(fixture.ready.first(), fixture.answer(false));
+    QVERIFY(fixture.manager->isIdle());
+    QVERIFY(fixture.pair.local().names().isEmpty());
+    QVERIFY(fixture.errors.isEmpty());
+    if (!traceLinesBuiltIn())
+        return;
+    const QStringList lines = capture.linesOf(kManagerTag);
+    QVERIFY(lines.contains(QStringLiteral("onFileReadyTaskDone - ERROR: Copy task failed for: ") +
+                           fixture.local()));
+    QVERIFY(!lines.filter(QStringLiteral("onFileReadyTaskDone - Task errors: ")).isEmpty());
 }
 
 void TestSyncManagerFileReady::bothUnrecorded()
@@ -338,6 +405,38 @@ void TestSyncManagerFileReady::distantNewer()
     QCOMPARE(fixture.ready.size(), 1);
 }
 
+void TestSyncManagerFileReady::toleranceOfRealFiles_data()
+{
+    QTest::addColumn<int>("localMs");   // later than recorded
+    QTest::addColumn<int>("distantMs"); // likewise
+    QTest::addColumn<bool>("isCopied");
+    QTest::newRow("distant by 3000 ms") << 0 << 3000 << false;
+    QTest::newRow("distant by 3001 ms") << 0 << 3001 << true;
+    QTest::newRow("local by 3000 ms, distant by 3001 ms") << 3000 << 3001 << true;
+    QTest::newRow("local by 3001 ms, distant by 3001 ms") << 3001 << 3001 << false;
+}
+
+void TestSyncManagerFileReady::toleranceOfRealFiles()
+{
+    QFETCH(int, localMs);
+    QFETCH(int, distantMs);
+    QFETCH(bool, isCopied);
+    Fixture fixture;
+    const QDateTime recorded(QDate(2024, 2, 29), QTime(12, 0), Qt::UTC);
+    for (const Side& side : {fixture.pair.local(), fixture.pair.distant()})
+        QVERIFY(side.write(kName, "old") && side.setLmd(kName, recorded));
+    QVERIFY(fixture.record());
+    QVERIFY(fixture.pair.distant().write(kName, "elsewhere"));
+    QVERIFY(fixture.pair.distant().setLmd(kName, recorded.addMSecs(distantMs)));
+    QVERIFY(fixture.pair.local().setLmd(kName, recorded.addMSecs(localMs)));
+    fixture.ask();
+    QCOMPARE(fixture.ready.isEmpty(), isCopied);
+    QVERIFY(!isCopied || fixture.ready.wait(kWaitMs));
+    QCOMPARE(fixture.ready.size(), 1);
+    QCOMPARE(fixture.ready.first(), fixture.answer(true));
+    QCOMPARE(fixture.pair.local().read(kName), QByteArray(isCopied ? "elsewhere" : "old"));
+}
+
 // Verification has found the distant copy grown, and has recorded its times as they are now.
 static bool markNewer(Fixture& fixture)
 {
@@ -366,20 +465,30 @@ void TestSyncManagerFileReady::distantMarkedNewer()
     QVERIFY(!row.isDistantNewer);
 }
 
+void TestSyncManagerFileReady::markOfAChangedLocalFile_data()
+{
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<int>("laterSecs");
+    QTest::newRow("another size") << QByteArray("changed here") << 0;
+    QTest::newRow("another time") << QByteArray("new") << 2;
+}
+
 void TestSyncManagerFileReady::markOfAChangedLocalFile()
 {
+    QFETCH(QByteArray, content);
+    QFETCH(int, laterSecs);
     Fixture fixture;
     QVERIFY(fixture.pair.local().write(kName, "old"));
     QVERIFY(fixture.pair.distant().write(kName, "newer content"));
     QVERIFY(markNewer(fixture));
     // Within the tolerance of the times, and still another file than the mark is about.
     const QDateTime time = fixture.pair.local().lmd(kName);
-    QVERIFY(fixture.pair.local().write(kName, "changed here"));
-    QVERIFY(fixture.pair.local().setLmd(kName, time));
+    QVERIFY(fixture.pair.local().write(kName, content));
+    QVERIFY(fixture.pair.local().setLmd(kName, time.addSecs(laterSecs)));
     fixture.ask();
     QCOMPARE(fixture.ready.size(), 1);
     QCOMPARE(fixture.ready.first(), fixture.answer(true));
-    QCOMPARE(fixture.pair.local().read(kName), QByteArray("changed here"));
+    QCOMPARE(fixture.pair.local().read(kName), content);
 }
 
 // A task of the file that has run, and is not yet known to have.
@@ -420,6 +529,75 @@ void TestSyncManagerFileReady::localChangedAfterTheCopy()
     Access::fileReadyTaskDone(*fixture.manager, task, true);
     QCOMPARE(fixture.ready.first(), fixture.answer(true));
     QVERIFY(RawDatabase(fixture.pair.databasePath()).fileRow(fixture.id, kName).isEmpty());
+}
+
+void TestSyncManagerFileReady::localWrittenBeforeTheCopy_data()
+{
+    QTest::addColumn<bool>("wasThere");
+    QTest::newRow("a new file") << false;
+    QTest::newRow("an edit") << true;
+}
+
+// The copy waits for its turn; what is written here meanwhile is not replaced.
+void TestSyncManagerFileReady::localWrittenBeforeTheCopy()
+{
+    QFETCH(bool, wasThere);
+    Fixture fixture;
+    QVERIFY(fixture.pair.distant().write(kName, "old"));
+    if (wasThere)
+        QVERIFY(fixture.pair.local().write(kName, "old") && fixture.record());
+    QVERIFY(fixture.pair.distant().setLmd(kName, QDateTime::currentDateTimeUtc().addSecs(10)));
+    const auto gate = fixture.blockWorker();
+    QVERIFY(gate);
+    fixture.ask();
+    QVERIFY(fixture.ready.isEmpty());
+    QVERIFY(fixture.pair.local().write(kName, "written here"));
+    gate->mayGoOn.release();
+    QVERIFY(fixture.ready.wait(kWaitMs));
+    QCOMPARE(fixture.ready.size(), 1);
+    QCOMPARE(fixture.pair.local().read(kName), QByteArray("written here"));
+    QCOMPARE(fixture.pair.local().names(), QStringList{kName});
+}
+
+void TestSyncManagerFileReady::localGoneAfterTheCopy()
+{
+    Fixture fixture;
+    QVERIFY(fixture.pair.distant().write(kName, "distant"));
+    const pVornSyncTask task = runCopy(fixture);
+    QVERIFY(task);
+    QVERIFY(fixture.pair.local().remove(kName));
+    Access::fileReadyTaskDone(*fixture.manager, task, true);
+    QCOMPARE(fixture.ready.size(), 1);
+    QCOMPARE(fixture.ready.first(), fixture.answer(false));
+    QVERIFY(RawDatabase(fixture.pair.databasePath()).fileRow(fixture.id, kName).isEmpty());
+    QVERIFY(fixture.manager->isIdle());
+}
+
+void TestSyncManagerFileReady::tombstonedFileIsBroughtBack()
+{
+    Fixture fixture;
+    QVERIFY(fixture.pair.distant().write(kName, "distant"));
+    QVERIFY(fixture.database().setFileDeleted(fixture.id, kName));
+    fixture.ask();
+    QVERIFY(fixture.ready.wait(kWaitMs));
+    QCOMPARE(fixture.ready.first(), fixture.answer(true));
+    const QVariantMap row = RawDatabase(fixture.pair.databasePath()).fileRow(fixture.id, kName);
+    QCOMPARE(row.value(QStringLiteral("status")).toInt(), int(ceSfsUpToDate));
+    QVERIFY(row.value(QStringLiteral("trashed_date")).isNull());
+}
+
+// What the host said meanwhile is the younger word.
+void TestSyncManagerFileReady::tombstoneSetWhileCopying()
+{
+    Fixture fixture;
+    QVERIFY(fixture.pair.distant().write(kName, "distant"));
+    const pVornSyncTask task = runCopy(fixture);
+    QVERIFY(task);
+    fixture.manager->tombstoneLocalFile(QStringLiteral("a"), kName);
+    Access::fileReadyTaskDone(*fixture.manager, task, true);
+    QCOMPARE(fixture.ready.size(), 1);
+    QCOMPARE(fixture.ready.first(), fixture.answer(true));
+    QCOMPARE(fixture.database().getFileStatus(fixture.id, kName), int(ceSfsDeleted));
 }
 
 void TestSyncManagerFileReady::countersFollow()
@@ -478,6 +656,32 @@ void TestSyncManagerFileReady::taskThatCannotBeCreated()
     QVERIFY(fixture.manager->isIdle());
 }
 
+static QString s_removedAtTheDecision;
+
+static void removeAtTheDecision(QtMsgType, const QMessageLogContext&, const QString& message)
+{
+    if (message.endsWith(QStringLiteral("Only distant exists, copying to local")))
+        QFile::remove(s_removedAtTheDecision);
+}
+
+void TestSyncManagerFileReady::goneBetweenLookAndTask()
+{
+    if (!traceLinesBuiltIn())
+        QSKIP("trace lines are compiled out of this build");
+    Fixture fixture;
+    QVERIFY(fixture.pair.distant().write(kName, "distant"));
+    // The trace line is the moment between the two.
+    s_removedAtTheDecision = fixture.distant();
+    const QtMessageHandler previous = qInstallMessageHandler(removeAtTheDecision);
+    fixture.ask();
+    qInstallMessageHandler(previous);
+    QVERIFY(!fixture.pair.distant().exists(kName));
+    QCOMPARE(fixture.ready.size(), 1);
+    QCOMPARE(fixture.ready.first(), fixture.answer(false));
+    QVERIFY(fixture.manager->isIdle());
+    QVERIFY(!Access::fileReadyTimer(*fixture.manager)->isActive());
+}
+
 void TestSyncManagerFileReady::workerGone()
 {
     Fixture fixture;
@@ -491,6 +695,31 @@ void TestSyncManagerFileReady::workerGone()
     if (traceLinesBuiltIn())
         QCOMPARE(capture.linesOf(kManagerTag).last(),
                  QStringLiteral("requestFileReady - ERROR: Cannot create copy task or worker unavailable"));
+}
+
+// True when the manager listened to the worker; it does not any more.
+static bool cutOff(Fixture& fixture)
+{
+    return QObject::disconnect(Access::worker(*fixture.manager), &VornSyncWorker::taskDone,
+                               Access::inside(*fixture.manager), nullptr);
+}
+
+void TestSyncManagerFileReady::listensForOneRequestOnly()
+{
+    Fixture fixture;
+    for (const char* name : {"1", "2", "3"})
+        QVERIFY(fixture.pair.distant().write(QString::fromLatin1(name), "distant"));
+    QVERIFY(!cutOff(fixture));
+    fixture.ask(QStringLiteral("1"));
+    QVERIFY(fixture.ready.wait(kWaitMs));
+    QVERIFY(!cutOff(fixture));
+    QVERIFY(fixture.blockWorker());
+    fixture.ask(QStringLiteral("2"));
+    QVERIFY(fixture.fireTimeout());
+    QCOMPARE(fixture.ready.size(), 2);
+    QVERIFY(!cutOff(fixture));
+    fixture.ask(QStringLiteral("3"));
+    QVERIFY(cutOff(fixture));
 }
 
 void TestSyncManagerFileReady::otherTasksAnswerNothing()
@@ -544,6 +773,15 @@ void TestSyncManagerFileReady::timeout()
                            "VornSyncManagerPrivate::onFileReadyTimeout: Copy operation timed out for: \"") +
             fixture.local() + QLatin1Char('"')),
         qPrintable(critical));
+}
+
+void TestSyncManagerFileReady::timeoutOfNothing()
+{
+    Fixture fixture;
+    TraceCapture capture;
+    QVERIFY(QMetaObject::invokeMethod(Access::inside(*fixture.manager), "onFileReadyTimeout"));
+    QVERIFY(fixture.ready.isEmpty());
+    QVERIFY(capture.criticals().isEmpty());
 }
 
 void TestSyncManagerFileReady::lateEndOfATimedOutCopy()
@@ -617,6 +855,22 @@ void TestSyncManagerFileReady::answeredAtOnceWhileACopyRuns()
     QCOMPARE(Access::fileReadyDirectoryId(*fixture.manager), fixture.id);
 }
 
+void TestSyncManagerFileReady::answerAtOnceStartsNoSecondCopy()
+{
+    Fixture fixture;
+    for (const char* name : {"1", "2"})
+        QVERIFY(fixture.pair.distant().write(QString::fromLatin1(name), "distant"));
+    QVERIFY(fixture.blockWorker());
+    fixture.ask(QStringLiteral("1"));
+    const pVornSyncTask own = Access::fileReadyTask(*fixture.manager);
+    fixture.ask(QStringLiteral("2"));
+    fixture.ask(QStringLiteral("nowhere"));
+    QCOMPARE(fixture.ready.size(), 1);
+    QCoreApplication::sendPostedEvents(Access::inside(*fixture.manager), QEvent::MetaCall);
+    QCOMPARE(Access::fileReadyTask(*fixture.manager), own);
+    QCOMPARE(Access::waitingFileReadyRequests(*fixture.manager), 1);
+}
+
 void TestSyncManagerFileReady::sameFileTwice()
 {
     Fixture fixture;
@@ -669,6 +923,29 @@ void TestSyncManagerFileReady::slotAsksForTheNext()
         QCOMPARE(fixture.ready.at(i), fixture.answer(true, names.at(i)));
 }
 
+// The one that asks in the answer comes last, and the manager is busy with those in line.
+void TestSyncManagerFileReady::slotAsksWhileOthersWait()
+{
+    Fixture fixture;
+    const QStringList names = {QStringLiteral("1"), QStringLiteral("2"), QStringLiteral("3")};
+    for (const QString& name : names)
+        QVERIFY(fixture.pair.distant().write(name, "distant"));
+    bool wasBusy = false;
+    connect(fixture.manager.get(), &VornSyncManager::fileReady, this, [&](const QString& path, bool) {
+        if (path != fixture.local(names.first()))
+            return;
+        wasBusy = !fixture.manager->isIdle();
+        fixture.ask(names.last());
+    });
+    fixture.ask(names.at(0));
+    fixture.ask(names.at(1));
+    QTRY_COMPARE_WITH_TIMEOUT(fixture.ready.size(), 3, kWaitMs);
+    for (int i = 0; i < names.size(); ++i)
+        QCOMPARE(fixture.ready.at(i), fixture.answer(true, names.at(i)));
+    QVERIFY(wasBusy);
+    QVERIFY(fixture.manager->isIdle());
+}
+
 void TestSyncManagerFileReady::slotDeletesTheManager()
 {
     Fixture fixture;
@@ -713,6 +990,79 @@ void TestSyncManagerFileReady::wipeWhileCopying()
     QCOMPARE(fixture.ready.first(), fixture.answer(true));
     // What was copied for the old directory is not recorded for the new one of that id.
     QVERIFY(RawDatabase(fixture.pair.databasePath()).fileRow(fixture.id, kName).isEmpty());
+}
+
+void TestSyncManagerFileReady::wipedCopyTimesOut()
+{
+    Fixture fixture;
+    QVERIFY(fixture.pair.distant().write(kName, "distant"));
+    QVERIFY(fixture.blockWorker());
+    fixture.ask();
+    QVERIFY(fixture.manager->wipeSyncDatabaseFile());
+    QVERIFY(fixture.ready.isEmpty());
+    TraceCapture capture;
+    QVERIFY(fixture.fireTimeout());
+    QCOMPARE(fixture.ready.size(), 1);
+    QCOMPARE(fixture.ready.first(), fixture.answer(false));
+    QCOMPARE(capture.criticals().filter(QStringLiteral("1206")).size(), 1);
+    QVERIFY(fixture.manager->isIdle());
+}
+
+// Their directory is none of ours any more: the paths are answered as they are.
+void TestSyncManagerFileReady::wipeWhileOthersWait()
+{
+    Fixture fixture;
+    const QStringList names = {QStringLiteral("1"), QStringLiteral("2"), QStringLiteral("3")};
+    for (const QString& name : names)
+        QVERIFY(fixture.pair.distant().write(name, "distant"));
+    const auto gate = fixture.blockWorker();
+    QVERIFY(gate);
+    for (const QString& name : names)
+        fixture.ask(name);
+    QVERIFY(fixture.manager->wipeSyncDatabaseFile());
+    // Nor does a new request overtake the copy that still runs.
+    QVERIFY(fixture.manager->addDirectory(QStringLiteral("b"), fixture.pair.localPath(),
+                                          fixture.pair.distantPath()));
+    fixture.ask(QStringLiteral("3"));
+    QVERIFY(fixture.ready.isEmpty());
+    QVERIFY(fixture.manager->delDirectory(QStringLiteral("b")));
+    gate->mayGoOn.release();
+    QTRY_COMPARE_WITH_TIMEOUT(fixture.ready.size(), 4, kWaitMs);
+    QCOMPARE(fixture.ready.at(0), fixture.answer(true, names.at(0)));
+    QCOMPARE(fixture.ready.at(1), QVariantList({fixture.distant(names.at(1)), true}));
+    QCOMPARE(fixture.ready.at(2), QVariantList({fixture.distant(names.at(2)), true}));
+    QCOMPARE(fixture.ready.at(3), QVariantList({fixture.distant(names.at(2)), true}));
+    QVERIFY(fixture.manager->isIdle());
+    QCOMPARE(fixture.pair.local().names(), QStringList{names.at(0)});
+}
+
+void TestSyncManagerFileReady::resetWaitsForTheCopy()
+{
+    Fixture fixture;
+    QVERIFY(fixture.pair.distant().write(kName, "distant"));
+    fixture.ask();
+    QVERIFY(!fixture.manager->isIdle());
+    TraceCapture capture;
+    QVERIFY(fixture.manager->resetSyncDatabase(kWaitMs));
+    QCOMPARE(fixture.ready.size(), 1);
+    QCOMPARE(fixture.ready.first(), fixture.answer(true));
+    QVERIFY(!capture.contains(QStringLiteral("Drain timeout")));
+    QCOMPARE(
+        RawDatabase(fixture.pair.databasePath()).value(QStringLiteral("SELECT COUNT(*) FROM file_tracking")),
+        QVariant(0));
+}
+
+void TestSyncManagerFileReady::resetWhileOthersWait()
+{
+    Fixture fixture;
+    for (const char* name : {"1", "2"})
+        QVERIFY(fixture.pair.distant().write(QString::fromLatin1(name), "distant"));
+    for (const char* name : {"1", "2"})
+        fixture.ask(QString::fromLatin1(name));
+    QVERIFY(fixture.manager->resetSyncDatabase(kWaitMs));
+    QCOMPARE(fixture.ready.size(), 2);
+    QCOMPARE(fixture.ready.at(1), fixture.answer(true, QStringLiteral("2")));
+    QVERIFY(fixture.manager->isIdle());
 }
 
 void TestSyncManagerFileReady::pairRemovedWhileCopying()

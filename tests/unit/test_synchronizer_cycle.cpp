@@ -134,6 +134,7 @@ private slots:
     void purge_fileSurelyGone_removesTheRow();
     void purge_trashAway_keepsTheRow();
     void purge_rowRestoredMeanwhile_isKept();
+    void purge_rowRestoredBeforeItsTurn_keepsItsFile();
     void purge_runsAtTheEndOfACycle();
 
     void interruption_stopsTheCycle();
@@ -961,6 +962,25 @@ void TestSynchronizerCycle::purge_rowRestoredMeanwhile_isKept()
                   [&engine] { return engine.database().unmarkFileTrashed(1, "a"_s) ? 0 : EIO; });
     engine.sync().purgeExpiredTrash();
     QCOMPARE(engine.state("a"_s), "17/0"_s);
+}
+
+void TestSynchronizerCycle::purge_rowRestoredBeforeItsTurn_keepsItsFile()
+{
+    Engine engine;
+    QVERIFY(engine.start());
+    const QStringList names{"a"_s, "b"_s};
+    for (const QString& name : names)
+        QVERIFY(engine.trash().write(name, "x") && engine.putRow(name, trashed(daysAgo(31))));
+    // Whichever comes first, the other one is wanted again when it is looked at.
+    {
+        StatHook hook(QRegularExpression("/trash/[ab]$"_s), [&](const QString& path) {
+            const QString other = path.endsWith("/a"_s) ? "b"_s : "a"_s;
+            return !engine.trash().exists(other) || engine.database().unmarkFileTrashed(1, other) ? 0 : EIO;
+        });
+        engine.sync().purgeExpiredTrash();
+    }
+    QCOMPARE(engine.trash().names().size(), 1);
+    QCOMPARE(engine.state(engine.trash().names().first()), "17/0"_s);
 }
 
 void TestSynchronizerCycle::purge_runsAtTheEndOfACycle()

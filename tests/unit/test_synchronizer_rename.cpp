@@ -49,6 +49,7 @@ private slots:
     void lockOfAFileInFlight_isRefused();
     void lockTwice_isRefused();
     void lockInAnotherDirectory_isFree();
+    void lockInAnotherDirectory_stopsNoPass();
     void lockFromManyThreads_isGivenOnce();
 
     void commitWithoutLock_isRefused();
@@ -63,6 +64,7 @@ private slots:
 
     void tombstoneUnderTheNewName_givesWay_data();
     void tombstoneUnderTheNewName_givesWay();
+    void trashedUnderTheNewName_isNoDeletionOfTheFile();
     void trackedRowUnderTheNewName_isKept_data();
     void trackedRowUnderTheNewName_isKept();
     void distantFileUnderTheNewName_isReplaced();
@@ -72,6 +74,7 @@ private slots:
 
     void abort_releasesBothNames();
     void abortOfNothing_isSilent();
+    void abortUnderAnotherName_freesWhatItNames();
     void abortAfterCommit_leavesTheTaskWithoutEntry();
     void finalFailure_keepsTheOldNameAndFreesBoth();
     void passesAndRequestsDuringARename_waitForIt();
@@ -227,6 +230,17 @@ void TestSynchronizerRename::lockInAnotherDirectory_isFree()
     QVERIFY(engine.sync().lockRename(1, "a"_s, "b"_s));
     QVERIFY(engine.sync().lockRename(2, "a"_s, "b"_s));
     QVERIFY(engine.sync().lockRename(1, "A"_s, "B"_s));
+}
+
+void TestSynchronizerRename::lockInAnotherDirectory_stopsNoPass()
+{
+    Engine engine;
+    QVERIFY(engine.start());
+    QVERIFY(engine.local().write("a"_s, "x"));
+    QVERIFY(engine.sync().lockRename(2, "a"_s, "b"_s));
+    engine.passAndRun();
+    QCOMPARE(engine.distant().names(), QStringList("a"_s));
+    QCOMPARE(engine.state("a"_s), "17/0"_s);
 }
 
 void TestSynchronizerRename::lockFromManyThreads_isGivenOnce()
@@ -408,6 +422,24 @@ void TestSynchronizerRename::tombstoneUnderTheNewName_givesWay()
     QVERIFY(!isAnyLocked(engine, {"a"_s, "b"_s}));
 }
 
+// The renamed file is lost before the task ends. The trashed row is an older file's, and says nothing of it.
+void TestSynchronizerRename::trashedUnderTheNewName_isNoDeletionOfTheFile()
+{
+    Engine engine;
+    QVERIFY(engine.start());
+    QVERIFY(engine.send("a"_s, "x"));
+    RowSpec spec;
+    spec.status = ceSfsTrashed;
+    QVERIFY(engine.putRow("b"_s, spec));
+    QVERIFY(renameAsTheHostDoes(engine, "a"_s, "b"_s));
+    QVERIFY(engine.local().remove("b"_s));
+    QVERIFY(engine.runNext());
+    QVERIFY(!engine.hasRow("a"_s));
+    QCOMPARE(engine.state("b"_s), "17/0"_s);
+    engine.pass();
+    QCOMPARE(engine.state("b"_s), "145/2"_s);
+}
+
 void TestSynchronizerRename::trackedRowUnderTheNewName_isKept_data()
 {
     QTest::addColumn<int>("status");
@@ -512,6 +544,26 @@ void TestSynchronizerRename::abortOfNothing_isSilent()
     COMPARE_NO_EVENTS(engine);
 }
 
+void TestSynchronizerRename::abortUnderAnotherName_freesWhatItNames()
+{
+    Engine engine;
+    QVERIFY(engine.start());
+    QVERIFY(engine.sync().lockRename(1, "a"_s, "b"_s));
+    engine.forget();
+    engine.sync().abortRename(1, "x"_s, "y"_s);
+    engine.sync().abortRename(2, "a"_s, "b"_s);
+    COMPARE_NO_LINES(engine);
+    QVERIFY(engine.sync().isRenameLocked(1, "a"_s));
+    QVERIFY(engine.sync().isRenameLocked(1, "b"_s));
+    engine.sync().abortRename(1, "x"_s, "b"_s);
+    COMPARE_LINES(engine, "abortRename - Released lock for 'x' -> 'b' (dirId=1)"_s);
+    QVERIFY(engine.sync().isRenameLocked(1, "a"_s));
+    QVERIFY(!engine.sync().isRenameLocked(1, "b"_s));
+    engine.sync().abortRename(1, "a"_s, "y"_s);
+    COMPARE_LINES(engine, "abortRename - Released lock for 'a' -> 'y' (dirId=1)"_s);
+    QVERIFY(!engine.sync().isRenameLocked(1, "a"_s));
+}
+
 void TestSynchronizerRename::abortAfterCommit_leavesTheTaskWithoutEntry()
 {
     Engine engine;
@@ -521,7 +573,12 @@ void TestSynchronizerRename::abortAfterCommit_leavesTheTaskWithoutEntry()
     QVERIFY(engine.sync().commitRename(1, "a"_s, "b"_s));
     engine.sync().abortRename(1, "a"_s, "b"_s);
     QVERIFY(!isAnyLocked(engine, {"a"_s, "b"_s}));
+    engine.forget();
     QVERIFY(engine.runNext());
+    COMPARE_LINES(
+        engine,
+        "onTaskDone - Rename completion without pending entry for 'a' (dirId=1). BD update skipped."_s,
+        "onTaskDone - Task on file '~/distant/a' FAIL (in-flight=0)."_s);
     QCOMPARE(engine.state("a"_s), "17/0"_s);
     QVERIFY(!engine.sync().isFileInFlight(1, "a"_s));
 }

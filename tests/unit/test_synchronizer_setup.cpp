@@ -86,6 +86,7 @@ private slots:
 
     void idUsedAgain_observationsStartAnew();
     void idUsedAgain_renameLocksAreGone();
+    void idUsedAgain_committedRenameIsGone();
     void idUsedAgain_deferredRemoveIsGone();
     void idUsedAgain_verifyQueueIsEmpty();
     void idUsedAgain_sideCarCountStartsAnew();
@@ -418,7 +419,7 @@ void TestSynchronizerSetup::invalidateFromAnotherThread()
     QVERIFY(engine.start());
     QCOMPARE(engine.sync().localDirPath(engine.id()), engine.pair().localPath());
     QVERIFY(engine.sync().lockRename(engine.id(), "a"_s, "b"_s));
-    QVERIFY(engine.raw().exec("DELETE FROM directories"_s));
+    QVERIFY(engine.database().reset());
     QVERIFY(onAnotherThread([&engine] { engine.sync().invalidateDirPathCache(); }));
     // The paths are gone at once; the engine's own tables follow on its thread.
     QCOMPARE(engine.sync().localDirPath(engine.id()), QString());
@@ -620,6 +621,27 @@ void TestSynchronizerSetup::idUsedAgain_renameLocksAreGone()
     engine.forget();
     QVERIFY(!engine.sync().commitRename(engine.id(), "a"_s, "b"_s));
     COMPARE_LINES(engine, "commitRename - REFUSED: no lock held for 'a' (dirId=1)"_s);
+}
+
+// The rename ends after the wipe: the new row of that name is another file's.
+void TestSynchronizerSetup::idUsedAgain_committedRenameIsGone()
+{
+    Engine engine;
+    QVERIFY(engine.start());
+    QVERIFY(engine.send("a"_s, "x"));
+    QVERIFY(engine.sync().lockRename(engine.id(), "a"_s, "b"_s));
+    QVERIFY(engine.sync().commitRename(engine.id(), "a"_s, "b"_s));
+    const pVornSyncTask rename = engine.takeTask();
+    QVERIFY(wipe(engine));
+    QVERIFY(engine.putRow("a"_s, RowSpec()));
+    engine.forget();
+    engine.sync().onTaskDone(rename, true);
+    COMPARE_LINES(
+        engine,
+        "onTaskDone - Rename completion without pending entry for 'a' (dirId=1). BD update skipped."_s,
+        "onTaskDone - Task on file '~/distant/a' FAIL (in-flight=0)."_s);
+    QCOMPARE(engine.state("a"_s), "17/0"_s);
+    QVERIFY(!engine.hasRow("b"_s));
 }
 
 void TestSynchronizerSetup::idUsedAgain_deferredRemoveIsGone()

@@ -1,7 +1,10 @@
+#include "disk_hooks.h"
 #include "engine_fixture.h"
 
 #include <QDir>
 #include <QTest>
+
+#include <cerrno>
 
 using namespace VornSyncTest;
 
@@ -37,6 +40,8 @@ private slots:
     void notifyDeleted_unknownDirectory();
     void notifyDeleted_whileCopied_isDeferred();
 
+    void notifyDeleted_whileCopiedAndChanged_isNotSentAgain();
+
     void moveToTrash_movesTheLocalFile();
     void moveToTrash_busyReadsAsAccepted_data();
     void moveToTrash_busyReadsAsAccepted();
@@ -57,6 +62,8 @@ private slots:
     void resolveErrors_everyFileOfTheDirectoryAlone();
     void resolve_waitsForTheUser_data();
     void resolve_waitsForTheUser();
+    void distantMissing_thenLocalToo_becomesLocalMissing_data();
+    void distantMissing_thenLocalToo_becomesLocalMissing();
     void resolve_pendingSyncWhoseLocalFileHasGone_losesItsRow();
     void resolve_byBaseStatus_data();
     void resolve_byBaseStatus();
@@ -64,6 +71,7 @@ private slots:
     void resolve_noCertainAnswer_keepsTheError();
     void resolve_otherCodeOfAnUpToDateRow_onlyClears();
     void resolve_settledByTheHostMeanwhile_holds();
+    void resolve_settledByTheHostBeforeItIsCleared_holds();
     void resolve_rowWithoutError();
     void resolve_failedCopyIsSentOnceItIsStale();
 };
@@ -188,6 +196,23 @@ void TestSynchronizerTrash::notifyDeleted_whileCopied_isDeferred()
     QVERIFY(engine.distant().exists("a.txt"_s));
     engine.runAll();
     QVERIFY(!engine.distant().exists("a.txt"_s));
+}
+
+// The wish to remove is younger than the change that the copy missed.
+void TestSynchronizerTrash::notifyDeleted_whileCopiedAndChanged_isNotSentAgain()
+{
+    Engine engine;
+    QVERIFY(engine.start());
+    QVERIFY(engine.local().write("a.txt"_s, "x"));
+    engine.pass();
+    const pVornSyncTask task = engine.takeTask();
+    QVERIFY(task && task->runtask());
+    QVERIFY(engine.local().write("a.txt"_s, "changed"));
+    QVERIFY(engine.sync().notifyLocalFileDeleted(1, "a.txt"_s));
+    QVERIFY(engine.distant().exists("a.txt"_s));
+    engine.sync().onTaskDone(task, true);
+    QVERIFY(!engine.distant().exists("a.txt"_s));
+    QCOMPARE(engine.taskCount(), 0);
 }
 
 void TestSynchronizerTrash::moveToTrash_movesTheLocalFile()
@@ -447,6 +472,30 @@ void TestSynchronizerTrash::resolve_waitsForTheUser()
     QCOMPARE(engine.state("a"_s), "%1/%2"_s.arg(base | ceSfsError).arg(code));
 }
 
+void TestSynchronizerTrash::distantMissing_thenLocalToo_becomesLocalMissing_data()
+{
+    QTest::addColumn<bool>("isRestored");
+    QTest::newRow("restored") << true;
+    QTest::newRow("deleted") << false;
+}
+
+// The user decides on a distant loss, and the local file is gone by then.
+void TestSynchronizerTrash::distantMissing_thenLocalToo_becomesLocalMissing()
+{
+    QFETCH(bool, isRestored);
+    Engine engine;
+    QVERIFY(engine.start());
+    QVERIFY(putError(engine, "a"_s, ceSfsUpToDate, ceSecDistantFileMissing));
+    engine.pass();
+    QCOMPARE(engine.state("a"_s), "145/15"_s); // until then it stays what it was
+    QVERIFY(isRestored ? !engine.sync().notifyLocalFileChanged(1, "a"_s)
+                       : !engine.sync().moveToTrashFile(1, "a"_s));
+    QCOMPARE(engine.state("a"_s), "145/2"_s);
+    QCOMPARE(engine.taskCount(), 0);
+    engine.sync().confirmFileDeletion(1, "a"_s);
+    QCOMPARE(engine.state("a"_s), "40/0"_s);
+}
+
 void TestSynchronizerTrash::resolve_pendingSyncWhoseLocalFileHasGone_losesItsRow()
 {
     Engine engine;
@@ -541,6 +590,22 @@ void TestSynchronizerTrash::resolve_settledByTheHostMeanwhile_holds()
     engine.sync().resolveFileError(1, "a"_s, ceSfsPendingSync | ceSfsError);
     QVERIFY(isSet);
     QCOMPARE(engine.state("a"_s), "40/0"_s);
+    QCOMPARE(engine.taskCount(), 0);
+}
+
+// The host deletes the file between the look at the disk and the step in the database.
+void TestSynchronizerTrash::resolve_settledByTheHostBeforeItIsCleared_holds()
+{
+    Engine engine;
+    QVERIFY(engine.start());
+    QVERIFY(putError(engine, "a"_s, ceSfsPendingSync, ceSecCopyFailed));
+    {
+        StatHook hook(engine.local().filePath("a"_s),
+                      [&engine] { return engine.database().setFileDeleted(1, "a"_s) ? 0 : EIO; });
+        engine.sync().resolveFileError(1, "a"_s, ceSfsPendingSync | ceSfsError);
+    }
+    QCOMPARE(engine.state("a"_s), "40/0"_s);
+    QVERIFY(!engine.row("a"_s).value("trashed_date"_s).isNull());
     QCOMPARE(engine.taskCount(), 0);
 }
 

@@ -146,6 +146,7 @@ bool VornSyncDatabase::reset()
     const bool isReset = resetFile([&] { isInitialized = initialize(); });
     m_changes.noteAll();
     ++m_directoriesVersion;
+    ++m_resetCount;
     if (!isReset) {
         VORN_SYNC_TRACE(kTag, "reset", QStringLiteral("Failed to remove the sync database file"));
         return false;

@@ -76,6 +76,8 @@ public:
     // Another number after every removal of a directory and every reset: ids and paths that were read before
     // may mean nothing any more, or something else.
     int directoriesVersion() const { return m_directoriesVersion; }
+    // How often the file was reset. May be asked from any thread.
+    int resetCount() const { return m_resetCount; }
     bool setDirectoryUnavailable(int directoryId);
     bool setDirectoryAvailable(int directoryId);
 
@@ -208,4 +210,5 @@ private:
 
     VornSyncRowChanges m_changes;
     std::atomic<int> m_directoriesVersion{0};
+    std::atomic<int> m_resetCount{0};
 };

@@ -57,3 +57,13 @@ void VornSyncRenameLocks::clear(int directoryId)
     VornSyncTypes::eraseOfDirectory(renameLocks, directoryId);
     VornSyncTypes::eraseOfDirectory(pendingRenames, directoryId);
 }
+
+void VornSyncRenameLocks::startOver(int resetCount)
+{
+    QMutexLocker locker(&renameMutex);
+    if (resetCount == m_resetCount)
+        return;
+    m_resetCount = resetCount;
+    renameLocks.clear();
+    pendingRenames.clear();
+}

@@ -27,11 +27,15 @@ public:
 
     // Frees both names and forgets the commitment; true when at least one was locked.
     bool release(int directoryId, const QString& oldName, const QString& newName);
-    // Everything of a directory that is gone; of all of them for a negative id.
+    // Everything of a directory that is gone.
     void clear(int directoryId);
+    // Everything from before the database was reset for the last time, once: what the host has locked since is
+    // about the new directories, whoever learns of the reset first.
+    void startOver(int resetCount);
 
 private:
     QSet<VornSyncFileKey> renameLocks;
     QMap<VornSyncFileKey, QString> pendingRenames; // committed: old name to new name
-    mutable QMutex renameMutex;                    // guards both; taken by every method, never for longer
+    int m_resetCount = 0;                          // of the database, when all was forgotten
+    mutable QMutex renameMutex; // guards all of them; taken by every method, never for longer
 };

@@ -204,7 +204,10 @@ void VornSyncSynchronizer::clearTables(int directoryId)
     observations.clear(directoryId);
     verifyQueue.clear(directoryId);
     flights.clearDeferred(directoryId);
-    renames.clear(directoryId);
+    if (directoryId >= 0)
+        renames.clear(directoryId);
+    else
+        renames.startOver(db()->resetCount());
     VornSyncTypes::eraseOfDirectory(changedInFlight, directoryId);
     sideCars.clear(directoryId);
 }
@@ -952,6 +955,8 @@ bool VornSyncSynchronizer::lockRename(int directoryId, const QString& oldFileNam
     };
     if (isBusy())
         return false;
+    // After a wipe the host may be here before the engine has heard of it.
+    renames.startOver(db()->resetCount());
     if (!renames.lock(directoryId, oldFileName, newFileName)) {
         trace(QStringLiteral("REFUSED: another rename already in progress on '%1' or '%2' (dirId=%3)")
                   .arg(oldFileName, newFileName, QString::number(directoryId)));
