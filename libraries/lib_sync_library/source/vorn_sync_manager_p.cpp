@@ -55,6 +55,12 @@ void queueCall(QObject* target, const char* slot, const Arguments&... arguments)
     Q_UNUSED(isQueued)
 }
 
+void separate(QObject* sender, QObject* receiver)
+{
+    if (sender && receiver)
+        QObject::disconnect(sender, nullptr, receiver, nullptr);
+}
+
 } // namespace
 
 // ---- Life cycle ---------------------------------------------------------------------------------------
@@ -94,7 +100,11 @@ VornSyncManagerPrivate::~VornSyncManagerPrivate()
         if (thread)
             thread->requestInterruption();
     }
+    // Qt 5 reads a queued connection without its lock while the receiver's destructor writes it: nobody may emit to
+    // an object whose thread ends before the sender's.
+    separate(m_synchronizer, m_worker);
     stopThread(m_workerThread, QStringLiteral("ERROR: Failed to stop worker thread"));
+    separate(m_observer, m_synchronizer);
     stopThread(m_synchronizerThread, QStringLiteral("ERROR: Failed to stop synchronizer thread"));
     stopThread(m_observerThread, QStringLiteral("ERROR: Failed to stop observer thread"));
     VORN_SYNC_TRACE(kTag, "~VornSyncManagerPrivate", QStringLiteral("Destroyed"));
