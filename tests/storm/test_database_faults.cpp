@@ -1,3 +1,4 @@
+#include "file_calls.h"
 #include "literals.h"
 #include "mounts.h"
 #include "raw_database.h"
@@ -14,15 +15,10 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
-#include <cstring>
 
-#include <dlfcn.h>
-#include <sys/stat.h>
-#include <sys/types.h>
 #include <unistd.h>
 
 using namespace VornSyncTest;
@@ -51,18 +47,17 @@ struct Faults
 
 Faults* armed = nullptr;
 
-bool isWatched(int descriptor)
+bool isChange(const FileCalls::Call& call)
 {
-    std::array<char, 4096> target{};
-    const QByteArray link = "/proc/self/fd/" + QByteArray::number(descriptor);
-    const ssize_t length = ::readlink(link.constData(), target.data(), target.size());
-    return length > armed->root.size() &&
-           std::memcmp(target.data(), armed->root.constData(), std::size_t(armed->root.size())) == 0;
+    static const QList<QByteArray> functions{"pwrite", "pwrite64", "ftruncate64", "fdatasync", "unlink"};
+    return call.path.startsWith(armed->root) && functions.contains(call.function);
 }
 
 // The error that this call is to fail with; 0 when it goes to the system.
-int fault()
+int fault(const FileCalls::Call& call)
 {
+    if (!armed || !isChange(call))
+        return 0;
     const int number = armed->calls++;
     if (armed->failAt < 0 || number < armed->failAt || (number > armed->failAt && !armed->goesOn))
         return 0;
@@ -72,72 +67,14 @@ int fault()
     return armed->error;
 }
 
-int faultOf(int descriptor)
+// Before the first file is opened.
+void meetCalls(const QByteArray& root)
 {
-    return armed && isWatched(descriptor) ? fault() : 0;
-}
-
-template<typename Function> Function systemFunction(const char* name)
-{
-    return reinterpret_cast<Function>(::dlsym(RTLD_NEXT, name));
+    FileCalls::watch(root);
+    FileCalls::setHooks({fault, nullptr});
 }
 
 } // namespace
-
-// These stand before the C library's for SQLite, too.
-#define VORN_TEST_HOOK extern "C" __attribute__((visibility("default")))
-
-VORN_TEST_HOOK ssize_t pwrite(int descriptor, const void* data, size_t size, off_t offset)
-{
-    static const auto next = systemFunction<ssize_t (*)(int, const void*, size_t, off_t)>("pwrite");
-    if (const int error = faultOf(descriptor)) {
-        errno = error;
-        return -1;
-    }
-    return next(descriptor, data, size, offset);
-}
-
-VORN_TEST_HOOK ssize_t pwrite64(int descriptor, const void* data, size_t size, off64_t offset)
-{
-    static const auto next = systemFunction<ssize_t (*)(int, const void*, size_t, off64_t)>("pwrite64");
-    if (const int error = faultOf(descriptor)) {
-        errno = error;
-        return -1;
-    }
-    return next(descriptor, data, size, offset);
-}
-
-VORN_TEST_HOOK int ftruncate64(int descriptor, off64_t size) noexcept
-{
-    static const auto next = systemFunction<int (*)(int, off64_t)>("ftruncate64");
-    if (const int error = faultOf(descriptor)) {
-        errno = error;
-        return -1;
-    }
-    return next(descriptor, size);
-}
-
-VORN_TEST_HOOK int fdatasync(int descriptor)
-{
-    static const auto next = systemFunction<int (*)(int)>("fdatasync");
-    if (const int error = faultOf(descriptor)) {
-        errno = error;
-        return -1;
-    }
-    return next(descriptor);
-}
-
-VORN_TEST_HOOK int unlink(const char* path) noexcept
-{
-    static const auto next = systemFunction<int (*)(const char*)>("unlink");
-    if (armed && QByteArray::fromRawData(path, int(std::strlen(path))).startsWith(armed->root)) {
-        if (const int error = fault()) {
-            errno = error;
-            return -1;
-        }
-    }
-    return next(path);
-}
 
 // --- The old file ---------------------------------------------------------------------------------------
 
@@ -204,6 +141,7 @@ int runChild()
     Faults faults;
     faults.root = QFileInfo(QString::fromLocal8Bit(qgetenv(kChildFile))).path().toLocal8Bit() + '/';
     faults.failAt = qEnvironmentVariableIntValue(kChildKillAt);
+    meetCalls(faults.root.chopped(1));
     armed = &faults;
     VornSyncDatabase database(QString::fromLocal8Bit(qgetenv(kChildFile)));
     const bool done = database.initialize();
@@ -241,6 +179,7 @@ void TestDatabaseFaults::init()
 {
     m_directory = std::make_unique<QTemporaryDir>();
     QVERIFY(m_directory->isValid());
+    meetCalls(QFile::encodeName(m_directory->path()));
 }
 
 bool TestDatabaseFaults::startAfresh(const QString& oldFile)

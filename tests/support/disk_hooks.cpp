@@ -1,27 +1,22 @@
 #include "disk_hooks.h"
 
+#include "file_calls.h"
+
 #include <QFile>
-#include <QFileInfo>
 
-#include <cerrno>
 #include <cstring>
-#include <string>
 
-#include <dirent.h>
-#include <dlfcn.h>
-#include <sys/stat.h>
-#include <unistd.h>
+using VornSyncTest::FileCalls::Call;
 
 namespace {
 
 struct Listing
 {
-    std::string path;
+    QByteArray path;
     int entriesBefore = -1; // negative: never fails
     int error = 0;
     int entries = 0;
     int beginnings = 0;
-    DIR* current = nullptr;
 };
 
 struct Look
@@ -33,86 +28,49 @@ struct Look
 thread_local Listing* listing = nullptr;
 thread_local Look* look = nullptr;
 
-std::string canonical(const QString& path)
+bool startsWith(const Call& call, const char* function)
 {
-    return QFile::encodeName(QFileInfo(path).canonicalFilePath()).toStdString();
+    return std::strncmp(call.function, function, std::strlen(function)) == 0;
 }
 
-bool isListed(DIR* directory)
+int beforeListing(const Call& call)
 {
-    const std::string link = "/proc/self/fd/" + std::to_string(::dirfd(directory));
-    std::string target(4096, '\0');
-    const ssize_t length = ::readlink(link.c_str(), target.data(), target.size());
-    return length > 0 && target.compare(0, std::size_t(length), listing->path) == 0;
+    if (startsWith(call, "readdir"))
+        return listing->entries++ == listing->entriesBefore ? listing->error : 0;
+    if (startsWith(call, "opendir") || startsWith(call, "fdopendir")) {
+        listing->entries = 0;
+        ++listing->beginnings;
+    }
+    return 0;
 }
 
-template<typename Function> Function systemFunction(const char* name)
+int beforeCall(const Call& call)
 {
-    return reinterpret_cast<Function>(::dlsym(RTLD_NEXT, name));
-}
-
-// The error that the look at `path` is to fail with; 0 when the system is to be asked.
-int lookAt(const char* path)
-{
-    if (!look)
+    if (listing && call.path == listing->path)
+        return beforeListing(call);
+    if (!look || !startsWith(call, "stat") || startsWith(call, "statx"))
         return 0;
-    // The action may look at the path itself.
-    Look* armed = look;
-    look = nullptr;
-    const QString name = QFile::decodeName(path);
-    const int error = armed->paths.match(name).hasMatch() ? armed->action(name) : 0;
-    look = armed;
-    return error;
+    const QString name = QFile::decodeName(call.path);
+    return look->paths.match(name).hasMatch() ? look->action(name) : 0;
+}
+
+void meetCalls()
+{
+    VornSyncTest::FileCalls::watch("/");
+    VornSyncTest::FileCalls::setHooks({beforeCall, nullptr});
 }
 
 } // namespace
-
-// The executable's functions come before the C library's, for Qt and the C++ library too.
-
-extern "C" __attribute__((visibility("default"))) dirent* readdir(DIR* directory)
-{
-    static const auto next = systemFunction<dirent* (*)(DIR*)>("readdir");
-    if (!listing || !isListed(directory))
-        return next(directory);
-    if (listing->entries == 0)
-        ++listing->beginnings;
-    if (listing->entries == listing->entriesBefore) {
-        errno = listing->error;
-        return nullptr;
-    }
-    dirent* entry = next(directory);
-    listing->entries = entry ? listing->entries + 1 : 0;
-    return entry;
-}
-
-extern "C" __attribute__((visibility("default"))) int stat(const char* path, struct stat* buffer)
-{
-    static const auto next = systemFunction<int (*)(const char*, struct stat*)>("stat");
-    if (const int error = lookAt(path)) {
-        errno = error;
-        return -1;
-    }
-    return next(path, buffer);
-}
-
-extern "C" __attribute__((visibility("default"))) int stat64(const char* path, struct stat64* buffer)
-{
-    static const auto next = systemFunction<int (*)(const char*, struct stat64*)>("stat64");
-    if (const int error = lookAt(path)) {
-        errno = error;
-        return -1;
-    }
-    return next(path, buffer);
-}
 
 namespace VornSyncTest {
 
 FailingListing::FailingListing(const QString& directoryPath, int entriesBefore, int error)
 {
     listing = new Listing;
-    listing->path = canonical(directoryPath);
+    listing->path = QFile::encodeName(directoryPath);
     listing->entriesBefore = entriesBefore;
     listing->error = error;
+    meetCalls();
 }
 
 FailingListing::~FailingListing()
@@ -124,7 +82,8 @@ FailingListing::~FailingListing()
 ListingCounter::ListingCounter(const QString& directoryPath)
 {
     listing = new Listing;
-    listing->path = canonical(directoryPath);
+    listing->path = QFile::encodeName(directoryPath);
+    meetCalls();
 }
 
 ListingCounter::~ListingCounter()
@@ -147,6 +106,7 @@ StatHook::StatHook(const QString& path, const std::function<int()>& action)
 StatHook::StatHook(const QRegularExpression& paths, const std::function<int(const QString&)>& action)
 {
     look = new Look{paths, action};
+    meetCalls();
 }
 
 StatHook::~StatHook()

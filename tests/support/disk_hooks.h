@@ -7,8 +7,8 @@
 
 namespace VornSyncTest {
 
-// Takes the place of the C library's functions in the test's own process, for one path each. One of a kind at
-// a time; used on the thread whose calls it is to meet.
+// Meets the file-system calls (see file_calls.h, whose hooks it sets) of the thread that makes it, for one path
+// each. One of a kind at a time.
 
 // Reading the directory fails after some entries ("." and ".." count), as a share that goes away does.
 class FailingListing
