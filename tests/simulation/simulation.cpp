@@ -1,0 +1,168 @@
+// Random worlds in simulated time, each from a seed that can be played again.
+
+#include "sim_run.h"
+
+#include <chrono>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+using namespace VornSyncTest;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+struct Options
+{
+    std::string profile = "all";
+    quint64 from = 1;
+    quint64 seeds = 20;
+    double seconds = 0; // 0: as long as the seeds take
+    bool isLoud = false;
+    bool isReplayed = false; // every seed twice: the digests must agree
+    bool isShrunk = true;
+};
+
+struct Totals
+{
+    quint64 runs = 0;
+    double days = 0;
+    quint64 actions = 0;
+    quint64 faults = 0;
+    quint64 changes = 0;
+    quint64 calls = 0;
+    quint64 processes = 0;
+};
+
+constexpr char kUsage[] =
+    "usage: vorn_sync_simulation [--profile NAME|all] [--from SEED] [--seeds N] [--seconds S]\n"
+    "                            [--seed SEED] [--replay] [--loud] [--no-shrink] [--list]\n"
+    "  --seed SEED   that one alone, with everything that happens on standard error\n"
+    "  --seconds S   goes on with further seeds until that time is over\n"
+    "  --replay      plays each seed twice and demands the same story\n";
+
+double secondsSince(Clock::time_point start)
+{
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+void add(Totals& totals, const SimResult& result)
+{
+    ++totals.runs;
+    totals.days += result.simulatedDays;
+    totals.actions += result.actions;
+    totals.faults += result.faults;
+    totals.changes += result.engineChanges;
+    totals.calls += result.calls;
+    totals.processes += quint64(result.incarnations);
+}
+
+void reportFailure(const SimProfile& profile, quint64 seed, const SimResult& result, const Options& options)
+{
+    std::printf("FAILED: profile %s, seed %llu: %s\n", profile.name, seed, result.reason.c_str());
+    std::printf("replay: vorn_sync_simulation --profile %s --seed %llu\n", profile.name, seed);
+    if (!options.isShrunk) {
+        std::printf("%s", result.log.c_str());
+        return;
+    }
+    std::string leftOut;
+    const SimProfile simplest = shrink(profile, seed, leftOut);
+    const SimResult again = runSimulation(simplest, seed, false);
+    std::printf("fails without: %s; then: %s\nits last lines:\n%s", leftOut.empty() ? "-" : leftOut.c_str(),
+                again.reason.c_str(), again.log.c_str());
+}
+
+bool run(const SimProfile& profile, quint64 seed, const Options& options, Totals& totals)
+{
+    const SimResult result = runSimulation(profile, seed, options.isLoud);
+    add(totals, result);
+    if (!result.hasPassed) {
+        reportFailure(profile, seed, result, options);
+        return false;
+    }
+    if (options.isReplayed && runSimulation(profile, seed, false).digest != result.digest) {
+        std::printf("FAILED: profile %s, seed %llu: the second run was another story\n", profile.name, seed);
+        return false;
+    }
+    if (options.isLoud)
+        std::printf("digest %016llx\n", result.digest);
+    return true;
+}
+
+bool parse(int count, char** arguments, Options& options)
+{
+    for (int i = 1; i < count; ++i) {
+        const std::string argument = arguments[i];
+        const bool hasValue = i + 1 < count;
+        if (argument == "--replay") {
+            options.isReplayed = true;
+        } else if (argument == "--loud") {
+            options.isLoud = true;
+        } else if (argument == "--no-shrink") {
+            options.isShrunk = false;
+        } else if (argument == "--profile" && hasValue) {
+            options.profile = arguments[++i];
+        } else if (argument == "--from" && hasValue) {
+            options.from = std::strtoull(arguments[++i], nullptr, 10);
+        } else if (argument == "--seeds" && hasValue) {
+            options.seeds = std::strtoull(arguments[++i], nullptr, 10);
+        } else if (argument == "--seconds" && hasValue) {
+            options.seconds = std::strtod(arguments[++i], nullptr);
+        } else if (argument == "--seed" && hasValue) {
+            options.from = std::strtoull(arguments[++i], nullptr, 10);
+            options.seeds = 1;
+            options.isLoud = true;
+        } else {
+            return false;
+        }
+    }
+    return options.profile == "all" || findSimProfile(options.profile.c_str());
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    // What would differ from run to run: the hardware's random numbers, hash seeds, another event loop, the zone.
+    ::setenv("QT_NO_CPU_FEATURE", "rdrnd rdseed", 1);
+    ::setenv("QT_HASH_SEED", "0", 1);
+    ::setenv("QT_NO_GLIB", "1", 1);
+    ::setenv("TZ", "Europe/Paris", 1);
+    ::setenv("LC_ALL", "C.UTF-8", 1);
+
+    Options options;
+    if (argc == 2 && std::strcmp(argv[1], "--list") == 0) {
+        for (const SimProfile& profile : simProfiles())
+            std::printf("%s\n", profile.name);
+        return 0;
+    }
+    if (!parse(argc, argv, options)) {
+        std::fputs(kUsage, stderr);
+        return 2;
+    }
+
+    const auto start = Clock::now();
+    Totals totals;
+    bool isOver = false;
+    for (quint64 seed = options.from; !isOver; ++seed) {
+        for (const SimProfile& profile : simProfiles()) {
+            if (options.profile != "all" && options.profile != profile.name)
+                continue;
+            if (!run(profile, seed, options, totals))
+                return 1;
+            isOver = options.seconds > 0 && secondsSince(start) >= options.seconds;
+            if (isOver)
+                break;
+        }
+        isOver = isOver || (options.seconds <= 0 && seed + 1 >= options.from + options.seeds);
+    }
+    const double seconds = secondsSince(start);
+    std::printf("%llu runs in %.1f s (%.1f a second): %.1f simulated days, %llu processes, %llu"
+                " actions, %llu faults, %llu changes judged, %llu calls\n",
+                totals.runs, seconds, double(totals.runs) / seconds, totals.days, totals.processes,
+                totals.actions, totals.faults, totals.changes, totals.calls);
+    return 0;
+}
