@@ -323,13 +323,22 @@ void SimHost::answerAll()
     m_manager->retryAllErrors();
 }
 
+QString SimHost::listedErrors() const
+{
+    QString text;
+    for (int number = 0; number < m_world.nameCount(); ++number) {
+        if (const int code = m_world.file(number).listedCode)
+            text += QStringLiteral(" '%1': %2").arg(name(number).left(24), QString::number(code));
+    }
+    return text;
+}
+
 QString SimHost::openWork()
 {
     if (m_manager->inProgressCount() > 0 || m_manager->pendingCount() > 0 || m_manager->errorCount() > 0)
-        return QStringLiteral("%1 in progress, %2 pending, %3 in error")
-            .arg(m_manager->inProgressCount())
-            .arg(m_manager->pendingCount())
-            .arg(m_manager->errorCount());
+        return QStringLiteral("%1 in progress, %2 pending, %3 in error%4")
+            .arg(QString::number(m_manager->inProgressCount()), QString::number(m_manager->pendingCount()),
+                 QString::number(m_manager->errorCount()), listedErrors());
     {
         const FileCalls::Unseen unseen;
         const auto rows = m_raw.rows(QStringLiteral("SELECT file_name, status FROM file_tracking"));

@@ -49,6 +49,7 @@ private:
     void heal();
     void awaitRest();
     QString openWork();
+    QString listedErrors() const;
     void checkDatabase();
     void waitMs(qint64 ms);
     qint64 healBoundSecs() const;

@@ -343,7 +343,9 @@ void SimWorld::judgeRemoval(SimSide side, int name)
             return;
         if (!isRecent(removed.deleteWishNs, kWishSecs))
             fail(QStringLiteral("distant file %1 was removed, and nobody asked for it").arg(named(name)));
-        if (removed.local != kSimNoVersion && removed.local == removed.distant)
+        // Asked for after it was deleted: it comes back with the next pass.
+        if (removed.local != kSimNoVersion && removed.local == removed.distant &&
+            !isRecent(removed.readyWishNs, kWishSecs))
             fail(QStringLiteral("distant file %1 (v%2) was removed, and is the local one's copy")
                      .arg(named(name), QString::number(removed.distant)));
         return;

@@ -9,6 +9,9 @@ namespace {
 // SQLite's own names for the result codes that end a statement and nothing else. Any other failure (a full
 // disk, an I/O error, a lock) may have ended the transaction around it.
 constexpr int kSqliteError = 1;
+constexpr int kSqliteReadOnly = 8;
+constexpr int kSqliteIoError = 10;
+constexpr int kSqliteCantOpen = 14;
 constexpr int kSqliteTooBig = 18;
 constexpr int kSqliteConstraint = 19;
 constexpr int kSqliteMismatch = 20;
@@ -19,13 +22,23 @@ constexpr int kPrimaryCodeMask = 0xff;
 // Far above what one program prepares; a caller that writes its values into the SQL must not fill the memory.
 constexpr std::size_t kMaximumKeptQueries = 256;
 
-bool endsStatementOnly(const QSqlError& error)
+// 0: the driver's own failure, not SQLite's.
+int primaryCode(const QSqlError& error)
 {
     bool isNumber = false;
     const int code = error.nativeErrorCode().toInt(&isNumber);
-    if (!isNumber || code <= 0)
-        return true;
-    switch (code & kPrimaryCodeMask) {
+    return isNumber && code > 0 ? code & kPrimaryCodeMask : 0;
+}
+
+bool mayOutliveItsCause(int code)
+{
+    return code == kSqliteReadOnly || code == kSqliteIoError || code == kSqliteCantOpen;
+}
+
+bool endsStatementOnly(int code)
+{
+    switch (code) {
+    case 0:
     case kSqliteError:
     case kSqliteTooBig:
     case kSqliteConstraint:
@@ -117,6 +130,7 @@ void VornSqliteConnection::close()
 {
     m_kept.clear();
     m_database.close();
+    m_mustBeReopened = false;
 }
 
 void VornSqliteConnection::unregister()
@@ -193,7 +207,10 @@ bool VornSqliteConnection::runQuietly(const QString& sql)
 void VornSqliteConnection::fail(const QSqlError& error)
 {
     addError(error.text());
-    if (m_transactionDepth > 0 && !endsStatementOnly(error))
+    const int code = primaryCode(error);
+    if (mayOutliveItsCause(code))
+        m_mustBeReopened = true;
+    if (m_transactionDepth > 0 && !endsStatementOnly(code))
         m_isTransactionBroken = true;
 }
 

@@ -40,6 +40,10 @@ public:
     bool isTransactionBroken() const { return m_isTransactionBroken; }
     bool setForeignKeys(bool checked);
 
+    // True after a failure that the handle may keep to itself: SQLite goes on read-only when it could not open one of
+    // its files for writing, even when it could later.
+    bool mustBeReopened() const { return m_mustBeReopened; }
+
     // Errors wait here until nothing is held any more.
     void addError(const QString& message) { m_errors << message; }
     QStringList takeErrors();
@@ -67,4 +71,5 @@ private:
     int m_transactionDepth = 0;
     bool m_isTransactionBroken = false; // nothing can be written any more
     bool m_mustRollBack = false;        // a nested transaction was not committed
+    bool m_mustBeReopened = false;
 };

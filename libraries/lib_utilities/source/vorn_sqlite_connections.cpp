@@ -54,8 +54,12 @@ QStringList VornSqliteConnections::leave(VornSqliteConnection& connection)
     const QStringList errors = connection.takeErrors();
     if (--m_activeThreads == 0)
         m_changed.wakeAll();
-    // A thread that is already ending never says again that it has ended.
     QThread* thread = QThread::currentThread();
+    if (connection.mustBeReopened()) {
+        connection.close();
+        askOthersToReopen(thread);
+    }
+    // A thread that is already ending never says again that it has ended.
     if (thread->isFinished())
         m_connections.erase(thread);
     return errors;
@@ -84,6 +88,31 @@ void VornSqliteConnections::onThreadFinished(QThread* thread)
     QMutexLocker lock(&m_mutex);
     m_connections.erase(thread);
     m_changed.wakeAll();
+}
+
+// The handles of one process share what they know of the file's side files: as long as one of them is open, the others
+// inherit what it could not open. An idle one opens again with its next statement.
+void VornSqliteConnections::askOthersToReopen(QThread* self)
+{
+    for (const auto& [thread, connection] : m_connections) {
+        if (thread == self || !connection->isOpen())
+            continue;
+        QMetaObject::invokeMethod(
+            connection.get(),
+            [weak = weak_from_this(), closing = thread] {
+                if (const auto shared = weak.lock())
+                    shared->closeIfIdle(closing);
+            },
+            Qt::QueuedConnection);
+    }
+}
+
+void VornSqliteConnections::closeIfIdle(QThread* thread)
+{
+    QMutexLocker lock(&m_mutex);
+    const auto found = m_connections.find(thread);
+    if (found != m_connections.end() && found->second->useDepth == 0)
+        found->second->close();
 }
 
 // --- Closing on all threads -----------------------------------------------------------------------------

@@ -42,6 +42,8 @@ private:
     void askOthersToClose(QThread* self);
     void waitForOthersToClose(QThread* self);
     void closeOnRequest(QThread* thread);
+    void askOthersToReopen(QThread* self);
+    void closeIfIdle(QThread* thread);
 
     const QString m_filePath;
     const QString m_registeredPrefix;
