@@ -24,15 +24,31 @@ bool isLater(const QDateTime& time, const QDateTime& recorded)
     return recorded.isValid() && recorded.msecsTo(time) > kToleranceMs;
 }
 
+QDateTime timeOf(const VornSyncFileFacts& facts)
+{
+    constexpr qint64 kMsPerSec = 1000;
+    constexpr qint64 kNsPerMs = 1000000;
+    return QDateTime::fromMSecsSinceEpoch(facts.lmdSecs * kMsPerSec + facts.lmdNanosecs / kNsPerMs, Qt::UTC);
+}
+
+// A local file that can't be looked at may be there, with changes that nobody has sent: it is used as it is. Qt calls a
+// dangling link missing.
+bool mayExist(const VornSyncFileFacts& local, const QString& path)
+{
+    if (local.presence == VornSyncPresence::Present)
+        return local.isPlainFile || QFileInfo::exists(path);
+    return local.presence == VornSyncPresence::Unknown;
+}
+
 VornSyncFileReadyFacts gather(VornSyncDatabase& database, int directoryId, const QString& localDirectory,
-                              const QFileInfo& local, const QFileInfo& distant)
+                              const VornSyncFileFacts& local, const QFileInfo& distant)
 {
     VornSyncFileReadyFacts facts;
-    facts.localExists = local.exists();
+    facts.localExists = mayExist(local, localDirectory + QLatin1Char('/') + distant.fileName());
     facts.distantExists = distant.exists();
-    if (!facts.localExists || !facts.distantExists)
+    if (!facts.localExists || !facts.distantExists || !local.isPlainFile)
         return facts;
-    facts.localLmd = local.lastModified();
+    facts.localLmd = timeOf(local);
     facts.distantLmd = distant.lastModified();
     QVariantMap record;
     facts.hasRecord =
@@ -45,8 +61,8 @@ VornSyncFileReadyFacts gather(VornSyncDatabase& database, int directoryId, const
     VornSyncFileRow row;
     bool isFound = false;
     if (database.readFileRow(directoryId, distant.fileName(), row, isFound) && isFound)
-        facts.isMarkedNewer = row.isDistantNewer && row.markedLocalSize == local.size() &&
-                              row.markedLocalLmdSecs == facts.localLmd.toSecsSinceEpoch();
+        facts.isMarkedNewer = row.isDistantNewer && row.markedLocalSize == local.size &&
+                              row.markedLocalLmdSecs == local.lmdSecs;
     return facts;
 }
 
@@ -119,8 +135,9 @@ VornSyncFileReadyPlan examine(VornSyncDatabase& database, const QString& filePat
     }
     const QString localDirectory = database.getDirectoryLocalPath(plan.directoryId);
     plan.path = localDirectory + QLatin1Char('/') + fileName;
+    plan.local = VornSyncFiles::facts(plan.path);
     const VornSyncFileReadyFacts facts =
-        gather(database, plan.directoryId, localDirectory, QFileInfo(plan.path), distant);
+        gather(database, plan.directoryId, localDirectory, plan.local, distant);
     trace(QStringLiteral("Synced directory (id=%1), local=%2 (exists=%3), distant=%4 (exists=%5)")
               .arg(QString::number(plan.directoryId), plan.path, yesNo(facts.localExists), filePath,
                    yesNo(facts.distantExists)));

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "vorn_sync_files.h"
 #include "vorn_sync_types.h"
 
 #include <QDateTime>
@@ -38,6 +39,7 @@ struct VornSyncFileReadyPlan
 
     Action action = AnswerMissing;
     QString path;
+    VornSyncFileFacts local;                         // what the decision saw in the place of the local copy
     int directoryId = VornSyncTypes::kNoDirectoryId; // -1: the file is in no registered distant directory
 };
 

@@ -576,7 +576,7 @@ void VornSyncManagerPrivate::startFileReadyCopy(const FileReadyRequest& request,
     m_fileReadyTask = task;
     // The copy may start late, and run on after its time is up: an edit made meanwhile must not be replaced, nor
     // a tombstone set meanwhile be taken back.
-    task->setExpectedDestination(VornSyncFiles::facts(plan.path));
+    task->setExpectedDestination(plan.local);
     m_wasFileReadyTombstoned = VornSyncTypes::isTombstoned(
         m_database->getFileStatus(plan.directoryId, QFileInfo(plan.path).fileName()));
     connect(m_worker, &VornSyncWorker::taskDone, this, &VornSyncManagerPrivate::onFileReadyTaskDone,

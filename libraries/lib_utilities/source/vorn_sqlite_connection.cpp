@@ -12,6 +12,7 @@ constexpr int kSqliteError = 1;
 constexpr int kSqliteReadOnly = 8;
 constexpr int kSqliteIoError = 10;
 constexpr int kSqliteCantOpen = 14;
+constexpr int kSqliteProtocol = 15;
 constexpr int kSqliteTooBig = 18;
 constexpr int kSqliteConstraint = 19;
 constexpr int kSqliteMismatch = 20;
@@ -32,7 +33,8 @@ int primaryCode(const QSqlError& error)
 
 bool mayOutliveItsCause(int code)
 {
-    return code == kSqliteReadOnly || code == kSqliteIoError || code == kSqliteCantOpen;
+    return code == kSqliteReadOnly || code == kSqliteIoError || code == kSqliteCantOpen ||
+           code == kSqliteProtocol;
 }
 
 bool endsStatementOnly(int code)

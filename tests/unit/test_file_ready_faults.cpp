@@ -1,0 +1,67 @@
+#include "engine_fixture.h"
+#include "file_calls.h"
+#include "vorn_sync_file_ready.h"
+
+#include <QTest>
+
+#include <cerrno>
+
+using namespace VornSyncTest;
+
+// What is decided about a file when the disk does not answer every question.
+class TestFileReadyFaults : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void cleanup() { FileCalls::setHooks(FileCalls::Hooks()); }
+
+    void unsentChangesAreNeverReplaced_data();
+    void unsentChangesAreNeverReplaced();
+};
+
+void TestFileReadyFaults::unsentChangesAreNeverReplaced_data()
+{
+    QTest::addColumn<int>("error");
+    QTest::newRow("no access") << EACCES;
+    QTest::newRow("input/output error") << EIO;
+    QTest::newRow("stale handle") << ESTALE;
+}
+
+void TestFileReadyFaults::unsentChangesAreNeverReplaced()
+{
+    QFETCH(int, error);
+    Engine engine;
+    QVERIFY(engine.start());
+    QVERIFY(engine.send("a"_s, "sent"));
+    const QDateTime now = QDateTime::currentDateTimeUtc();
+    QVERIFY(engine.distant().write("a"_s, "newer, of another workstation"));
+    QVERIFY(engine.distant().setLmd("a"_s, now));
+    QVERIFY(engine.local().write("a"_s, "changed, and not sent"));
+    QVERIFY(engine.local().setLmd("a"_s, now));
+
+    const QByteArray localPath = engine.local().path().toUtf8();
+    FileCalls::watch(engine.pair().rootPath().toUtf8());
+    int calls = 0;
+    int failing = 0;
+    FileCalls::Hooks hooks;
+    hooks.before = [&](const FileCalls::Call& call) {
+        const bool isMeant = call.path.startsWith(localPath);
+        return isMeant && calls++ == failing ? error : 0;
+    };
+    FileCalls::setHooks(hooks);
+    // Each call once, and in the end none.
+    bool hasFailed = true;
+    for (; hasFailed; ++failing) {
+        calls = 0;
+        const VornSyncFileReadyPlan plan =
+            VornSyncFileReady::examine(engine.database(), engine.distant().filePath("a"_s));
+        QCOMPARE(plan.action, VornSyncFileReadyPlan::AnswerFound);
+        QCOMPARE(plan.path, engine.local().filePath("a"_s));
+        hasFailed = calls > failing;
+    }
+    QVERIFY(failing > 1);
+}
+
+QTEST_GUILESS_MAIN(TestFileReadyFaults)
+#include "test_file_ready_faults.moc"
