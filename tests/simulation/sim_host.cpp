@@ -68,8 +68,7 @@ void SimHost::start()
         profile.syncIntervalSecs * kMsPerSec, profile.exclusionPatterns);
     connect(m_manager.get(), &VornSyncManager::countersChanged, this, &SimHost::noteErrors);
     m_world.log(QStringLiteral("host starts"));
-    m_manager->addDirectory(alias(), QString::fromUtf8(m_world.directory(SimSide::Local)),
-                            QString::fromUtf8(m_world.directory(SimSide::Distant)));
+    addPair();
     noteErrors();
 }
 
@@ -287,11 +286,29 @@ void SimHost::comeBackLater()
 void SimHost::reset()
 {
     m_world.state().hadDisturbance = true;
+    if (m_world.chance(300))
+        return registerAgain();
     const bool isHard = m_world.chance(300);
     m_world.log(isHard ? QStringLiteral("host wipes the state") : QStringLiteral("host resets the state"));
     const bool isUsable =
         isHard ? m_manager->wipeSyncDatabaseFile() : m_manager->resetSyncDatabase(kResetTimeoutMs);
     m_world.log(isUsable ? QStringLiteral("... done") : QStringLiteral("... failed"));
+    addPair();
+}
+
+// What was known of the pair's files is forgotten.
+void SimHost::registerAgain()
+{
+    m_world.log(QStringLiteral("host removes the pair"));
+    m_manager->delDirectory(alias());
+    QTimer::singleShot(int(m_world.random(kPauseMs)), m_manager.get(), [this] {
+        m_world.log(QStringLiteral("host registers the pair"));
+        addPair();
+    });
+}
+
+void SimHost::addPair()
+{
     m_manager->addDirectory(alias(), QString::fromUtf8(m_world.directory(SimSide::Local)),
                             QString::fromUtf8(m_world.directory(SimSide::Distant)));
 }
@@ -369,6 +386,7 @@ QString SimHost::openWork()
 void SimHost::awaitRest()
 {
     m_manager->resumeAll();
+    addPair();
     m_manager->setDirectoryAvailability(alias(), true);
     const qint64 beginNs = SimWorld::nowNs();
     const qint64 quietNs = (kVerificationCycles + 2) * m_world.profile().syncIntervalSecs * kNsPerSec;

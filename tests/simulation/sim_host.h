@@ -44,6 +44,8 @@ private:
     void resumeLater();
     void comeBackLater();
     void reset();
+    void registerAgain();
+    void addPair();
     void noteErrors();
 
     void heal();

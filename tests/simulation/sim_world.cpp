@@ -193,6 +193,7 @@ bool SimWorld::write(SimSide side, int name, bool isSlow)
     if (!writeAll(draft, bytes.left(made.shownLength), O_TRUNC) ||
         ::rename(draft.constData(), place.constData()) != 0)
         return false;
+    noteAbsence(side, name);
     versionOn(file(name), side) = number;
     if (side == SimSide::Local)
         file(name).localChangedNs = nowNs();
@@ -234,6 +235,7 @@ bool SimWorld::renameLocal(int from, int to)
         return false;
     SimFile& source = file(from);
     SimFile& target = file(to);
+    noteAbsence(SimSide::Local, to);
     target.local = source.local;
     source.local = kSimNoVersion;
     source.localAbsentNs = nowNs();
@@ -247,6 +249,17 @@ bool SimWorld::renameLocal(int from, int to)
     }
     log(QStringLiteral("host renames %1 to %2").arg(named(from), named(to)));
     return true;
+}
+
+// Up to now the file was not there.
+void SimWorld::noteAbsence(SimSide side, int name)
+{
+    if (versionOn(file(name), side) != kSimNoVersion)
+        return;
+    if (side == SimSide::Local)
+        file(name).localAbsentNs = nowNs();
+    if (side == SimSide::Distant)
+        file(name).distantAbsentNs = nowNs();
 }
 
 void SimWorld::setLocalWanted(int name)
@@ -293,6 +306,7 @@ SimWorld::Found SimWorld::look(const QByteArray& path) const
     if (bytes != content(number, bytes.size()))
         return found;
     found.version = number;
+    found.length = bytes.size();
     found.isWhole =
         bytes.size() == known.length || bytes.size() == known.shownLength || bytes.size() == known.length / 2;
     return found;
@@ -373,11 +387,12 @@ void SimWorld::onRenamed(const QByteArray& from, const QByteArray& to)
         file(source).distantAbsentNs = nowNs();
     }
     if (name < 0)
-        return;
+        return judgeUnknownArrival(to);
     ++m_state.engineChanges;
     const FileCalls::Unseen unseen;
     const Found found = look(to);
     const int previous = versionOn(file(name), side);
+    noteAbsence(side, name);
     log(QStringLiteral("engine puts v%1 to %2 %3 (was v%4)")
             .arg(QString::number(found.version), QLatin1String(sideName(side)), named(name),
                  QString::number(previous)));
@@ -386,15 +401,30 @@ void SimWorld::onRenamed(const QByteArray& from, const QByteArray& to)
     versionOn(file(name), side) = found.version;
 }
 
+// A temporary file, or something that must not be there.
+void SimWorld::judgeUnknownArrival(const QByteArray& path)
+{
+    const QString fileName = QFile::decodeName(path.mid(path.lastIndexOf('/') + 1));
+    const QStringList& patterns = m_profile.exclusionPatterns;
+    const bool isExcluded = std::any_of(patterns.begin(), patterns.end(), [&](const QString& pattern) {
+        return fileName.endsWith(pattern.mid(1)); // all of them begin with "*"
+    });
+    if (isExcluded && path.startsWith(directory(SimSide::Distant) + '/'))
+        fail(QStringLiteral("'%1' was sent and is excluded").arg(fileName));
+}
+
 void SimWorld::judgeArrival(SimSide side, int name, const Found& found, int previous)
 {
-    // A file that is new over there is not compared with anything: verification finds what a lying share lost.
-    const bool mayBeTorn =
-        side == SimSide::Distant && previous == kSimNoVersion && m_profile.lyingPermille > 0;
-    if (!found.isWhole && !mayBeTorn)
+    // A file that is new over there is not compared with anything: verification finds what a lying share lost, and
+    // who asks for the file before that gets it as it is.
+    const bool isUnchecked =
+        side == SimSide::Local || (side == SimSide::Distant && previous == kSimNoVersion);
+    if (!found.isWhole && !(isUnchecked && m_profile.lyingPermille > 0))
         fail(QStringLiteral("%1 %2 is torn").arg(QLatin1String(sideName(side)), named(name)));
     if (found.version == kSimNoVersion)
         return;
+    if (!found.isWhole && side == SimSide::Local)
+        version(found.version).shownLength = found.length;
     if (!(version(found.version).places & (1U << name)))
         fail(QStringLiteral("%1 %2 got v%3, which belongs to %4")
                  .arg(QLatin1String(sideName(side)), named(name), QString::number(found.version),
@@ -415,6 +445,8 @@ void SimWorld::judgeLocalArrival(int name, int number, int previous)
     if (!isRecent(file(name).readyWishNs, kWishSecs))
         fail(QStringLiteral("local %1 got v%2, and nobody asked for it")
                  .arg(named(name), QString::number(number)));
+    // It came from the distant side.
+    version(number).deliveredNs = std::max(version(number).deliveredNs, nowNs());
     if (previous == kSimNoVersion || previous == number)
         return;
     const SimVersion& lost = version(previous);
@@ -464,8 +496,11 @@ void SimWorld::onErrorListed(int name, int code)
     log(QStringLiteral("%1 is in error: %2").arg(named(name), QString::number(code)));
     const qint64 windowSecs = 4 * m_profile.syncIntervalSecs + 120;
     const SimFile& listed = file(name);
+    // An error travels with the file that is renamed.
+    if (isRecent(listed.renameWishNs, windowSecs))
+        return;
     if (code == ceSecLocalFileMissing && listed.local != kSimNoVersion &&
-        !isRecent(listed.localAbsentNs, windowSecs) && !isRecent(listed.renameWishNs, windowSecs))
+        !isRecent(listed.localAbsentNs, windowSecs))
         fail(QStringLiteral("%1 is reported missing locally, and has been there").arg(named(name)));
     if (code == ceSecDistantFileMissing && listed.distant != kSimNoVersion &&
         !isRecent(listed.distantAbsentNs, windowSecs))

@@ -134,14 +134,17 @@ private:
     struct Found
     {
         int version = kSimNoVersion;
+        int length = 0;
         bool isWhole = false;
         bool exists = false;
     };
 
     Found look(const QByteArray& path) const;
+    void noteAbsence(SimSide side, int name);
     int newVersion(SimSide side, int name);
     bool hasFinishedSibling(int name) const;
     void judgeRemoval(SimSide side, int name);
+    void judgeUnknownArrival(const QByteArray& path);
     void judgeArrival(SimSide side, int name, const Found& found, int previous);
     void judgeDistantArrival(int name, int number, int previous);
     void judgeLocalArrival(int name, int number, int previous);

@@ -1,5 +1,6 @@
 // Random worlds in simulated time, each from a seed that can be played again.
 
+#include "sim_planted_bugs.h"
 #include "sim_run.h"
 
 #include <chrono>
@@ -24,6 +25,8 @@ struct Options
     bool isLoud = false;
     bool isReplayed = false; // every seed twice: the digests must agree
     bool isShrunk = true;
+    std::string planted;
+    bool isProof = false; // plants every bug in turn, and demands that it is found
 };
 
 struct Totals
@@ -40,8 +43,11 @@ struct Totals
 constexpr char kUsage[] =
     "usage: vorn_sync_simulation [--profile NAME|all] [--from SEED] [--seeds N] [--seconds S]\n"
     "                            [--seed SEED] [--replay] [--loud] [--no-shrink] [--list]\n"
+    "                            [--plant BUG] [--prove]\n"
     "  --seed SEED   that one alone, with everything that happens on standard error\n"
     "  --seconds S   goes on with further seeds until that time is over\n"
+    "  --plant BUG   with that mistake in the library\n"
+    "  --prove       plants one after the other; each must be found within --seeds seeds\n"
     "  --replay      plays each seed twice and demands the same story\n";
 
 double secondsSince(Clock::time_point start)
@@ -92,6 +98,48 @@ bool run(const SimProfile& profile, quint64 seed, const Options& options, Totals
     return true;
 }
 
+// Nothing is proven by a seed that fails anyway.
+bool passesWithout(const SimPlantedBug& bug, const char* profile, quint64 seed)
+{
+    plantBug(std::string());
+    const bool hasPassed = runSimulation(*findSimProfile(profile), seed, false).hasPassed;
+    plantBug(bug.name);
+    return hasPassed;
+}
+
+// How many seeds it took; 0: it was not found.
+quint64 seedsToFind(const SimPlantedBug& bug, quint64 seeds, std::string& how)
+{
+    plantBug(bug.name);
+    quint64 count = 0;
+    for (quint64 seed = 1; count < seeds; ++seed) {
+        for (const char* profile : bug.profiles) {
+            const SimResult result = runSimulation(*findSimProfile(profile), seed, false);
+            ++count;
+            if (!result.hasPassed && passesWithout(bug, profile, seed)) {
+                how = std::string(profile) + ": " + result.reason;
+                return count;
+            }
+        }
+    }
+    return 0;
+}
+
+int prove(quint64 seeds)
+{
+    int missed = 0;
+    for (const SimPlantedBug& bug : simPlantedBugs()) {
+        std::string how;
+        const quint64 count = seedsToFind(bug, seeds, how);
+        missed += count == 0 ? 1 : 0;
+        std::printf("%-24s %-6s %s\n", bug.name, count == 0 ? "MISSED" : std::to_string(count).c_str(),
+                    count == 0 ? bug.what : how.c_str());
+        std::fflush(stdout);
+    }
+    std::printf("%zu planted, %d missed\n", simPlantedBugs().size(), missed);
+    return missed == 0 ? 0 : 1;
+}
+
 bool parse(int count, char** arguments, Options& options)
 {
     for (int i = 1; i < count; ++i) {
@@ -101,6 +149,10 @@ bool parse(int count, char** arguments, Options& options)
             options.isReplayed = true;
         } else if (argument == "--loud") {
             options.isLoud = true;
+        } else if (argument == "--prove") {
+            options.isProof = true;
+        } else if (argument == "--plant" && hasValue) {
+            options.planted = arguments[++i];
         } else if (argument == "--no-shrink") {
             options.isShrunk = false;
         } else if (argument == "--profile" && hasValue) {
@@ -119,6 +171,8 @@ bool parse(int count, char** arguments, Options& options)
             return false;
         }
     }
+    if (!plantBug(options.planted))
+        return false;
     return options.profile == "all" || findSimProfile(options.profile.c_str());
 }
 
@@ -144,6 +198,8 @@ int main(int argc, char** argv)
         return 2;
     }
 
+    if (options.isProof)
+        return prove(options.seeds);
     const auto start = Clock::now();
     Totals totals;
     bool isOver = false;

@@ -1,5 +1,6 @@
 #include "vorn_sync_database.h"
 
+#include "vorn_planted_bugs.h"
 #include "vorn_sqlite_transaction.h"
 #include "vorn_sync_distant_marks.h"
 #include "vorn_sync_file_comparison.h"
@@ -680,8 +681,11 @@ QStringList VornSyncDatabase::getTrashedFilesOlderThan(int directoryId, const QD
     QVariantList values;
     executeQuery(
         values,
-        QStringLiteral("SELECT file_name FROM file_tracking WHERE directories_id = ? AND (status = ? "
-                       "OR status = ?) AND trashed_date < ?"),
+        VORN_PLANTED(purgeByFileTime)
+            ? QStringLiteral("SELECT file_name FROM file_tracking WHERE directories_id = ? AND (status = ? "
+                             "OR status = ?) AND local_lmd < ?")
+            : QStringLiteral("SELECT file_name FROM file_tracking WHERE directories_id = ? AND (status = ? "
+                             "OR status = ?) AND trashed_date < ?"),
         {directoryId, int(ceSfsTrashed), int(ceSfsDeleted), bound(VornSyncTimes::toText(cutoff))});
     QStringList names;
     for (const QVariant& value : qAsConst(values))
@@ -959,6 +963,8 @@ int VornSyncDatabase::cleanupStaleProcessingStates(const StillActiveTest& stillA
 
 bool VornSyncDatabase::readStaleRows(QVector<StaleRow>& staleRows)
 {
+    if (VORN_PLANTED(noStaleRescue))
+        return true;
     const qint64 nowSecs = QDateTime::currentSecsSinceEpoch();
     return forEachRow(QStringLiteral("SELECT file_name, directories_id, status, size, status_changed_at FROM "
                                      "file_tracking WHERE status IN (?, ?, ?, ?, ?, ?)"),

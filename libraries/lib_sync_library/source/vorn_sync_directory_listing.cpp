@@ -1,5 +1,6 @@
 #include "vorn_sync_directory_listing.h"
 
+#include "vorn_planted_bugs.h"
 #include "vorn_sync_log.h"
 
 #include <QFile>
@@ -68,7 +69,7 @@ VornSyncDirectoryListing VornSyncDirectoryListing::read(const QString& directory
 
     if (error == std::errc::no_such_file_or_directory && count == 0) {
         listing.m_outcome = Outcome::Missing;
-    } else if (error) {
+    } else if (error && !VORN_PLANTED(trustHalfListing)) {
         listing.m_outcome = Outcome::Failed;
         listing.m_errorText = QString::fromLocal8Bit(error.message().c_str());
     } else {

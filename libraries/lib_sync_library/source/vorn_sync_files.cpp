@@ -1,5 +1,7 @@
 #include "vorn_sync_files.h"
 
+#include "vorn_planted_bugs.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -76,11 +78,13 @@ VornSyncFileFacts facts(const QString& path)
     VornSyncFileFacts result;
     const QByteArray native = QFile::encodeName(path);
     const int error = statErrno(native, result);
+    if (VORN_PLANTED(errorIsAbsent) && error != 0)
+        result.presence = VornSyncPresence::Absent;
     if (error != ENOENT)
         return result;
     if (isDanglingLink(native))
         result.presence = VornSyncPresence::Present;
-    else if (isReadableDirectory(QFileInfo(path).path()))
+    else if (VORN_PLANTED(missingDirectoryIsEmpty) || isReadableDirectory(QFileInfo(path).path()))
         result.presence = VornSyncPresence::Absent;
     return result;
 }

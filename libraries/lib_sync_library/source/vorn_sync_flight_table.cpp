@@ -1,5 +1,7 @@
 #include "vorn_sync_flight_table.h"
 
+#include "vorn_planted_bugs.h"
+
 void VornSyncFlightTable::setStarting(const VornSyncFileKey& key, bool isStarting)
 {
     QMutexLocker locker(&inFlightMutex);
@@ -35,7 +37,8 @@ bool VornSyncFlightTable::deferDistantRemove(const VornSyncFileKey& key)
     QMutexLocker locker(&inFlightMutex);
     if (!inFlightFiles.contains(key))
         return false;
-    deferredDistantRemoves.insert(key);
+    if (!VORN_PLANTED(loseDeferredRemove))
+        deferredDistantRemoves.insert(key);
     return true;
 }
 

@@ -1,5 +1,7 @@
 #include "vorn_sync_rename_locks.h"
 
+#include "vorn_planted_bugs.h"
+
 bool VornSyncRenameLocks::lock(int directoryId, const QString& oldName, const QString& newName)
 {
     QMutexLocker locker(&renameMutex);
@@ -13,7 +15,7 @@ bool VornSyncRenameLocks::lock(int directoryId, const QString& oldName, const QS
 bool VornSyncRenameLocks::isLocked(int directoryId, const QString& fileName) const
 {
     QMutexLocker locker(&renameMutex);
-    return renameLocks.contains({directoryId, fileName});
+    return renameLocks.contains({directoryId, fileName}) && !VORN_PLANTED(ignoreRenameLock);
 }
 
 QSet<QString> VornSyncRenameLocks::lockedNames(int directoryId) const
@@ -46,6 +48,8 @@ bool VornSyncRenameLocks::release(int directoryId, const QString& oldName, const
 {
     QMutexLocker locker(&renameMutex);
     pendingRenames.remove({directoryId, oldName});
+    if (VORN_PLANTED(keepRenameLock))
+        return true;
     const bool wasOldLocked = renameLocks.remove({directoryId, oldName});
     const bool wasNewLocked = renameLocks.remove({directoryId, newName});
     return wasOldLocked || wasNewLocked;

@@ -1,5 +1,6 @@
 #include "vorn_sync_synchronizer.h"
 
+#include "vorn_planted_bugs.h"
 #include "vorn_sqlite_transaction.h"
 #include "vorn_sync_database.h"
 #include "vorn_sync_error_resolution.h"
@@ -44,6 +45,8 @@ bool isStopping()
 
 QString joined(const QString& directory, const QString& fileName)
 {
+    if (VORN_PLANTED(chainedArg))
+        return QStringLiteral("%2/%1").arg(fileName).arg(directory); // clazy:exclude=qstring-arg
     return directory + QLatin1Char('/') + fileName;
 }
 
@@ -214,12 +217,12 @@ void VornSyncSynchronizer::clearTables(int directoryId)
 
 bool VornSyncSynchronizer::matchesExclusionPattern(const QString& fileName) const
 {
-    return exclusions.matches(fileName);
+    return exclusions.matches(fileName) && !VORN_PLANTED(sendExcluded);
 }
 
 bool VornSyncSynchronizer::hasActiveSideCar(const QString& localFilePath) const
 {
-    if (exclusions.isEmpty() || localFilePath.isEmpty())
+    if (exclusions.isEmpty() || localFilePath.isEmpty() || VORN_PLANTED(ignoreSideCar))
         return false;
     if (currentPass && currentPass->isInDirectory(localFilePath))
         return currentPass->hasActiveSideCar(QFileInfo(localFilePath).fileName(), exclusions);
@@ -846,6 +849,7 @@ void VornSyncSynchronizer::onTaskDone(pVornSyncTask task, bool doneOk)
         completeTask(*task, false);
         return;
     }
+    doneOk = doneOk || VORN_PLANTED(failureIsSuccess);
     if (!doneOk && VornSyncTaskResults::attempts(*task) < kTaskAttempts) {
         retryTask(task);
         return;
@@ -874,6 +878,8 @@ void VornSyncSynchronizer::completeTask(const VornSyncTask& task, bool outcome)
     const bool isOurs = task.directoryId() >= 0;
     const bool isRename = isOurs && task.operation() == ceStoRename;
     bool isRemoveDeferred = false;
+    if (!isOurs && VORN_PLANTED(countFileReady))
+        ++inFlightCount;
     if (isOurs) {
         inFlightCount = qMax(0, inFlightCount - 1);
         isRemoveDeferred = flights.end(key);
@@ -890,7 +896,8 @@ void VornSyncSynchronizer::completeTask(const VornSyncTask& task, bool outcome)
     emit syncCompleted(task.sourcePath(), outcome);
 
     const bool isCopySent = isOurs && outcome && task.operation() == ceStoCopy;
-    if (isCopySent && !isRemoveDeferred && VornSyncTaskResults::isLocalDifferentFromSent(task))
+    if (isCopySent && !isRemoveDeferred && !VORN_PLANTED(recordPresent) &&
+        VornSyncTaskResults::isLocalDifferentFromSent(task))
         changedInFlight.insert(key);
     if (isRename)
         resendAnnounced({key, targetOf(task)});

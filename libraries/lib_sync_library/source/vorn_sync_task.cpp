@@ -1,5 +1,6 @@
 #include "vorn_sync_task.h"
 
+#include "vorn_planted_bugs.h"
 #include "vorn_sync_local_siblings.h"
 #include "vorn_sync_log.h"
 #include "vorn_utilities.h"
@@ -251,7 +252,7 @@ bool VornSyncTask::runOperation()
 
 bool VornSyncTask::isDestinationAsExpected(const QString& destination)
 {
-    if (!m_expectedDestination || destination != m_destinationPath)
+    if (!m_expectedDestination || destination != m_destinationPath || VORN_PLANTED(replaceChangedLocal))
         return true;
     const VornSyncFileFacts now = VornSyncFiles::facts(destination);
     const VornSyncFileFacts& expected = *m_expectedDestination;
@@ -274,7 +275,7 @@ bool VornSyncTask::runCopy()
 
 bool VornSyncTask::runMove()
 {
-    if (!runCopy())
+    if (!runCopy() && !VORN_PLANTED(removeWithoutCopy))
         return false;
     // Both names lead to the file that was just written: there is no second copy to remove.
     if (VornSyncFiles::isSameFile(m_sourcePath, m_destinationPath))
@@ -341,6 +342,9 @@ bool VornSyncTask::runSecuredCopy(const QString& source, const QString& destinat
     // Required: a fresh destination is written directly, without size check or rename.
     if (presence == VornSyncPresence::Absent)
         return copyFile(source, destination, overrideCode);
+
+    if (VORN_PLANTED(copyInPlace))
+        return QFile::remove(destination) && copyFile(source, destination, overrideCode);
 
     const QString workingPath = temporarySibling(destination);
     std::optional<VornSyncLocalSiblings> inLocalDirectory;
@@ -420,7 +424,7 @@ bool VornSyncTask::isCopyComplete(const QString& source, const QString& workingP
     // Required: sizes cut to their low 32 bits, in the comparison and in both texts.
     const qint32 sourceSize = qint32(QFileInfo(source).size());
     const qint32 workingSize = qint32(QFileInfo(workingPath).size());
-    if (sourceSize == workingSize)
+    if (sourceSize == workingSize || VORN_PLANTED(skipSizeCheck))
         return true;
 
     const QString sourceText = QString::number(sourceSize);

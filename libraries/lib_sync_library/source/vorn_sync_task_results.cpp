@@ -1,5 +1,6 @@
 #include "vorn_sync_task_results.h"
 
+#include "vorn_planted_bugs.h"
 #include "vorn_sync_database.h"
 #include "vorn_sync_log.h"
 #include "vorn_sync_rename_locks.h"
@@ -68,7 +69,7 @@ bool VornSyncTaskResults::recordSuccess()
 bool VornSyncTaskResults::recordCopy()
 {
     const QDateTime distantLmd = timeOf(m_task.destinationPath());
-    if (m_task.sourceSizeAtStart() >= 0)
+    if (m_task.sourceSizeAtStart() >= 0 && !VORN_PLANTED(recordPresent))
         return m_database.recordCopy(m_directoryId, m_fileName, m_task.sourceSizeAtStart(),
                                      VornSyncTimes::fromSecs(m_task.sourceLmdSecsAtStart()), distantLmd);
     const VornSyncFileFacts local = VornSyncFiles::facts(m_task.sourcePath());

@@ -1,5 +1,6 @@
 #include "vorn_sync_worker.h"
 
+#include "vorn_planted_bugs.h"
 #include "vorn_sync_log.h"
 
 #include <QThread>
@@ -69,5 +70,6 @@ void VornSyncWorker::processNextCommand()
         emit taskDone(task, result);
     }
     m_processing = false;
-    runNext();
+    if (!VORN_PLANTED(workerForgetsTheRest))
+        runNext();
 }

@@ -1,5 +1,6 @@
 #include "vorn_sqlite_connection.h"
 
+#include "vorn_planted_bugs.h"
 #include "vorn_sqlite_database.h"
 
 #include <QSqlError>
@@ -255,6 +256,6 @@ bool VornSqliteConnection::end(bool commit)
 
 bool VornSqliteConnection::setForeignKeys(bool checked)
 {
-    return runQuietly(checked ? QStringLiteral("PRAGMA foreign_keys=ON")
-                              : QStringLiteral("PRAGMA foreign_keys=OFF"));
+    return runQuietly(checked && !VORN_PLANTED(noForeignKeys) ? QStringLiteral("PRAGMA foreign_keys=ON")
+                                                              : QStringLiteral("PRAGMA foreign_keys=OFF"));
 }
