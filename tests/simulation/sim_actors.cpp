@@ -111,6 +111,7 @@ void SimActors::jumpClock()
     --m_world.state().clockJumpsLeft;
     const qint64 secs = qint64(m_world.random(2 * kLongestJumpSecs)) - kLongestJumpSecs;
     SimScheduler::jumpWall(secs * kMsPerSec);
+    m_world.state().setBackSecs += std::max<qint64>(0, -secs);
     m_world.log(QStringLiteral("the clock jumps by %1 s").arg(secs));
 }
 

@@ -325,9 +325,11 @@ void SimHost::heal()
 qint64 SimHost::healBoundSecs() const
 {
     const SimProfile& profile = m_world.profile();
-    // What failed waits until it is stale, perhaps twice; two verifications; the queue with its retries.
-    return 2 * kLongestStaleSecs + 4 * (kVerificationCycles + 1) * profile.syncIntervalSecs +
-           20 * profile.fileNames.size() + kPauseMs / kMsPerSec;
+    // What failed waits until it is stale, perhaps twice, by a clock that has to come back to where it was first; two
+    // verifications; the queue with its retries.
+    return m_world.state().setBackSecs + 2 * kLongestStaleSecs +
+           4 * (kVerificationCycles + 1) * profile.syncIntervalSecs + 20 * profile.fileNames.size() +
+           kPauseMs / kMsPerSec;
 }
 
 void SimHost::answerAll()

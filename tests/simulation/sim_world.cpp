@@ -195,6 +195,7 @@ bool SimWorld::write(SimSide side, int name, bool isSlow)
         return false;
     noteAbsence(side, name);
     versionOn(file(name), side) = number;
+    file(name).isDeleteOpen = false;
     if (side == SimSide::Local)
         file(name).localChangedNs = nowNs();
     log(QStringLiteral("%1 writes %2: v%3, %4 bytes%5")
@@ -328,7 +329,8 @@ void SimWorld::onRemoved(const QByteArray& path)
         file(name).distantAbsentNs = nowNs();
 }
 
-// Where one rename over the old file is refused, it is removed first: its successor must lie beside it, whole.
+// Where one rename over the old file is refused, it is removed first: its successor must lie beside it, whole, or be
+// the file that the host renamed.
 bool SimWorld::hasFinishedSibling(int name) const
 {
     const QString fileName = m_profile.fileNames.at(name);
@@ -353,15 +355,10 @@ void SimWorld::judgeRemoval(SimSide side, int name)
                      .arg(named(name), QString::number(removed.local), QString::number(removed.trash)));
         return;
     case SimSide::Distant:
-        if (hasFinishedSibling(name))
+        if (hasFinishedSibling(name) || isRecent(removed.renameWishNs, kWishSecs))
             return;
         if (!isRecent(removed.deleteWishNs, kWishSecs))
             fail(QStringLiteral("distant file %1 was removed, and nobody asked for it").arg(named(name)));
-        // Asked for after it was deleted: it comes back with the next pass.
-        if (removed.local != kSimNoVersion && removed.local == removed.distant &&
-            !isRecent(removed.readyWishNs, kWishSecs))
-            fail(QStringLiteral("distant file %1 (v%2) was removed, and is the local one's copy")
-                     .arg(named(name), QString::number(removed.distant)));
         return;
     case SimSide::Trash:
         break;
@@ -472,8 +469,10 @@ void SimWorld::judgeDistantArrival(int name, int number, int previous)
     const bool wasDelivered = sent.deliveredNs >= 0 && sent.incarnation == m_state.incarnation;
     if (previous != kSimNoVersion && previous != number) {
         const SimVersion& lost = version(previous);
-        if (lost.isForeign && wasDelivered && !m_state.hadDisturbance && sent.deliveredNs < lost.writtenNs &&
-            sent.meantNs < lost.writtenNs && sent.writtenNs < sent.deliveredNs)
+        // Required: a rename onto a name that has a row leaves that row, and the next pass finds the file changed.
+        if (lost.isForeign && wasDelivered && !isRecent(file(name).renameWishNs, kWishSecs) &&
+            !m_state.hadDisturbance && sent.deliveredNs < lost.writtenNs && sent.meantNs < lost.writtenNs &&
+            sent.writtenNs < sent.deliveredNs)
             fail(QStringLiteral(
                      "distant %1: v%2 of another workstation was replaced by v%3, which had been sent "
                      "before and not changed since")

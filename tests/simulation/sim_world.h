@@ -72,6 +72,7 @@ struct SimState
     qint64 calls = 0;
     qint64 endNs = 0; // of the safety phase
     SimWeather weather = SimWeather::Fair;
+    qint64 setBackSecs = 0; // by how much the clock was set back in all
     bool isHealing = false;
     bool hadDisturbance = false; // a crash, a fault or a reset: what was delivered may be sent again
     bool isDone = false;
