@@ -8,7 +8,7 @@ set -euo pipefail
 # Families of classes, from the ground up. The members of a family know one another; a new class gets its
 # place here before it gets a user.
 declare -A members=(
-    [utilities]="vorn_utilities"
+    [utilities]="vorn_utilities vorn_planted_bugs"
     [sqlite]="vorn_sqlite_database vorn_sqlite_connection vorn_sqlite_connections vorn_sqlite_transaction"
     [floor]="vorn_sync_types vorn_sync_log vorn_sync_times vorn_sync_files vorn_sync_local_siblings
         vorn_sync_thread"

@@ -67,6 +67,8 @@ VornSyncDirectoryListing VornSyncDirectoryListing::read(const QString& directory
         visit(entry);
     }
 
+    if (VORN_PLANTED(missingDirectoryIsEmpty) && count == 0)
+        error.clear();
     if (error == std::errc::no_such_file_or_directory && count == 0) {
         listing.m_outcome = Outcome::Missing;
     } else if (error && !VORN_PLANTED(trustHalfListing)) {

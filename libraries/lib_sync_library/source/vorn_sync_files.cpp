@@ -84,7 +84,7 @@ VornSyncFileFacts facts(const QString& path)
         return result;
     if (isDanglingLink(native))
         result.presence = VornSyncPresence::Present;
-    else if (VORN_PLANTED(missingDirectoryIsEmpty) || isReadableDirectory(QFileInfo(path).path()))
+    else if (isReadableDirectory(QFileInfo(path).path()))
         result.presence = VornSyncPresence::Absent;
     return result;
 }
