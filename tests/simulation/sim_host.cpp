@@ -55,6 +55,7 @@ void SimHost::live()
     }
     m_disk.setWeather(SimWeather::Fair);
     awaitRest();
+    probe();
     stop();
     checkDatabase();
     m_world.state().isDone = true;
@@ -63,6 +64,8 @@ void SimHost::live()
 void SimHost::start()
 {
     const SimProfile& profile = m_world.profile();
+    for (int number = 0; number < m_world.nameCount(); ++number)
+        m_world.file(number).lockedSinceNs = -1;
     m_manager = std::make_unique<VornSyncManager>(
         QString::fromUtf8(m_world.root() + "/state/state.db"), QString::fromUtf8(m_world.root() + "/trash"),
         profile.syncIntervalSecs * kMsPerSec, profile.exclusionPatterns);
@@ -211,6 +214,7 @@ void SimHost::beginRename(int from)
     m_world.file(from).renameWishNs = m_world.file(to).renameWishNs = SimWorld::nowNs();
     if (!m_manager->lockForRename(alias(), name(from), name(to)))
         return;
+    m_world.file(from).lockedSinceNs = m_world.file(to).lockedSinceNs = SimWorld::nowNs();
     m_world.log(QStringLiteral("host locks '%1' and '%2'").arg(name(from).left(24), name(to).left(24)));
     QTimer::singleShot(int(m_world.random(kRenameStepMs)), m_manager.get(),
                        [this, from, to] { moveForRename(from, to); });
@@ -230,6 +234,7 @@ void SimHost::endRename(int from, int to, bool isMoved)
         QStringLiteral("host %1 the rename of '%2'")
             .arg(isMoved ? QStringLiteral("commits") : QStringLiteral("gives up"), name(from).left(24)));
     m_world.file(from).renameWishNs = m_world.file(to).renameWishNs = SimWorld::nowNs();
+    m_world.file(from).lockedSinceNs = m_world.file(to).lockedSinceNs = -1;
     if (isMoved)
         m_manager->commitRename(alias(), name(from), name(to));
     else
@@ -407,6 +412,16 @@ void SimHost::awaitRest()
         if (quietSinceNs < 0 && now - beginNs > healBoundSecs() * kNsPerSec)
             m_world.fail(QStringLiteral("it never comes to rest: ") + open);
     }
+}
+
+// What was left locked or in flight would hold one of these back for ever.
+void SimHost::probe()
+{
+    for (int number = 0; number < m_world.nameCount(); ++number) {
+        if (m_world.file(number).local != kSimNoVersion)
+            writeAndTell(number);
+    }
+    awaitRest();
 }
 
 void SimHost::checkDatabase()

@@ -50,6 +50,7 @@ private:
 
     void heal();
     void awaitRest();
+    void probe();
     QString openWork();
     QString listedErrors() const;
     void checkDatabase();

@@ -25,7 +25,7 @@ namespace VornSyncTest {
 namespace {
 
 constexpr qint64 kNsPerSec = 1000000000;
-constexpr qint64 kStartWallSecs = 1774659600; // 2026-03-28: daylight saving time begins in the night to come
+constexpr qint64 kStartWallSecs = 1774744800; // 2026-03-29 00:40 UTC: daylight saving time begins at 01:00
 constexpr unsigned kHangSecs = 300;           // of real time
 constexpr int kMostCallsBeforeCrash = 3000;
 constexpr double kSecsPerDay = 86400;

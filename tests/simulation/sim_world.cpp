@@ -495,6 +495,8 @@ void SimWorld::onErrorListed(int name, int code)
     log(QStringLiteral("%1 is in error: %2").arg(named(name), QString::number(code)));
     const qint64 windowSecs = 4 * m_profile.syncIntervalSecs + 120;
     const SimFile& listed = file(name);
+    if (listed.lockedSinceNs >= 0 && !isRecent(listed.lockedSinceNs, 1) && m_profile.faultPermille == 0)
+        fail(QStringLiteral("%1 is reported while a rename has its name").arg(named(name)));
     // An error travels with the file that is renamed.
     if (isRecent(listed.renameWishNs, windowSecs))
         return;
@@ -537,6 +539,23 @@ QString SimWorld::restProblem()
         if (!isNewer && !known.mayBeOld)
             return QStringLiteral("%1 is v%2 locally and v%3 on the distant side")
                 .arg(named(name), QString::number(local.version), QString::number(distant.version));
+    }
+    return leftOver();
+}
+
+// Where nothing went wrong nothing may be left behind.
+QString SimWorld::leftOver() const
+{
+    if (m_state.hadDisturbance || m_profile.hasSideCars)
+        return QString();
+    for (const SimSide side : {SimSide::Local, SimSide::Distant}) {
+        const QStringList entries =
+            QDir(QFile::decodeName(directory(side))).entryList(QDir::Files | QDir::Hidden);
+        for (const QString& entry : entries) {
+            if (!m_profile.fileNames.contains(entry))
+                return QStringLiteral("'%1' was left on the %2 side")
+                    .arg(entry, QLatin1String(sideName(side)));
+        }
     }
     return QString();
 }

@@ -46,10 +46,11 @@ struct SimFile
     qint64 localChangedNs = 0;
     qint64 localAbsentNs = 0; // when it was absent last
     qint64 distantAbsentNs = 0;
-    qint64 trashWishNs = -1;  // the user asked for the move
-    qint64 deleteWishNs = -1; // the host announced a deletion
-    qint64 readyWishNs = -1;  // the host asked for the file
-    qint64 renameWishNs = -1; // the host renamed it, from or to
+    qint64 trashWishNs = -1;   // the user asked for the move
+    qint64 deleteWishNs = -1;  // the host announced a deletion
+    qint64 readyWishNs = -1;   // the host asked for the file
+    qint64 renameWishNs = -1;  // the host renamed it, from or to
+    qint64 lockedSinceNs = -1; // the host holds the name for a rename
     qint64 sideCarSinceNs = -1;
     int listedCode = 0;        // the error that the host was shown
     bool mayBeOld = false;     // an empty mount point took in a version meant for the share
@@ -132,6 +133,8 @@ public:
     QString restProblem();
 
 private:
+    QString leftOver() const;
+
     struct Found
     {
         int version = kSimNoVersion;

@@ -23,7 +23,7 @@ QSet<QString> VornSyncRenameLocks::lockedNames(int directoryId) const
     QSet<QString> names;
     QMutexLocker locker(&renameMutex);
     for (const VornSyncFileKey& key : renameLocks) {
-        if (key.first == directoryId)
+        if (key.first == directoryId && !VORN_PLANTED(ignoreRenameLock))
             names.insert(key.second);
     }
     return names;
