@@ -18,6 +18,8 @@ namespace {
 constexpr int kMsPerSec = 1000;
 constexpr qint64 kNsPerMs = 1000000;
 constexpr qint64 kNsPerSec = 1000000000;
+constexpr int kChangedMindPermille = 150;
+constexpr int kChangedMindMs = 400; // while the copy waits or runs
 constexpr int kRenameStepMs = 2000;
 constexpr int kPauseMs = 120000;
 constexpr int kResetTimeoutMs = 3000;
@@ -169,6 +171,10 @@ void SimHost::writeAndTell(int number)
     if (!m_world.write(SimSide::Local, number))
         return;
     m_manager->notifyLocalFileChanged(alias(), name(number));
+    // Some change their mind at once.
+    if (!m_world.state().isHealing && m_world.chance(kChangedMindPermille))
+        QTimer::singleShot(int(m_world.random(kChangedMindMs)), m_manager.get(),
+                           [this, number] { deleteAndTell(number); });
 }
 
 void SimHost::deleteAndTell(int number)

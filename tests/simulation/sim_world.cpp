@@ -322,6 +322,9 @@ void SimWorld::onRemoved(const QByteArray& path)
     ++m_state.engineChanges;
     log(QStringLiteral("engine removes %1 %2").arg(QLatin1String(sideName(side)), named(name)));
     judgeRemoval(side, name);
+    // It is as if it had never been sent.
+    if (side == SimSide::Distant && file(name).distant != kSimNoVersion)
+        version(file(name).distant).deliveredNs = -1;
     versionOn(file(name), side) = kSimNoVersion;
     if (side == SimSide::Local)
         file(name).localAbsentNs = nowNs();
