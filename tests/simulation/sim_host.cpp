@@ -198,8 +198,11 @@ void SimHost::tombstone(int number)
     m_manager->tombstoneLocalFile(alias(), name(number));
 }
 
-void SimHost::moveToTrash(int number)
+void SimHost::moveToTrash(int first)
 {
+    int number = first;
+    for (int i = 0; i < m_world.nameCount() && m_world.file(number).local == kSimNoVersion; ++i)
+        number = (number + 1) % m_world.nameCount();
     m_world.log(QStringLiteral("host asks to move '%1' to the trash").arg(name(number).left(24)));
     m_world.file(number).trashWishNs = SimWorld::nowNs();
     m_manager->moveToTrashFile(alias(), name(number));

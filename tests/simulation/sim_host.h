@@ -34,7 +34,7 @@ private:
     void writeAndTell(int name);
     void deleteAndTell(int name);
     void tombstone(int name);
-    void moveToTrash(int name);
+    void moveToTrash(int first); // that one, or the next that is there
     void askFor(int name);
     void beginRename(int from);
     void moveForRename(int from, int to);

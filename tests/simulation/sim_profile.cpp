@@ -81,12 +81,12 @@ SimProfile longHaul()
 {
     SimProfile profile = calm();
     profile.name = "long-haul";
-    profile.fileNames = QStringList{text("a.txt"), text("b.doc"), text("c"), text("d.tar.gz")};
+    profile.fileNames << text("e.ods") << text("f.mail") << text("g.jpeg") << text("old.txt");
     profile.syncIntervalSecs = 1800;
     profile.durationSecs = 45 * kDaySecs;
-    profile.hostPauseSecs = kDaySecs / 2;
-    profile.userPauseSecs = kDaySecs / 2;
-    profile.otherPauseSecs = kDaySecs;
+    profile.hostPauseSecs = kDaySecs;
+    profile.userPauseSecs = 8 * kDaySecs; // what lies in the trash is mostly left there
+    profile.otherPauseSecs = 4 * kDaySecs;
     profile.weatherPauseSecs = kDaySecs / 2;
     profile.crashes = 2;
     profile.yieldPermille = 50;
