@@ -18,6 +18,7 @@ namespace {
 constexpr int kMsPerSec = 1000;
 constexpr qint64 kNsPerMs = 1000000;
 constexpr qint64 kNsPerSec = 1000000000;
+constexpr int kRestartPermille = 150; // of its occasions: what piles up needs time
 constexpr int kChangedMindPermille = 150;
 constexpr int kChangedMindMs = 400; // while the copy waits or runs
 constexpr int kRenameStepMs = 2000;
@@ -132,6 +133,8 @@ void SimHost::act()
         m_manager->setDirectoryAvailability(alias(), false);
         return comeBackLater();
     case 3:
+        if (!m_world.chance(kRestartPermille))
+            return askFor(int(m_world.random(quint64(m_world.nameCount()))));
         stop();
         return start();
     case 4:
