@@ -35,7 +35,8 @@ QStringList tableStatements()
                        "DEFAULT 0, unanswered_name TEXT)"),
         // Without a foreign key: it would refuse what old rows without a directory go through.
         QStringLiteral("CREATE TABLE IF NOT EXISTS file_waits (directories_id INTEGER NOT NULL, file_name "
-                       "TEXT NOT NULL, since INTEGER NOT NULL, tries INTEGER NOT NULL DEFAULT 0, PRIMARY KEY "
+                       "TEXT NOT NULL, since INTEGER NOT NULL, tries INTEGER NOT NULL DEFAULT 0, last_error "
+                       "INTEGER NOT NULL DEFAULT 0, PRIMARY KEY "
                        "(directories_id, file_name)) WITHOUT ROWID"),
         QStringLiteral(
             "CREATE TABLE IF NOT EXISTS file_deferrals (directories_id INTEGER NOT NULL, file_name "
@@ -73,10 +74,10 @@ QStringList pairTriggerStatements()
 QStringList waitTriggerStatements()
 {
     const QString begin =
-        QStringLiteral("INSERT OR IGNORE INTO file_waits (directories_id, file_name, since, tries) VALUES "
-                       "(NEW.directories_id, NEW.file_name, CAST(COALESCE(strftime('%s', "
+        QStringLiteral("INSERT OR IGNORE INTO file_waits (directories_id, file_name, since, tries, "
+                       "last_error) VALUES (NEW.directories_id, NEW.file_name, CAST(COALESCE(strftime('%s', "
                        "NEW.status_changed_at), strftime('%s', 'now')) AS INTEGER), NEW.status IN (20, 36, "
-                       "68));");
+                       "68), NEW.error_code);");
     const QString endNew = QLatin1String("DELETE FROM file_waits WHERE ") + keyIs("NEW") + QLatin1Char(';');
     const QString statusChanges =
         QStringLiteral("AFTER UPDATE OF status ON file_tracking WHEN OLD.status IS NOT NEW.status AND ");
@@ -98,6 +99,10 @@ QStringList waitTriggerStatements()
         trigger("file_waits_go_on",
                 statusChanges + QLatin1String("NEW.status IN (20, 36, 68) AND OLD.status IN (18, 34, 66)"),
                 QStringLiteral("UPDATE file_waits SET tries = tries + 1 WHERE ") + keyIs("NEW") +
+                    QLatin1Char(';')),
+        trigger("file_waits_error",
+                QStringLiteral("AFTER UPDATE OF error_code ON file_tracking WHEN NEW.error_code != 0"),
+                QStringLiteral("UPDATE file_waits SET last_error = NEW.error_code WHERE ") + keyIs("NEW") +
                     QLatin1Char(';')),
         trigger("file_waits_end", statusChanges + atRest("NEW"), endNew),
         trigger("file_waits_key",
@@ -129,9 +134,10 @@ QStringList rowStatements()
     return {
         QStringLiteral("INSERT OR IGNORE INTO pair_progress (directories_id, since) SELECT id, "
                        "CAST(strftime('%s', 'now') AS INTEGER) FROM directories"),
-        QStringLiteral("INSERT OR IGNORE INTO file_waits (directories_id, file_name, since) SELECT "
-                       "f.directories_id, f.file_name, CAST(COALESCE(strftime('%s', f.status_changed_at), "
-                       "strftime('%s', 'now')) AS INTEGER) FROM file_tracking f WHERE NOT ") +
+        QStringLiteral("INSERT OR IGNORE INTO file_waits (directories_id, file_name, since, last_error) "
+                       "SELECT f.directories_id, f.file_name, CAST(COALESCE(strftime('%s', "
+                       "f.status_changed_at), strftime('%s', 'now')) AS INTEGER), f.error_code FROM "
+                       "file_tracking f WHERE NOT ") +
             atRest("f"),
         QStringLiteral("DELETE FROM file_waits WHERE NOT EXISTS (SELECT 1 FROM file_tracking f WHERE "
                        "f.file_name = file_waits.file_name AND f.directories_id = file_waits.directories_id "
