@@ -97,6 +97,7 @@ private slots:
     void rowWithoutADirectory();
     void olderFileIsFilledIn();
     void missingPartsAreMadeAgain();
+    void otherShapesAreMadeAnew();
     void removedDirectory();
     void reset();
 
@@ -200,7 +201,10 @@ void TestSyncProgressNotes::waitFollowsTheRow()
     const int id = m_fixture->directoryId;
     QVERIFY(m_fixture->database.setFileStatus(id, "a"_s, ceSfsPendingSync, ceSecNone));
     QVERIFY(m_fixture->database.setFileStatus(id, "b"_s, ceSfsUnknown, ceSecNone));
+    QVERIFY(ageWait("a"_s, 1000));
     const QVariant since = waitOf(m_fixture->raw, "a"_s).value("since"_s);
+    QVERIFY(m_fixture->database.initialize()); // a new start is no new wait
+    QCOMPARE(waitOf(m_fixture->raw, "a"_s).value("since"_s), since);
     QVERIFY(m_fixture->database.renameFile(id, "a"_s, "new"_s));
     QCOMPARE(waiting(m_fixture->raw), "b,new"_s);
     QCOMPARE(waitOf(m_fixture->raw, "new"_s).value("since"_s), since);
@@ -308,6 +312,23 @@ void TestSyncProgressNotes::missingPartsAreMadeAgain()
     QCOMPARE(waiting(m_fixture->raw), "b,c"_s);
     QVERIFY(m_fixture->database.recordFileSync(m_fixture->directoryId, "b"_s, 1, longAgo(), longAgo()));
     QCOMPARE(waiting(m_fixture->raw), "c"_s);
+}
+
+// Notes of another version: theirs are given up, and nothing else is lost.
+void TestSyncProgressNotes::otherShapesAreMadeAnew()
+{
+    QVERIFY(m_fixture->insert("a"_s, ceSfsPendingSync) && m_fixture->insert("b"_s, ceSfsUpToDate));
+    QVERIFY(m_fixture->raw.execAll(
+        {"DROP TABLE file_waits"_s, "CREATE TABLE file_waits (other TEXT)"_s, "DROP TRIGGER file_waits_end"_s,
+         "CREATE TRIGGER file_waits_end AFTER UPDATE ON file_tracking BEGIN UPDATE file_waits SET more = 1; END"_s}));
+    QVERIFY(m_fixture->database.initialize());
+    QCOMPARE(waiting(m_fixture->raw), "a"_s);
+    QVERIFY(m_fixture->database.setFileStatus(m_fixture->directoryId, "b"_s, ceSfsUnknown, ceSecNone));
+    QCOMPARE(waiting(m_fixture->raw), "a,b"_s);
+    QVERIFY(m_fixture->database.recordFileSync(m_fixture->directoryId, "a"_s, 1, longAgo(), longAgo()));
+    QCOMPARE(waiting(m_fixture->raw), "b"_s);
+    QCOMPARE(m_fixture->rowCount(), 2);
+    QCOMPARE(m_fixture->errorTexts(), QStringList());
 }
 
 void TestSyncProgressNotes::removedDirectory()

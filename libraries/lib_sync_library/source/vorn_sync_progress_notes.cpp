@@ -4,8 +4,10 @@
 #include "vorn_sqlite_silence.h"
 
 #include <QDateTime>
+#include <QHash>
 #include <QStringList>
 #include <QVariantList>
+#include <QVector>
 
 namespace {
 
@@ -24,36 +26,50 @@ QString keyIs(const char* row)
         .arg(QLatin1String(row));
 }
 
-QStringList tableStatements()
+struct Object
+{
+    QString name;
+    QString sql; // as SQLite keeps it
+};
+
+Object table(const char* name, const QString& definition)
+{
+    return {QLatin1String(name), QStringLiteral("CREATE TABLE %1 %2").arg(QLatin1String(name), definition)};
+}
+
+Object trigger(const char* name, const QString& event, const QString& body)
+{
+    return {QLatin1String(name),
+            QStringLiteral("CREATE TRIGGER %1 %2 BEGIN %3 END").arg(QLatin1String(name), event, body)};
+}
+
+QVector<Object> tables()
 {
     return {
-        QStringLiteral("CREATE TABLE IF NOT EXISTS pair_progress (directories_id INTEGER PRIMARY KEY "
-                       "REFERENCES directories(id) ON DELETE CASCADE, since INTEGER NOT NULL, "
-                       "sync_interval_ms INTEGER, local_listed_at INTEGER, distant_listed_at INTEGER, "
-                       "unexamined_since INTEGER, unexamined_files INTEGER NOT NULL DEFAULT 0, "
-                       "unexamined_name TEXT, verified_at INTEGER, unanswered_files INTEGER NOT NULL "
-                       "DEFAULT 0, unanswered_name TEXT)"),
+        table("pair_progress",
+              QStringLiteral(
+                  "(directories_id INTEGER PRIMARY KEY REFERENCES directories(id) ON DELETE CASCADE, "
+                  "since INTEGER NOT NULL, sync_interval_ms INTEGER, local_listed_at INTEGER, "
+                  "distant_listed_at INTEGER, unexamined_since INTEGER, unexamined_files INTEGER NOT "
+                  "NULL DEFAULT 0, unexamined_name TEXT, verified_at INTEGER, unanswered_files "
+                  "INTEGER NOT NULL DEFAULT 0, unanswered_name TEXT)")),
         // Without a foreign key: it would refuse what old rows without a directory go through.
-        QStringLiteral("CREATE TABLE IF NOT EXISTS file_waits (directories_id INTEGER NOT NULL, file_name "
-                       "TEXT NOT NULL, since INTEGER NOT NULL, tries INTEGER NOT NULL DEFAULT 0, last_error "
-                       "INTEGER NOT NULL DEFAULT 0, PRIMARY KEY "
-                       "(directories_id, file_name)) WITHOUT ROWID"),
-        QStringLiteral(
-            "CREATE TABLE IF NOT EXISTS file_deferrals (directories_id INTEGER NOT NULL, file_name "
-            "TEXT NOT NULL, since INTEGER NOT NULL, times INTEGER NOT NULL DEFAULT 0, PRIMARY KEY "
-            "(directories_id, file_name), FOREIGN KEY (directories_id) REFERENCES directories(id) "
-            "ON DELETE CASCADE) WITHOUT ROWID"),
+        table("file_waits",
+              QStringLiteral(
+                  "(directories_id INTEGER NOT NULL, file_name TEXT NOT NULL, since INTEGER NOT NULL, "
+                  "tries INTEGER NOT NULL DEFAULT 0, last_error INTEGER NOT NULL DEFAULT 0, PRIMARY "
+                  "KEY (directories_id, file_name)) WITHOUT ROWID")),
+        table("file_deferrals",
+              QStringLiteral(
+                  "(directories_id INTEGER NOT NULL, file_name TEXT NOT NULL, since INTEGER NOT NULL, "
+                  "times INTEGER NOT NULL DEFAULT 0, PRIMARY KEY (directories_id, file_name), "
+                  "FOREIGN KEY (directories_id) REFERENCES directories(id) ON DELETE CASCADE) "
+                  "WITHOUT ROWID")),
     };
 }
 
-QString trigger(const char* name, const QString& event, const QString& body)
-{
-    return QStringLiteral("CREATE TRIGGER IF NOT EXISTS %1 %2 BEGIN %3 END")
-        .arg(QLatin1String(name), event, body);
-}
-
 // A pair that was given another directory has not been listed at all.
-QStringList pairTriggerStatements()
+QVector<Object> pairTriggers()
 {
     const QString now = QStringLiteral("CAST(strftime('%s', 'now') AS INTEGER)");
     return {
@@ -71,7 +87,7 @@ QStringList pairTriggerStatements()
 }
 
 // A file waits from the first status that is no rest to the next that is one, whatever lies between.
-QStringList waitTriggerStatements()
+QVector<Object> waitTriggers()
 {
     const QString begin =
         QStringLiteral("INSERT OR IGNORE INTO file_waits (directories_id, file_name, since, tries, "
@@ -116,7 +132,7 @@ QStringList waitTriggerStatements()
 }
 
 // What is sent, or is the user's word, is put off no longer.
-QStringList deferralTriggerStatements()
+QVector<Object> deferralTriggers()
 {
     const QString isOver = QStringLiteral("WHEN NEW.status IN (18, 20, 33, 34, 36, 40, 66, 68)");
     const QString forget =
@@ -170,13 +186,37 @@ bool VornSyncProgressNotes::install()
     // A view of that name has no triggers of this kind.
     if (!isTable("file_tracking") || !isTable("directories"))
         return true;
-    const QStringList statements = tableStatements() + pairTriggerStatements() + waitTriggerStatements() +
-                                   deferralTriggerStatements() + rowStatements();
+    VornSqliteDatabase::Rows rows;
+    if (!m_database.executeQuery(
+            rows,
+            QStringLiteral("SELECT name, type, sql FROM sqlite_master WHERE name GLOB 'pair_progress*' OR "
+                           "name GLOB 'file_waits*' OR name GLOB 'file_deferrals*'")))
+        return false;
+    QHash<QString, QVariantMap> present;
+    for (const QVariantMap& row : qAsConst(rows))
+        present.insert(row.value(QStringLiteral("name")).toString(), row);
+    const QVector<Object> objects = tables() + pairTriggers() + waitTriggers() + deferralTriggers();
+    for (const Object& object : objects) {
+        if (!put(object.name, object.sql, present.value(object.name)))
+            return false;
+    }
+    const QStringList statements = rowStatements();
     for (const QString& statement : statements) {
         if (!m_database.executeQuery(statement))
             return false;
     }
     return true;
+}
+
+// A table or a trigger of another shape is another version's: a trigger that does not fit its table would let no
+// row be written any more.
+bool VornSyncProgressNotes::put(const QString& name, const QString& sql, const QVariantMap& present)
+{
+    if (present.value(QStringLiteral("sql")).toString() == sql)
+        return true;
+    const QString type = present.value(QStringLiteral("type")).toString();
+    return (type.isEmpty() || m_database.executeQuery(QStringLiteral("DROP %1 %2").arg(type, name))) &&
+           m_database.executeQuery(sql);
 }
 
 bool VornSyncProgressNotes::isTable(const char* name)

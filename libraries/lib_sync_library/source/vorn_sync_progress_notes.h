@@ -2,6 +2,7 @@
 
 #include <QSet>
 #include <QString>
+#include <QVariantMap>
 #include <QtGlobal>
 
 class VornSqliteDatabase;
@@ -58,6 +59,7 @@ public:
 
 private:
     bool isTable(const char* name);
+    bool put(const QString& name, const QString& sql, const QVariantMap& present);
     void noteListings(const VornSyncPassNote& note);
     void keepDeferrals(int directoryId, const QSet<QString>& fileNames);
 
