@@ -119,6 +119,7 @@ private slots:
     void pausedAltogether();
     void fileThatWaits();
     void queueIsGivenTime();
+    void leftOutCyclesAreAnExcuse();
     void manyFilesThatWait();
     void unverified();
     void unverifiableFile();
@@ -476,6 +477,23 @@ void TestCliStatus::queueIsGivenTime()
     QCOMPARE(after.value("queue"_l).toObject().value("bytes"_l).toDouble(), double(kSize));
     for (const QLatin1String& limit : {"wait_s"_l, "unlisted_s"_l})
         QCOMPARE(limitOf(after, limit) - limitOf(before, limit), kExpectedSecs);
+}
+
+// While much is sent no cycle comes by, and the last files have waited as long as all others took.
+void TestCliStatus::leftOutCyclesAreAnExcuse()
+{
+    CliHost host;
+    QVERIFY(host.startWith({"a"_s}));
+    QVERIFY(stop(host));
+    QVERIFY(host.database().exec("UPDATE file_tracking SET status = 20"_s));
+    QVERIFY(ageListings(host, kDaySecs) && ageWaits(host, kDaySecs));
+    VERIFY_EXIT(host.run({"status"_s}), kStuck);
+    QVERIFY(host.database().exec("UPDATE pair_progress SET saturated_at = strftime('%s', 'now') - 60"_s));
+    VERIFY_EXIT(host.run({"status"_s}), kOk);
+    VERIFY_EXIT(host.run({"status"_s, "--max-wait"_s, "3600"_s}), kStuck);
+    VERIFY_EXIT(host.run({"status"_s, "--max-unlisted"_s, "3600"_s}), kStuck);
+    QVERIFY(host.database().exec("UPDATE pair_progress SET saturated_at = saturated_at - ?"_s, {kDaySecs}));
+    VERIFY_EXIT(host.run({"status"_s}), kStuck);
 }
 
 void TestCliStatus::manyFilesThatWait()

@@ -126,6 +126,7 @@ private slots:
     void engine_retries();
     void engine_sideCar();
     void engine_sideCarOfAFileThatGoes();
+    void engine_leftOutCycles();
     void engine_lockedFileHoldsNothingUp();
 
 private:
@@ -740,6 +741,28 @@ void TestSyncProgressNotes::engine_sideCarOfAFileThatGoes()
     QVERIFY(QFile::rename(engine.distant().path() + "-away"_s, engine.distant().path()));
     engine.pass();
     QCOMPARE(deferred(engine.raw()), QString());
+}
+
+// A cycle that is left out is an excuse for what waits, but only while something is sent.
+void TestSyncProgressNotes::engine_leftOutCycles()
+{
+    constexpr int kSaturated = 10;
+    Engine engine;
+    QVERIFY(engine.start());
+    QVERIFY(engine.database().setDirectoryAvailable(engine.id()));
+    for (int i = 0; i <= kSaturated; ++i)
+        QVERIFY(engine.local().write("file %1"_s.arg(i), "x"));
+    const auto saturated = [&] { return pairOf(engine.raw(), engine.id()).value("saturated_at"_s); };
+    engine.pass();
+    engine.sync().periodicSynchronization();
+    QVERIFY(saturated().isNull());
+    QVERIFY(engine.runNext());
+    engine.sync().periodicSynchronization();
+    QVERIFY(saturated().toLongLong() > 0);
+    QVERIFY(engine.raw().exec("UPDATE pair_progress SET saturated_at = 5"_s));
+    engine.sync().periodicSynchronization();
+    QCOMPARE(saturated().toInt(), 5);
+    QCOMPARE(engine.taskCount(), kSaturated);
 }
 
 // A pass over files that need nothing wrote nothing before there were notes, and must not fail for them.

@@ -94,32 +94,41 @@ int VornCliGuard::intervalMs(const VornCliPairProgress& pair) const
     return pair.intervalMs > 0 ? pair.intervalMs : kDefaultIntervalMs;
 }
 
-// What is queued is sent one after the other, and cycles are skipped while it is much.
+// What is queued is sent one after the other.
 qint64 VornCliGuard::queueSecs() const
 {
     return secsUp(m_progress.queuedFiles * kQueueStepMs) + m_progress.queuedBytes / kSlowBytesPerSec;
 }
 
-qint64 VornCliGuard::waitLimit(const VornCliPairProgress& pair) const
+// While much is sent, cycles are left out: what waits for one waits from the last such moment on. A limit that is
+// given is meant as it is.
+VornCliGuard::Limit VornCliGuard::limit(const std::optional<qint64>& given, qint64 computedSecs,
+                                        const VornCliPairProgress& pair) const
 {
-    const qint64 roundSecs = 2 * secsUp(intervalMs(pair)) + kRetriesSecs + kLongestStaleSecs;
-    return m_limits.waitSecs.value_or(kMissedRounds * roundSecs + queueSecs());
+    if (given)
+        return {*given, 0};
+    return {computedSecs + queueSecs(), std::min(pair.saturated, m_nowSecs)};
 }
 
-qint64 VornCliGuard::unlistedLimit(const VornCliPairProgress& pair) const
+VornCliGuard::Limit VornCliGuard::waitLimit(const VornCliPairProgress& pair) const
 {
-    return m_limits.unlistedSecs.value_or(kMissedCycles * secsUp(intervalMs(pair)) + kSlackSecs +
-                                          queueSecs());
+    const qint64 roundSecs = 2 * secsUp(intervalMs(pair)) + kRetriesSecs + kLongestStaleSecs;
+    return limit(m_limits.waitSecs, kMissedRounds * roundSecs, pair);
+}
+
+VornCliGuard::Limit VornCliGuard::unlistedLimit(const VornCliPairProgress& pair) const
+{
+    return limit(m_limits.unlistedSecs, kMissedCycles * secsUp(intervalMs(pair)) + kSlackSecs, pair);
 }
 
 // Just before a verification of all files ends, the beginning of the one before it lies two of them back.
-qint64 VornCliGuard::unverifiedLimit(const VornCliPairProgress& pair) const
+VornCliGuard::Limit VornCliGuard::unverifiedLimit(const VornCliPairProgress& pair) const
 {
     const qint64 budgetMs =
         std::max(kVerificationBudgetMinimumMs, qint64(intervalMs(pair)) * kVerificationBudgetPercent / 100);
     const qint64 turns = m_progress.upToDateFiles * kSlowVerificationMs / budgetMs + 1;
     const qint64 turnSecs = secsUp(qint64(kVerificationPeriodCycles) * intervalMs(pair));
-    return m_limits.unverifiedSecs.value_or(2 * (turns + 1) * turnSecs + kSlackSecs + queueSecs());
+    return limit(m_limits.unverifiedSecs, 2 * (turns + 1) * turnSecs + kSlackSecs, pair);
 }
 
 // ---- Judging --------------------------------------------------------------------------------------------
@@ -129,7 +138,7 @@ void VornCliGuard::judge(const QString& alias, const VornCliPairProgress& pair)
     using Kind = VornCliFindingKind;
     judgeFiles(alias, pair);
     if (!pair.isNoted) { // a pair that the state does not even hold was not listed for as long as it is away
-        m_findings.append({Kind::LocalUnlisted, alias, QString(), 1, -1, unlistedLimit(pair)});
+        m_findings.append({Kind::LocalUnlisted, alias, QString(), 1, -1, unlistedLimit(pair).secs});
         return;
     }
     const auto sinceOr = [&pair](qint64 secs) { return secs == 0 ? pair.since : secs; };
@@ -146,10 +155,10 @@ void VornCliGuard::judge(const QString& alias, const VornCliPairProgress& pair)
 void VornCliGuard::judgeFiles(const QString& alias, const VornCliPairProgress& pair)
 {
     using Kind = VornCliFindingKind;
-    const qint64 limit = waitLimit(pair);
+    const Limit limit = waitLimit(pair);
     const auto countLate = [&](const auto& files) {
-        return static_cast<int>(std::count_if(
-            files.cbegin(), files.cend(), [&](const auto& file) { return m_nowSecs - file.since > limit; }));
+        return static_cast<int>(std::count_if(files.cbegin(), files.cend(),
+                                              [&](const auto& file) { return isLate(file.since, limit); }));
     };
     if (!pair.errors.isEmpty())
         m_findings.append({Kind::Error, alias, pair.errors.constFirst().name, pair.errorCount,
@@ -168,12 +177,18 @@ qint64 VornCliGuard::age(qint64 sinceSecs) const
     return std::max<qint64>(0, m_nowSecs - sinceSecs);
 }
 
-void VornCliGuard::addIfLate(VornCliFinding finding, qint64 sinceSecs, qint64 limitSecs)
+bool VornCliGuard::isLate(qint64 sinceSecs, const Limit& limit) const
 {
+    return age(std::max(sinceSecs, limit.earliestSecs)) > limit.secs;
+}
+
+void VornCliGuard::addIfLate(VornCliFinding finding, qint64 sinceSecs, const Limit& limit)
+{
+    if (!isLate(sinceSecs, limit))
+        return;
     finding.ageSecs = age(sinceSecs);
-    finding.limitSecs = limitSecs;
-    if (finding.ageSecs > limitSecs)
-        m_findings.append(finding);
+    finding.limitSecs = limit.secs;
+    m_findings.append(finding);
 }
 
 // ---- As data --------------------------------------------------------------------------------------------
@@ -192,9 +207,9 @@ void VornCliGuard::describe(QJsonObject* status) const
         const VornCliPairProgress progress =
             m_progress.pairs.value(pair.value(QLatin1String("alias")).toString());
         pair.insert(QStringLiteral("limits"),
-                    QJsonObject{{QStringLiteral("wait_s"), waitLimit(progress)},
-                                {QStringLiteral("unlisted_s"), unlistedLimit(progress)},
-                                {QStringLiteral("unverified_s"), unverifiedLimit(progress)}});
+                    QJsonObject{{QStringLiteral("wait_s"), waitLimit(progress).secs},
+                                {QStringLiteral("unlisted_s"), unlistedLimit(progress).secs},
+                                {QStringLiteral("unverified_s"), unverifiedLimit(progress).secs}});
         pairs.replace(i, pair);
     }
     status->insert(QStringLiteral("pairs"), pairs);

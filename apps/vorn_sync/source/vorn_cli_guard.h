@@ -48,14 +48,22 @@ public:
     // Adds what was found to a status as data, and to its pairs the limits that they were judged by.
     void describe(QJsonObject* status) const;
 
-    qint64 waitLimit(const VornCliPairProgress& pair) const;
-    qint64 unlistedLimit(const VornCliPairProgress& pair) const;
-    qint64 unverifiedLimit(const VornCliPairProgress& pair) const;
-
 private:
+    struct Limit
+    {
+        qint64 secs = 0;
+        qint64 earliestSecs = 0; // since the epoch: nothing counts as late for what it waited before
+    };
+
+    Limit limit(const std::optional<qint64>& given, qint64 computedSecs,
+                const VornCliPairProgress& pair) const;
+    Limit waitLimit(const VornCliPairProgress& pair) const;
+    Limit unlistedLimit(const VornCliPairProgress& pair) const;
+    Limit unverifiedLimit(const VornCliPairProgress& pair) const;
     void judge(const QString& alias, const VornCliPairProgress& pair);
     void judgeFiles(const QString& alias, const VornCliPairProgress& pair);
-    void addIfLate(VornCliFinding finding, qint64 sinceSecs, qint64 limitSecs);
+    void addIfLate(VornCliFinding finding, qint64 sinceSecs, const Limit& limit);
+    bool isLate(qint64 sinceSecs, const Limit& limit) const;
     qint64 age(qint64 sinceSecs) const;
     int intervalMs(const VornCliPairProgress& pair) const;
     qint64 queueSecs() const;

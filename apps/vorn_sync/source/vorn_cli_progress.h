@@ -30,6 +30,7 @@ struct VornCliPairProgress
     bool isNoted = false; // false: nothing is known of the pair
     qint64 since = 0;     // since when the pair is registered with its directories
     int intervalMs = 0;
+    qint64 saturated = 0;   // when a cycle was left out for what was being sent
     qint64 localListed = 0; // to the end
     qint64 distantListed = 0;
     qint64 verified = 0; // every file that was up to date then was compared with both sides after it

@@ -50,6 +50,7 @@ QJsonObject toObject(const VornCliPairProgress& pair)
 {
     return {{kSinceKey, time(pair.since)},
             {QStringLiteral("interval_ms"), pair.intervalMs},
+            {QStringLiteral("saturated"), time(pair.saturated)},
             {QStringLiteral("local_listed"), time(pair.localListed)},
             {QStringLiteral("distant_listed"), time(pair.distantListed)},
             {QStringLiteral("verified"), time(pair.verified)},
@@ -85,6 +86,7 @@ VornCliPairProgress readPair(const QJsonObject& object)
     pair.isNoted = true;
     pair.since = readTime(object, kSinceKey);
     pair.intervalMs = object.value(QLatin1String("interval_ms")).toInt();
+    pair.saturated = readTime(object, QLatin1String("saturated"));
     pair.localListed = readTime(object, QLatin1String("local_listed"));
     pair.distantListed = readTime(object, QLatin1String("distant_listed"));
     pair.verified = readTime(object, QLatin1String("verified"));

@@ -149,7 +149,8 @@ bool VornCliStateReader::pairProgress(VornCliProgress* progress) const
     const QString sql = QStringLiteral(
         "SELECT d.alias_name, p.since, p.sync_interval_ms, p.local_listed_at, p.distant_listed_at, "
         "p.verified_at, p.unexamined_files, p.unexamined_name, p.unexamined_since, p.unanswered_files, "
-        "p.unanswered_name, (SELECT COUNT(*) FROM file_tracking WHERE directories_id = d.id AND status = ?) "
+        "p.unanswered_name, p.saturated_at, (SELECT COUNT(*) FROM file_tracking WHERE directories_id = d.id "
+        "AND status = ?) "
         "FROM directories d INNER JOIN pair_progress p ON p.directories_id = d.id WHERE d.alias_name <> ?");
     return select(sql, {kUpToDateStatus, VornCliCycleProbe::reservedAlias()},
                   [progress](const QVariantList& row) {
@@ -165,7 +166,8 @@ bool VornCliStateReader::pairProgress(VornCliProgress* progress) const
                       pair.unexaminedSince = row.at(8).toLongLong();
                       pair.unansweredFiles = row.at(9).toInt();
                       pair.unansweredName = row.at(10).toString();
-                      progress->upToDateFiles += row.at(11).toInt();
+                      pair.saturated = row.at(11).toLongLong();
+                      progress->upToDateFiles += row.at(12).toInt();
                   });
 }
 

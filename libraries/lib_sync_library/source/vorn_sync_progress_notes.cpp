@@ -49,7 +49,8 @@ QVector<Object> tables()
         table("pair_progress",
               QStringLiteral(
                   "(directories_id INTEGER PRIMARY KEY REFERENCES directories(id) ON DELETE CASCADE, "
-                  "since INTEGER NOT NULL, sync_interval_ms INTEGER, local_listed_at INTEGER, "
+                  "since INTEGER NOT NULL, sync_interval_ms INTEGER, saturated_at INTEGER, local_listed_at "
+                  "INTEGER, "
                   "distant_listed_at INTEGER, unexamined_since INTEGER, unexamined_files INTEGER NOT "
                   "NULL DEFAULT 0, unexamined_name TEXT, verified_at INTEGER, unanswered_files "
                   "INTEGER NOT NULL DEFAULT 0, unanswered_name TEXT)")),
@@ -266,6 +267,15 @@ void VornSyncProgressNotes::noteListings(const VornSyncPassNote& note)
         QStringLiteral("UPDATE pair_progress SET %1 WHERE directories_id = ? AND (%2)")
             .arg(columns.join(QLatin1String(", ")), conditions.join(QLatin1String(" OR "))),
         columnValues + QVariantList{note.directoryId} + conditionValues);
+}
+
+void VornSyncProgressNotes::noteSaturation()
+{
+    const VornSqliteSilence silence(m_database);
+    const qint64 now = nowSecs();
+    m_database.executeQuery(QStringLiteral("UPDATE pair_progress SET saturated_at = ? WHERE ") +
+                                isDue("saturated_at"),
+                            {now, now - kResolutionSecs, now});
 }
 
 void VornSyncProgressNotes::noteRound(const VornSyncRoundNote& note)

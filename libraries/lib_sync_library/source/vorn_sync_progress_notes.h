@@ -53,6 +53,8 @@ public:
 
     void notePass(const VornSyncPassNote& note);
     void noteRound(const VornSyncRoundNote& note);
+    // A cycle was left out, since much is being sent and was sent meanwhile: whatever waits for it waits in line.
+    void noteSaturation();
     // One more run of an operation. The first is counted where the file's status says that it begins.
     void noteRetry(int directoryId, const QString& fileName);
     void noteDeferral(int directoryId, const QString& fileName);

@@ -20,6 +20,7 @@
 #include <QTimer>
 
 #include <algorithm>
+#include <utility>
 
 using VornSyncTypes::isInError;
 using VornSyncTypes::isInProgress;
@@ -468,6 +469,9 @@ void VornSyncSynchronizer::periodicSynchronization()
                         QStringLiteral("Skipped: worker saturated (%1 tasks in flight, threshold %2)")
                             .arg(inFlightCount)
                             .arg(kSaturationThreshold));
+        // A worker that hangs has no excuse.
+        if (std::exchange(hasTaskEnded, false) && db())
+            VornSyncProgressNotes(*db()).noteSaturation();
         return;
     }
     ++cycleNumber;
@@ -921,6 +925,7 @@ void VornSyncSynchronizer::completeTask(const VornSyncTask& task, bool outcome)
         ++inFlightCount;
     if (isOurs) {
         inFlightCount = qMax(0, inFlightCount - 1);
+        hasTaskEnded = true;
         isRemoveDeferred = flights.end(key);
     }
     if (isRemoveDeferred)

@@ -138,6 +138,7 @@ private:
     const int syncIntervalMs;
     bool cycleRunning = false;
     int inFlightCount = 0;
+    bool hasTaskEnded = false; // since a cycle was left out last
 
     VornSyncFlightTable flights;
     QSet<VornSyncFileKey> changedInFlight; // notified while a copy was under way: sent again when it ends
