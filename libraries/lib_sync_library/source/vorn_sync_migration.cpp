@@ -75,7 +75,8 @@ bool VornSyncMigration::run()
         return false;
     restoreDirectories(transaction);
     restoreFiles(transaction);
-    // Without counts and notes everything still works, only slower and untold; a failure that ended the transaction shows below.
+    // Without counts and notes everything still works, only slower and without a word on what waits; a failure
+    // that ended the transaction shows below.
     VornSyncStatusCounts(m_database).install();
     VornSyncProgressNotes(m_database).install();
     return transaction.isActive() && transaction.commit();
