@@ -1,6 +1,7 @@
 #include "engine_fixture.h"
 #include "mounts.h"
 #include "sync_database_fixture.h"
+#include "vorn_sync_exclusions.h"
 #include "vorn_sync_progress_notes.h"
 #include "vorn_sync_verify_rounds.h"
 #include "wait.h"
@@ -11,6 +12,7 @@
 #include <QFileInfo>
 #include <QSqlDatabase>
 #include <QSqlQuery>
+#include <QThread>
 
 using namespace VornSyncTest;
 
@@ -126,6 +128,7 @@ private slots:
     void engine_retries();
     void engine_sideCar();
     void engine_sideCarOfAFileThatGoes();
+    void sideCarInAListingThatIsCutShort();
     void engine_leftOutCycles();
     void engine_lockedFileHoldsNothingUp();
 
@@ -741,6 +744,25 @@ void TestSyncProgressNotes::engine_sideCarOfAFileThatGoes()
     QVERIFY(QFile::rename(engine.distant().path() + "-away"_s, engine.distant().path()));
     engine.pass();
     QCOMPARE(deferred(engine.raw()), QString());
+}
+
+// At shutdown a listing ends before its first entry: that is no evidence for a database that is quiet.
+void TestSyncProgressNotes::sideCarInAListingThatIsCutShort()
+{
+    const QTemporaryDir directory;
+    const Side side(directory.path());
+    QVERIFY(side.write("a.db"_s, "x") && side.write("a.db-wal"_s, "x") && side.write("quiet"_s, "x"));
+    const VornSyncExclusions exclusions({"*-wal"_s});
+    bool isBusy = false;
+    const std::unique_ptr<QThread> thread(QThread::create([&] {
+        QThread::currentThread()->requestInterruption();
+        isBusy = exclusions.hasSideCarBeside(side.filePath("a.db"_s));
+    }));
+    thread->start();
+    QVERIFY(thread->wait(kWaitMs));
+    QVERIFY(isBusy);
+    QVERIFY(!exclusions.hasSideCarBeside(side.filePath("quiet"_s)));
+    QVERIFY(!exclusions.hasSideCarBeside(side.filePath("nowhere/a.db"_s)));
 }
 
 // A cycle that is left out is an excuse for what waits, but only while something is sent.
