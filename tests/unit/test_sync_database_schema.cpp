@@ -566,7 +566,7 @@ void TestSyncDatabaseSchema::resetThatFails()
 
 void TestSyncDatabaseSchema::resetThatCannotRecreate()
 {
-    TmpfsMount mount(m_directory->path(), "size=128k"_s);
+    TmpfsMount mount(m_directory->path(), "size=256k"_s);
     if (!mount.isMounted())
         QSKIP(qPrintable(mount.reason()));
     QFile file(path());

@@ -157,7 +157,8 @@ QStringList managersWords(const QJsonObject& answer)
     return stringsOf(answer, kTextsKey);
 }
 
-QStringList status(const QJsonObject& status)
+QStringList status(const QJsonObject& status,
+                   const std::function<QStringList(const QString& alias)>& pairLines)
 {
     const QJsonObject counters = status.value(QLatin1String("counters")).toObject();
     const auto number = [&counters](const char* key) {
@@ -173,8 +174,11 @@ QStringList status(const QJsonObject& status)
     lines.append(text("vorn_sync_status_counters",
                       {number("done"), number("pending"), number("in_progress"), number("errors")}));
     const QJsonArray pairs = status.value(QLatin1String("pairs")).toArray();
-    for (const QJsonValue& pair : pairs)
-        lines.append(pairLine(pair.toObject()));
+    for (const QJsonValue& value : pairs) {
+        const QJsonObject pair = value.toObject();
+        lines.append(pairLine(pair));
+        lines.append(pairLines(pair.value(kAliasKey).toString()));
+    }
     const QJsonArray recent = status.value(QLatin1String("recent")).toArray();
     for (const QJsonValue& event : recent)
         lines.append(recentLine(event.toObject()));

@@ -2,9 +2,12 @@
 
 #include "vorn_cli_answer_text.h"
 #include "vorn_cli_error_guide.h"
+#include "vorn_cli_guard.h"
 #include "vorn_cli_locale.h"
 #include "vorn_cli_message_handler.h"
 #include "vorn_cli_pair_list.h"
+#include "vorn_cli_progress_json.h"
+#include "vorn_cli_progress_text.h"
 #include "vorn_cli_protocol.h"
 #include "vorn_cli_shell.h"
 #include "vorn_cli_state_directory.h"
@@ -13,6 +16,7 @@
 #include "vorn_cli_text.h"
 
 #include <QCoreApplication>
+#include <QDateTime>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -45,6 +49,24 @@ QJsonArray adviceOf(const VornCliFileError& error, const QString& program, const
         array.append(object);
     }
     return array;
+}
+
+// What a script is told of a whole mirror.
+struct Verdict
+{
+    VornCliExitCode exitCode;
+    const char* name;
+};
+
+Verdict verdictOf(const QJsonObject& status, const VornCliProgress& progress, const VornCliGuard& guard)
+{
+    if (!progress.isReadable)
+        return {kExitStateUnusable, "unusable"};
+    if (status.value(QLatin1String("counters")).toObject().value(QLatin1String("errors")).toInt() > 0)
+        return {kExitNotUpToDate, "error"};
+    if (guard.isStuck())
+        return {kExitStuck, "stuck"};
+    return {kExitOk, "ok"};
 }
 
 } // namespace
@@ -142,6 +164,11 @@ int VornCliClientCommand::readDatabase() const
     const bool isStatus = m_options.command() == QLatin1String("status");
     QJsonObject answer =
         isStatus ? VornCliStatusJson::status(counters, pairs) : VornCliStatusJson::errors(errors);
+    if (isStatus) {
+        VornCliProgress progress;
+        reader.progress(&progress);
+        VornCliProgressJson::add(progress, &answer);
+    }
     answer.insert(kOkKey, true);
     answer.insert(kHostKey, false);
     return show(answer);
@@ -180,20 +207,32 @@ int VornCliClientCommand::show(QJsonObject answer) const
     return kExitOk;
 }
 
-int VornCliClientCommand::showStatus(const QJsonObject& status) const
+int VornCliClientCommand::showStatus(QJsonObject status) const
 {
-    const bool areErrors =
-        status.value(QLatin1String("counters")).toObject().value(QLatin1String("errors")).toInt() > 0;
+    const VornCliProgress progress = VornCliProgressJson::read(status);
+    const qint64 nowSecs = QDateTime::currentSecsSinceEpoch();
+    const VornCliGuard guard(progress, m_options.limits(), nowSecs);
+    const Verdict verdict = verdictOf(status, progress, guard);
     if (m_options.json()) {
+        guard.describe(&status);
+        status.insert(QStringLiteral("now"), nowSecs);
+        status.insert(QStringLiteral("verdict"), QLatin1String(verdict.name));
         writeJson(status);
-    } else {
-        if (!status.value(kHostKey).toBool())
-            writeNoHost();
-        const QStringList lines = VornCliAnswerText::status(status);
-        for (const QString& line : lines)
-            VornCliText::writeOut(line);
+        return verdict.exitCode;
     }
-    return areErrors ? kExitNotUpToDate : kExitOk;
+    if (!status.value(kHostKey).toBool())
+        writeNoHost();
+    const QStringList lines =
+        VornCliAnswerText::status(status,
+                                  [&](const QString& alias) {
+                                      return VornCliProgressText::pair(progress.pairs.value(alias), nowSecs);
+                                  }) +
+        VornCliProgressText::findings(guard.findings());
+    for (const QString& line : lines)
+        VornCliText::writeOut(line);
+    if (!progress.isReadable)
+        VornCliText::writeError(qtTrId("vorn_sync_refused_state_unreadable"));
+    return verdict.exitCode;
 }
 
 int VornCliClientCommand::showErrors(QJsonObject answer) const

@@ -20,7 +20,7 @@ private:
     int confirm() const;
     int readDatabase() const;
     int show(QJsonObject answer) const;
-    int showStatus(const QJsonObject& status) const;
+    int showStatus(QJsonObject status) const;
     int showErrors(QJsonObject answer) const;
     int refuse(int exitCode, const QString& why, const QStringList& details = QStringList()) const;
     static void writeJson(const QJsonObject& object);

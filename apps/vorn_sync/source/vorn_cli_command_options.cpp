@@ -18,6 +18,7 @@ namespace {
 
 constexpr int kAnswerMs = 10000;        // a host answers at once unless its machine is very busy
 constexpr int kMostSeconds = 24 * 3600; // a day: milliseconds stay far from the largest int
+constexpr int kMostLimitSeconds = 366 * 24 * 3600;
 
 const char kExitCodes[] =
     "Exit codes: 0 done; 1 refused or failed; 2 usage error; 3 no host runs on the state "
@@ -60,6 +61,19 @@ struct VornCliCommandOptions::Options
                             QStringLiteral("How long running operations may take to end; default: %1.")
                                 .arg(kResetDefaultMs / 1000),
                             QStringLiteral("SECONDS")};
+    QCommandLineOption maxWait{
+        QStringLiteral("max-wait"),
+        QStringLiteral("How long a file may wait or be put off; default: computed, at least 20 minutes."),
+        QStringLiteral("SECONDS")};
+    QCommandLineOption maxUnlisted{
+        QStringLiteral("max-unlisted"),
+        QStringLiteral(
+            "How old the last listing of either side may be; default: computed, at least 2 minutes."),
+        QStringLiteral("SECONDS")};
+    QCommandLineOption maxUnverified{
+        QStringLiteral("max-unverified"),
+        QStringLiteral("How old the last verification of all files may be; default: computed."),
+        QStringLiteral("SECONDS")};
     QCommandLineOption keepDistant{QStringLiteral("keep-distant"), QStringLiteral("The distant copy stays.")};
 
     QList<QCommandLineOption> of(const QString& command) const
@@ -69,6 +83,8 @@ struct VornCliCommandOptions::Options
             options += {yes, wait, now};
         if (is(command, "deleted"))
             options += {keepDistant};
+        if (is(command, "status"))
+            options += {maxWait, maxUnlisted, maxUnverified};
         return options;
     }
 };
@@ -120,7 +136,7 @@ bool VornCliCommandOptions::read(const QCommandLineParser& parser, const Options
         return refuse(QStringLiteral("--lang needs one of: %1; not '%2'.")
                           .arg(VornCliLocale::languages().join(QStringLiteral(", ")), printable(m_language)));
     }
-    return readArguments(parser.positionalArguments()) &&
+    return readArguments(parser.positionalArguments()) && readLimits(parser, options) &&
            readTimes(isSet(options.timeout) ? parser.value(options.timeout) : QString(),
                      isSet(options.wait) ? parser.value(options.wait) : QString());
 }
@@ -148,7 +164,7 @@ bool VornCliCommandOptions::readArguments(const QStringList& given)
 bool VornCliCommandOptions::readTimes(const QString& timeout, const QString& wait)
 {
     int waitMs = kResetDefaultMs;
-    if (!wait.isNull() && !readSeconds(QStringLiteral("--wait"), wait, &waitMs))
+    if (!wait.isNull() && !readMilliseconds(QStringLiteral("--wait"), wait, &waitMs))
         return false;
     m_timeoutMs = kAnswerMs;
     if (is(m_command.name, "ready"))
@@ -157,19 +173,43 @@ bool VornCliCommandOptions::readTimes(const QString& timeout, const QString& wai
         m_arguments.insert(kTimeoutKey, waitMs);
         m_timeoutMs += waitMs;
     }
-    return timeout.isNull() || readSeconds(QStringLiteral("--timeout"), timeout, &m_timeoutMs);
+    return timeout.isNull() || readMilliseconds(QStringLiteral("--timeout"), timeout, &m_timeoutMs);
 }
 
-bool VornCliCommandOptions::readSeconds(const QString& option, const QString& text, int* milliseconds)
+bool VornCliCommandOptions::readLimits(const QCommandLineParser& parser, const Options& options)
 {
-    bool isNumber = false;
-    const int seconds = text.toInt(&isNumber);
-    if (!isNumber || seconds < 0 || seconds > kMostSeconds) {
-        return refuse(QStringLiteral("%1 needs a number of seconds from 0 to %2, not '%3'.")
-                          .arg(option, QString::number(kMostSeconds), printable(text)));
-    }
+    const auto readLimit = [&](const QCommandLineOption& option, std::optional<qint64>* limit) {
+        const QString name = option.names().constFirst();
+        if (!parser.optionNames().contains(name))
+            return true;
+        int seconds = 0;
+        if (!readSeconds(QLatin1String("--") + name, parser.value(name), kMostLimitSeconds, &seconds))
+            return false;
+        *limit = seconds;
+        return true;
+    };
+    return readLimit(options.maxWait, &m_limits.waitSecs) &&
+           readLimit(options.maxUnlisted, &m_limits.unlistedSecs) &&
+           readLimit(options.maxUnverified, &m_limits.unverifiedSecs);
+}
+
+bool VornCliCommandOptions::readMilliseconds(const QString& option, const QString& text, int* milliseconds)
+{
+    int seconds = 0;
+    if (!readSeconds(option, text, kMostSeconds, &seconds))
+        return false;
     *milliseconds = seconds * 1000;
     return true;
+}
+
+bool VornCliCommandOptions::readSeconds(const QString& option, const QString& text, int most, int* seconds)
+{
+    bool isNumber = false;
+    *seconds = text.toInt(&isNumber);
+    if (isNumber && *seconds >= 0 && *seconds <= most)
+        return true;
+    return refuse(QStringLiteral("%1 needs a number of seconds from 0 to %2, not '%3'.")
+                      .arg(option, QString::number(most), printable(text)));
 }
 
 bool VornCliCommandOptions::refuse(const QString& error)

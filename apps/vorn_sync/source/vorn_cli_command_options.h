@@ -1,6 +1,7 @@
 #pragma once
 
 #include "vorn_cli_command_table.h"
+#include "vorn_cli_guard.h"
 
 #include <QJsonObject>
 
@@ -26,7 +27,8 @@ public:
     QString language() const { return m_language; }
     bool json() const { return m_json; }
     bool yes() const { return m_yes; }
-    int timeoutMs() const { return m_timeoutMs; } // for the host's answer
+    int timeoutMs() const { return m_timeoutMs; }     // for the host's answer
+    VornCliLimits limits() const { return m_limits; } // of "status"
     QJsonObject request() const { return m_arguments; }
 
 private:
@@ -35,7 +37,9 @@ private:
     bool read(const QCommandLineParser& parser, const Options& options);
     bool readArguments(const QStringList& given);
     bool readTimes(const QString& timeout, const QString& wait);
-    bool readSeconds(const QString& option, const QString& text, int* milliseconds);
+    bool readLimits(const QCommandLineParser& parser, const Options& options);
+    bool readMilliseconds(const QString& option, const QString& text, int* milliseconds);
+    bool readSeconds(const QString& option, const QString& text, int most, int* seconds);
     bool refuse(const QString& error);
 
     const VornCliCommandEntry& m_command;
@@ -45,6 +49,7 @@ private:
     QString m_statePath;
     QString m_language;
     QJsonObject m_arguments;
+    VornCliLimits m_limits;
     int m_timeoutMs = 0;
     bool m_json = false;
     bool m_yes = false;

@@ -14,8 +14,13 @@ QLatin1String text(const char* characters)
 QVector<VornCliCommandEntry> makeCommands()
 {
     return {
-        {text("status"), text(""), text("How the mirror stands: counters, pairs, latest operations."),
-         text("Without a running host the state's database is read. Exit code 1: files are in error."),
+        {text("status"), text(""),
+         text("How the mirror stands: counters, pairs, what does not come forward."),
+         text("Shown of each pair: when both sides were last listed, since when files wait and how often "
+              "they\n"
+              "were tried. Without a running host the state's database is read.\n"
+              "Exit code 1: files are in error; 6: none is, but something has waited for too long, was not\n"
+              "listed or was not verified."),
          text("")},
         {text("errors"), text(""),
          text("Files in error: what happened, what to do, and the command that does it."),

@@ -4,6 +4,7 @@
 #include "vorn_cli_cycle_probe.h"
 #include "vorn_cli_listing.h"
 #include "vorn_cli_pair_list.h"
+#include "vorn_cli_progress_json.h"
 #include "vorn_cli_protocol.h"
 #include "vorn_cli_session.h"
 #include "vorn_cli_state_directory.h"
@@ -106,6 +107,11 @@ void VornCliRequestHandler::status(const VornCliRequest& request)
     object.insert(QStringLiteral("paused"), m_session.isPaused());
     object.insert(QStringLiteral("idle"), m_session.isIdle());
     object.insert(QStringLiteral("recent"), VornCliStatusJson::recent(m_session.recentEvents()));
+    if (!m_session.isResetting()) { // the database may just be missing
+        VornCliProgress progress;
+        VornCliStateReader(m_state.databasePath(), VornCliStateReader::Owner::Running).progress(&progress);
+        VornCliProgressJson::add(progress, &object);
+    }
     request.give(object);
 }
 

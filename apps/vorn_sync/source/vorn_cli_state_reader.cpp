@@ -27,6 +27,10 @@ constexpr int kPendingStatuses[] = {kUnknownStatus, 18, 34, 66};
 constexpr int kWantedOrRunningBits = 0x06;
 constexpr int kErrorBit = 0x80;
 
+constexpr int kNoteTables = 3;
+constexpr int kMostNamed = 100;      // files of a kind and a pair that are named
+constexpr int kMostMeasured = 10000; // files whose size is asked for: an answer must not take long
+
 const char* const kSuffixes[] = {"", "-wal"};
 
 // Size and time of the database and its log, which tell whether somebody wrote while they were copied.
@@ -124,6 +128,92 @@ bool VornCliStateReader::pairs(QVector<VornCliPair>* pairs) const
                       pairs->append({row.at(0).toString(), row.at(1).toString(), row.at(2).toString()});
                   });
 }
+
+// ---- Progress -------------------------------------------------------------------------------------------
+
+bool VornCliStateReader::progress(VornCliProgress* progress) const
+{
+    int tables = 0;
+    const bool isRead =
+        select(QStringLiteral("SELECT COUNT(*) FROM sqlite_master WHERE type = 'table' AND name IN "
+                              "('pair_progress', 'file_waits', 'file_deferrals')"),
+               {}, [&tables](const QVariantList& row) { tables = row.constFirst().toInt(); });
+    progress->isNoted = tables == kNoteTables;
+    progress->isReadable =
+        isRead && (!progress->isNoted || (pairProgress(progress) && waits(progress) && deferrals(progress)));
+    return progress->isReadable;
+}
+
+bool VornCliStateReader::pairProgress(VornCliProgress* progress) const
+{
+    const QString sql = QStringLiteral(
+        "SELECT d.alias_name, p.since, p.sync_interval_ms, p.local_listed_at, p.distant_listed_at, "
+        "p.verified_at, p.unexamined_files, p.unexamined_name, p.unexamined_since, p.unanswered_files, "
+        "p.unanswered_name, p.saturated_at, (SELECT COUNT(*) FROM file_tracking WHERE directories_id = d.id "
+        "AND status = ?) "
+        "FROM directories d INNER JOIN pair_progress p ON p.directories_id = d.id WHERE d.alias_name <> ?");
+    return select(sql, {kUpToDateStatus, VornCliCycleProbe::reservedAlias()},
+                  [progress](const QVariantList& row) {
+                      VornCliPairProgress& pair = progress->pairs[row.at(0).toString()];
+                      pair.isNoted = true;
+                      pair.since = row.at(1).toLongLong();
+                      pair.intervalMs = row.at(2).toInt();
+                      pair.localListed = row.at(3).toLongLong();
+                      pair.distantListed = row.at(4).toLongLong();
+                      pair.verified = row.at(5).toLongLong();
+                      pair.unexaminedFiles = row.at(6).toInt();
+                      pair.unexaminedName = row.at(7).toString();
+                      pair.unexaminedSince = row.at(8).toLongLong();
+                      pair.unansweredFiles = row.at(9).toInt();
+                      pair.unansweredName = row.at(10).toString();
+                      pair.saturated = row.at(11).toLongLong();
+                      progress->upToDateFiles += row.at(12).toInt();
+                  });
+}
+
+// A row that nothing is noted of waits since its status was set.
+bool VornCliStateReader::waits(VornCliProgress* progress) const
+{
+    const QString sql = QStringLiteral(
+        "SELECT d.alias_name, ft.file_name, ft.status, COALESCE(NULLIF(ft.error_code, 0), w.last_error, 0), "
+        "COALESCE(w.since, strftime('%s', "
+        "ft.status_changed_at)) AS since, w.tries, d.local_path FROM file_tracking ft INNER JOIN directories "
+        "d "
+        "ON d.id = ft.directories_id LEFT JOIN file_waits w ON w.directories_id = ft.directories_id AND "
+        "w.file_name = ft.file_name WHERE ft.status NOT IN (?, ?, ?) AND d.alias_name <> ? ORDER BY since, "
+        "ft.file_name");
+    return select(sql, {kUpToDateStatus, kTrashedStatus, kDeletedStatus, VornCliCycleProbe::reservedAlias()},
+                  [progress](const QVariantList& row) {
+                      VornCliPairProgress& pair = progress->pairs[row.at(0).toString()];
+                      const VornCliFileWait wait{row.at(1).toString(), row.at(2).toInt(), row.at(3).toInt(),
+                                                 row.at(4).toLongLong(), row.at(5).toInt()};
+                      if (wait.status & kErrorBit) {
+                          if (++pair.errorCount <= kMostNamed)
+                              pair.errors.append(wait);
+                          return;
+                      }
+                      if (++pair.waitCount <= kMostNamed)
+                          pair.waits.append(wait);
+                      if (++progress->queuedFiles <= kMostMeasured)
+                          progress->queuedBytes +=
+                              QFileInfo(row.at(6).toString() + QLatin1Char('/') + wait.name).size();
+                  });
+}
+
+bool VornCliStateReader::deferrals(VornCliProgress* progress) const
+{
+    return select(
+        QStringLiteral("SELECT d.alias_name, f.file_name, f.since, f.times FROM file_deferrals f "
+                       "INNER JOIN directories d ON d.id = f.directories_id WHERE d.alias_name <> ? "
+                       "ORDER BY f.since, f.file_name"),
+        {VornCliCycleProbe::reservedAlias()}, [progress](const QVariantList& row) {
+            VornCliPairProgress& pair = progress->pairs[row.at(0).toString()];
+            if (++pair.deferralCount <= kMostNamed)
+                pair.deferrals.append({row.at(1).toString(), row.at(2).toLongLong(), row.at(3).toInt()});
+        });
+}
+
+// ---- Reading --------------------------------------------------------------------------------------------
 
 bool VornCliStateReader::takeCopy(const QString& databasePath)
 {

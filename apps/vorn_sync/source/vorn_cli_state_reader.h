@@ -1,5 +1,6 @@
 #pragma once
 
+#include "vorn_cli_progress.h"
 #include "vorn_cli_types.h"
 
 #include <QString>
@@ -39,9 +40,14 @@ public:
     bool counters(VornCliCounters* counters) const;
     bool errors(QVector<VornCliFileError>* errors) const; // without sentences
     bool pairs(QVector<VornCliPair>* pairs) const;
+    // Looks at the local files that wait, too, for their sizes.
+    bool progress(VornCliProgress* progress) const;
 
 private:
     bool takeCopy(const QString& databasePath);
+    bool pairProgress(VornCliProgress* progress) const;
+    bool waits(VornCliProgress* progress) const;
+    bool deferrals(VornCliProgress* progress) const;
     // Every row goes to `take`, as the values of its columns.
     bool select(const QString& sql, const QVariantList& values,
                 const std::function<void(const QVariantList&)>& take) const;

@@ -17,6 +17,7 @@ enum VornCliExitCode {
     kExitNoHost = 3,         // a command found no host that runs on the state
     kExitStateUnusable = 4,  // the state directory or what is in it can't be used
     kExitAlreadyRunning = 5, // another instance uses the state directory
+    kExitStuck = 6,          // nothing is in error, but something does not come forward
     kExitSignalBase = 128    // --once was ended by signal N before everything was settled: 128 + N
 };
 

@@ -247,6 +247,94 @@
         <source>%1 failed: %2</source>
         <translation>%1 failed: %2</translation>
     </message>
+    <message id="vorn_sync_progress_ago">
+        <source>%1 ago</source>
+        <translation>%1 ago</translation>
+    </message>
+    <message id="vorn_sync_progress_never">
+        <source>never</source>
+        <translation>never</translation>
+    </message>
+    <message id="vorn_sync_progress_listed">
+        <source>Listed to the end: local %1, distant %2 | all verified: %3</source>
+        <translation>Listed to the end: local %1, distant %2 | all verified: %3</translation>
+    </message>
+    <message id="vorn_sync_progress_error">
+        <source>%1: in error %2 for %3, tries: %4</source>
+        <translation>%1: in error %2 for %3, tries: %4</translation>
+    </message>
+    <message id="vorn_sync_progress_waiting">
+        <source>%1: waits for %2, tries: %3</source>
+        <translation>%1: waits for %2, tries: %3</translation>
+    </message>
+    <message id="vorn_sync_progress_failed">
+        <source>%1: waits for %2, tries: %3, last error %4</source>
+        <translation>%1: waits for %2, tries: %3, last error %4</translation>
+    </message>
+    <message id="vorn_sync_progress_deferred">
+        <source>%1: put off for %2, cycles: %3; a side file says that it is being written</source>
+        <translation>%1: put off for %2, cycles: %3; a side file says that it is being written</translation>
+    </message>
+    <message id="vorn_sync_progress_unexamined" numerus="yes">
+        <source>%n local files can't be examined for %2, such as %1</source>
+        <translation>
+            <numerusform>%n local file can't be examined for %2: %1</numerusform>
+            <numerusform>%n local files can't be examined for %2, such as %1</numerusform>
+        </translation>
+    </message>
+    <message id="vorn_sync_progress_unanswered" numerus="yes">
+        <source>%n files could not be compared by the last verification, such as %1</source>
+        <translation>
+            <numerusform>%n file could not be compared by the last verification: %1</numerusform>
+            <numerusform>%n files could not be compared by the last verification, such as %1</numerusform>
+        </translation>
+    </message>
+    <message id="vorn_sync_progress_more" numerus="yes">
+        <source>and %n more</source>
+        <translation>
+            <numerusform>and %n more</numerusform>
+            <numerusform>and %n more</numerusform>
+        </translation>
+    </message>
+    <message id="vorn_sync_stuck">
+        <source>STUCK: %1</source>
+        <translation>STUCK: %1</translation>
+    </message>
+    <message id="vorn_sync_stuck_waiting">
+        <source>%1 waits for %2; expected: %3 at most.</source>
+        <translation>%1 waits for %2; expected: %3 at most.</translation>
+    </message>
+    <message id="vorn_sync_stuck_deferred">
+        <source>%1 is put off for %2, since it is being written; expected: %3 at most.</source>
+        <translation>%1 is put off for %2, since it is being written; expected: %3 at most.</translation>
+    </message>
+    <message id="vorn_sync_stuck_unexamined">
+        <source>%1 can't be examined for %2; expected: %3 at most.</source>
+        <translation>%1 can't be examined for %2; expected: %3 at most.</translation>
+    </message>
+    <message id="vorn_sync_stuck_never_listed">
+        <source>Pair %1 was never listed.</source>
+        <translation>Pair %1 was never listed.</translation>
+    </message>
+    <message id="vorn_sync_stuck_local_unlisted">
+        <source>Pair %1: the local side was not listed to its end for %2; expected: %3 at most.</source>
+        <translation>Pair %1: the local side was not listed to its end for %2; expected: %3 at most.</translation>
+    </message>
+    <message id="vorn_sync_stuck_distant_unlisted">
+        <source>Pair %1: the distant side was not listed to its end for %2; expected: %3 at most.</source>
+        <translation>Pair %1: the distant side was not listed to its end for %2; expected: %3 at most.</translation>
+    </message>
+    <message id="vorn_sync_stuck_unverified">
+        <source>Pair %1: not all files were verified for %2; expected: %3 at most.</source>
+        <translation>Pair %1: not all files were verified for %2; expected: %3 at most.</translation>
+    </message>
+    <message id="vorn_sync_stuck_more" numerus="yes">
+        <source>And %n more files.</source>
+        <translation>
+            <numerusform>And %n more file.</numerusform>
+            <numerusform>And %n more files.</numerusform>
+        </translation>
+    </message>
     <message id="vorn_sync_may_retry">
         <source>You may have it tried again:</source>
         <translation>You may have it tried again:</translation>

@@ -247,6 +247,94 @@
         <source>%1 failed: %2</source>
         <translation>%1 échoué : %2</translation>
     </message>
+    <message id="vorn_sync_progress_ago">
+        <source>%1 ago</source>
+        <translation>il y a %1</translation>
+    </message>
+    <message id="vorn_sync_progress_never">
+        <source>never</source>
+        <translation>jamais</translation>
+    </message>
+    <message id="vorn_sync_progress_listed">
+        <source>Listed to the end: local %1, distant %2 | all verified: %3</source>
+        <translation>Énumérés jusqu'au bout : local %1, distant %2 | tout vérifié : %3</translation>
+    </message>
+    <message id="vorn_sync_progress_error">
+        <source>%1: in error %2 for %3, tries: %4</source>
+        <translation>%1 : en erreur %2 depuis %3, essais : %4</translation>
+    </message>
+    <message id="vorn_sync_progress_waiting">
+        <source>%1: waits for %2, tries: %3</source>
+        <translation>%1 : attend depuis %2, essais : %3</translation>
+    </message>
+    <message id="vorn_sync_progress_failed">
+        <source>%1: waits for %2, tries: %3, last error %4</source>
+        <translation>%1 : attend depuis %2, essais : %3, dernière erreur %4</translation>
+    </message>
+    <message id="vorn_sync_progress_deferred">
+        <source>%1: put off for %2, cycles: %3; a side file says that it is being written</source>
+        <translation>%1 : remis depuis %2, cycles : %3 ; un fichier annexe indique qu'il est en cours d'écriture</translation>
+    </message>
+    <message id="vorn_sync_progress_unexamined" numerus="yes">
+        <source>%n local files can't be examined for %2, such as %1</source>
+        <translation>
+            <numerusform>%n fichier local ne peut pas être examiné depuis %2 : %1</numerusform>
+            <numerusform>%n fichiers locaux ne peuvent pas être examinés depuis %2, dont %1</numerusform>
+        </translation>
+    </message>
+    <message id="vorn_sync_progress_unanswered" numerus="yes">
+        <source>%n files could not be compared by the last verification, such as %1</source>
+        <translation>
+            <numerusform>%n fichier n'a pas pu être comparé à la dernière vérification : %1</numerusform>
+            <numerusform>%n fichiers n'ont pas pu être comparés à la dernière vérification, dont %1</numerusform>
+        </translation>
+    </message>
+    <message id="vorn_sync_progress_more" numerus="yes">
+        <source>and %n more</source>
+        <translation>
+            <numerusform>et %n autre</numerusform>
+            <numerusform>et %n autres</numerusform>
+        </translation>
+    </message>
+    <message id="vorn_sync_stuck">
+        <source>STUCK: %1</source>
+        <translation>BLOQUÉ : %1</translation>
+    </message>
+    <message id="vorn_sync_stuck_waiting">
+        <source>%1 waits for %2; expected: %3 at most.</source>
+        <translation>%1 attend depuis %2 ; attendu : %3 au plus.</translation>
+    </message>
+    <message id="vorn_sync_stuck_deferred">
+        <source>%1 is put off for %2, since it is being written; expected: %3 at most.</source>
+        <translation>%1 est remis depuis %2, étant en cours d'écriture ; attendu : %3 au plus.</translation>
+    </message>
+    <message id="vorn_sync_stuck_unexamined">
+        <source>%1 can't be examined for %2; expected: %3 at most.</source>
+        <translation>%1 ne peut pas être examiné depuis %2 ; attendu : %3 au plus.</translation>
+    </message>
+    <message id="vorn_sync_stuck_never_listed">
+        <source>Pair %1 was never listed.</source>
+        <translation>La paire %1 n'a jamais été énumérée.</translation>
+    </message>
+    <message id="vorn_sync_stuck_local_unlisted">
+        <source>Pair %1: the local side was not listed to its end for %2; expected: %3 at most.</source>
+        <translation>Paire %1 : le côté local n'a pas été énuméré jusqu'au bout depuis %2 ; attendu : %3 au plus.</translation>
+    </message>
+    <message id="vorn_sync_stuck_distant_unlisted">
+        <source>Pair %1: the distant side was not listed to its end for %2; expected: %3 at most.</source>
+        <translation>Paire %1 : le côté distant n'a pas été énuméré jusqu'au bout depuis %2 ; attendu : %3 au plus.</translation>
+    </message>
+    <message id="vorn_sync_stuck_unverified">
+        <source>Pair %1: not all files were verified for %2; expected: %3 at most.</source>
+        <translation>Paire %1 : tous les fichiers n'ont pas été vérifiés depuis %2 ; attendu : %3 au plus.</translation>
+    </message>
+    <message id="vorn_sync_stuck_more" numerus="yes">
+        <source>And %n more files.</source>
+        <translation>
+            <numerusform>Et %n autre fichier.</numerusform>
+            <numerusform>Et %n autres fichiers.</numerusform>
+        </translation>
+    </message>
     <message id="vorn_sync_may_retry">
         <source>You may have it tried again:</source>
         <translation>Vous pouvez faire un nouvel essai :</translation>

@@ -36,11 +36,14 @@ bool VornSyncExclusions::hasSideCarBeside(const QString& filePath) const
     const QFileInfo file(filePath);
     const QString fileName = file.fileName();
     bool hasSideCar = false;
-    VornSyncDirectoryListing::read(file.path(), [&](const VornSyncDirectoryListing::Entry& entry) {
+    using Listing = VornSyncDirectoryListing;
+    const Listing listing = Listing::read(file.path(), [&](const Listing::Entry& entry) {
         hasSideCar = hasSideCar || (entry.isPlainFile && !entry.isHidden && entry.name.startsWith(fileName) &&
                                     entry.name != fileName && matches(entry.name));
     });
-    return hasSideCar;
+    // What was not listed, at shutdown or on a failing disk, may be the one that was looked for.
+    return hasSideCar || listing.outcome() == Listing::Outcome::Failed ||
+           listing.outcome() == Listing::Outcome::Interrupted;
 }
 
 // Sorted names that begin with the file's name stand together, from the name itself on.

@@ -16,7 +16,7 @@ public:
     bool isEmpty() const { return exclusionPatterns.isEmpty(); }
     bool matches(const QString& fileName) const;
 
-    // Lists the directory of one file for a side-car of it.
+    // Lists the directory of one file for a side-car of it. True also when the listing was cut short.
     bool hasSideCarBeside(const QString& filePath) const;
 
     // True when one of `sortedNames`, other than the file's own, begins with the file's name: "data.db-wal"

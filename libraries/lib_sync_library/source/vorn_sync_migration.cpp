@@ -4,6 +4,7 @@
 #include "vorn_sqlite_transaction.h"
 #include "vorn_sync_files.h"
 #include "vorn_sync_log.h"
+#include "vorn_sync_progress_notes.h"
 #include "vorn_sync_status_counts.h"
 #include "vorn_sync_times.h"
 #include "vorn_sync_types.h"
@@ -74,8 +75,10 @@ bool VornSyncMigration::run()
         return false;
     restoreDirectories(transaction);
     restoreFiles(transaction);
-    // Without counts everything still works, only slower; a failure that ended the transaction shows below.
+    // Without counts and notes everything still works, only slower and without a word on what waits; a failure
+    // that ended the transaction shows below.
     VornSyncStatusCounts(m_database).install();
+    VornSyncProgressNotes(m_database).install();
     return transaction.isActive() && transaction.commit();
 }
 

@@ -35,6 +35,7 @@ bool VornSyncPass::gather(QString& error)
         VornSyncDirectoryListing::read(m_distantPath, [this](const Entry& entry) { addDistant(entry); });
     const auto localListing =
         VornSyncDirectoryListing::read(m_localPath, [this](const Entry& entry) { addLocal(entry); });
+    m_isLocalListed = localListing.isComplete();
     if (QThread::currentThread()->isInterruptionRequested())
         return false;
     if (localListing.outcome() == VornSyncDirectoryListing::Outcome::Failed) {

@@ -4,6 +4,7 @@
 #include "vorn_sync_directory_listing.h"
 #include "vorn_sync_file_decision.h"
 #include "vorn_sync_name_index.h"
+#include "vorn_sync_pass_report.h"
 
 #include <QByteArray>
 #include <QSet>
@@ -34,6 +35,8 @@ public:
 
     int directoryId() const { return m_directoryId; }
     bool isDistantAccessible() const { return m_distantListing.isComplete(); }
+    bool isLocalListed() const { return m_isLocalListed; }
+    VornSyncPassReport& report() { return m_report; }
     // "trackedFiles=%1, distantFiles=%2, localFiles=%3, distantAccessible=%4", filled in.
     QString summary() const;
     // As the row was when the pass began.
@@ -90,6 +93,8 @@ private:
     const QSet<QString> m_renaming; // locked when the pass began
 
     VornSyncDirectoryListing m_distantListing;
+    bool m_isLocalListed = false; // to the end
+    VornSyncPassReport m_report;
     QVector<Item> m_items;
     VornSyncNameIndex m_index; // of the items that have a row
     int m_trackedCount = 0;

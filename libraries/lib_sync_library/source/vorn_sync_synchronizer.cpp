@@ -7,6 +7,7 @@
 #include "vorn_sync_local_siblings.h"
 #include "vorn_sync_log.h"
 #include "vorn_sync_pass.h"
+#include "vorn_sync_progress_notes.h"
 #include "vorn_sync_task_results.h"
 #include "vorn_sync_times.h"
 #include "vorn_sync_verification.h"
@@ -19,6 +20,7 @@
 #include <QTimer>
 
 #include <algorithm>
+#include <utility>
 
 using VornSyncTypes::isInError;
 using VornSyncTypes::isInProgress;
@@ -206,6 +208,7 @@ void VornSyncSynchronizer::clearTables(int directoryId)
         return;
     observations.clear(directoryId);
     verifyQueue.clear(directoryId);
+    verifyRounds.clear(directoryId);
     flights.clearDeferred(directoryId);
     if (directoryId >= 0)
         renames.clear(directoryId);
@@ -243,10 +246,13 @@ void VornSyncSynchronizer::synchronizeDirectory(int directoryId)
                       renames.lockedNames(directoryId));
     // A directory that is not registered, or whose path can't be read, has no files to decide on.
     QString error;
-    if (!localDirPath(directoryId).isEmpty() && pass.gather(error))
+    const bool isRegistered = !localDirPath(directoryId).isEmpty();
+    if (isRegistered && pass.gather(error))
         runPass(pass);
     else if (!error.isEmpty())
         emitError(error);
+    if (isRegistered && !isStopping() && pass.isStillMeant())
+        pass.report().write(*db(), pass, syncIntervalMs);
     VORN_SYNC_TRACE(kTag, "synchronizeDirectory",
                     QStringLiteral("End directory synchronization for directoryId: %1").arg(directoryId));
 }
@@ -259,21 +265,21 @@ void VornSyncSynchronizer::runPass(VornSyncPass& pass)
     observations.prune(pass.directoryId(),
                        [&pass](const QString& fileName) { return pass.wasUpToDate(fileName); });
     currentPass = &pass;
-    passTracked(pass);
-    if (pass.isDistantAccessible())
-        passLocal(pass);
-    else
+    const bool isTrackedDone = passTracked(pass);
+    if (pass.isDistantAccessible() && passLocal(pass) && isTrackedDone)
+        pass.report().setWhole();
+    if (!pass.isDistantAccessible())
         VORN_SYNC_TRACE(kTag, "synchronizeDirectory",
                         QStringLiteral("Skip local files scan (dirId=%1): distant directory not accessible")
                             .arg(pass.directoryId()));
     currentPass = nullptr;
 }
 
-void VornSyncSynchronizer::passTracked(VornSyncPass& pass)
+bool VornSyncSynchronizer::passTracked(VornSyncPass& pass)
 {
     for (int i = 0; i < pass.trackedCount(); ++i) {
         if (isStopping() || !pass.isStillMeant())
-            return;
+            return false;
         if (!pass.isTracked(i) || !VornSyncTypes::isValidFileName(pass.fileName(i)))
             continue;
         const VornSyncPassFile file = pass.file(i);
@@ -288,6 +294,7 @@ void VornSyncSynchronizer::passTracked(VornSyncPass& pass)
         if (verdict == VornSyncVerdict::Skip && VornSyncFileDecision::forLocal(file) == verdict)
             pass.setSettled(i);
     }
+    return true;
 }
 
 void VornSyncSynchronizer::actOnTracked(int id, const VornSyncPassFile& file, VornSyncVerdict verdict)
@@ -312,6 +319,7 @@ void VornSyncSynchronizer::actOnTracked(int id, const VornSyncPassFile& file, Vo
         return;
     case VornSyncVerdict::LeaveAlone:
         trace(QStringLiteral("no certain answer from the disk"));
+        currentPass->report().addUnexamined(fileName);
         return;
     case VornSyncVerdict::ReportLocalMissing:
         VORN_SYNC_TRACE(
@@ -372,14 +380,14 @@ void VornSyncSynchronizer::examine(int directoryId, const QString& fileName)
     emit errorStateChanged();
 }
 
-void VornSyncSynchronizer::passLocal(VornSyncPass& pass)
+bool VornSyncSynchronizer::passLocal(VornSyncPass& pass)
 {
     for (int i = 0; i < pass.count(); ++i) {
         if (!pass.isListed(i) || pass.isSettled(i))
             continue;
         const QString fileName = pass.fileName(i);
         if (isStopping() || !pass.isStillMeant())
-            return;
+            return false;
         if (VornSyncFiles::isQtTemporaryName(fileName))
             continue;
         VornSyncPassFile file = pass.file(i);
@@ -389,6 +397,7 @@ void VornSyncSynchronizer::passLocal(VornSyncPass& pass)
         if (verdict != VornSyncVerdict::Skip && !matchesExclusionPattern(fileName))
             actOnLocal(pass.directoryId(), file, verdict);
     }
+    return true;
 }
 
 void VornSyncSynchronizer::actOnLocal(int directoryId, const VornSyncPassFile& file, VornSyncVerdict verdict)
@@ -412,6 +421,8 @@ void VornSyncSynchronizer::actOnLocal(int directoryId, const VornSyncPassFile& f
         return;
     case VornSyncVerdict::LeaveAlone:
         trace(QStringLiteral("no certain answer from the disk"));
+        if (file.local.presence != VornSyncPresence::Absent) // it went since it was listed
+            currentPass->report().addUnexamined(fileName);
         return;
     case VornSyncVerdict::Resurrect:
         resurrect(directoryId, file);
@@ -458,6 +469,9 @@ void VornSyncSynchronizer::periodicSynchronization()
                         QStringLiteral("Skipped: worker saturated (%1 tasks in flight, threshold %2)")
                             .arg(inFlightCount)
                             .arg(kSaturationThreshold));
+        // A worker that hangs has no excuse.
+        if (std::exchange(hasTaskEnded, false) && db())
+            VornSyncProgressNotes(*db()).noteSaturation();
         return;
     }
     ++cycleNumber;
@@ -531,11 +545,14 @@ void VornSyncSynchronizer::verifyUpToDateFilesBudgeted()
 
 void VornSyncSynchronizer::refillVerifyQueue(const QList<int>& directoryIds, qint64 budgetMs)
 {
+    const qint64 nowSecs = QDateTime::currentSecsSinceEpoch();
     for (int directoryId : directoryIds) {
+        const int queuedBefore = verifyQueue.size();
         const auto rows = db()->getFilesByStatus(directoryId, ceSfsUpToDate);
         for (const QVariantMap& row : rows)
             verifyQueue.append({directoryId, row.value(QStringLiteral("fileName")).toString(),
                                 row.value(QStringLiteral("fileSize")).toLongLong()});
+        noteRound(verifyRounds.begin(directoryId, verifyQueue.size() - queuedBefore, nowSecs));
     }
     VORN_SYNC_TRACE(
         kTag, "verifyUpToDateFilesBudgeted",
@@ -546,32 +563,53 @@ void VornSyncSynchronizer::refillVerifyQueue(const QList<int>& directoryIds, qin
 void VornSyncSynchronizer::verifyNext(const QSet<int>& availableIds, int& verified, int& diverged)
 {
     const VornSyncVerifyQueue::Entry entry = verifyQueue.takeFirst();
+    const bool isAnswered =
+        availableIds.contains(entry.directoryId) && verifyEntry(entry, verified, diverged);
+    noteRound(verifyRounds.end(entry.directoryId, entry.fileName, isAnswered));
+}
+
+bool VornSyncSynchronizer::verifyEntry(const VornSyncVerifyQueue::Entry& entry, int& verified, int& diverged)
+{
     VornSyncFileRow row;
     bool found = false;
-    if (!availableIds.contains(entry.directoryId) || !VornSyncTypes::isValidFileName(entry.fileName) ||
-        !db()->readFileRow(entry.directoryId, entry.fileName, row, found) || !found ||
-        row.status != ceSfsUpToDate)
-        return;
-    verifyOneUpToDateFile(entry.directoryId, entry.fileName, row.size);
+    if (!VornSyncTypes::isValidFileName(entry.fileName) ||
+        !db()->readFileRow(entry.directoryId, entry.fileName, row, found))
+        return false;
+    if (!found || row.status != ceSfsUpToDate)
+        return true;
+    const bool isAnswered = verifyFile(entry.directoryId, entry.fileName, row.size);
     ++verified;
     if (db()->getFileStatus(entry.directoryId, entry.fileName) != ceSfsUpToDate)
         ++diverged;
+    return isAnswered;
+}
+
+void VornSyncSynchronizer::noteRound(const VornSyncVerifyRounds::Ended& ended)
+{
+    if (ended)
+        VornSyncProgressNotes(*db()).noteRound(*ended);
 }
 
 void VornSyncSynchronizer::verifyOneUpToDateFile(int directoryId, const QString& fileName, qint64 dbSize)
 {
+    verifyFile(directoryId, fileName, dbSize);
+}
+
+bool VornSyncSynchronizer::verifyFile(int directoryId, const QString& fileName, qint64 dbSize)
+{
     if (isRenameLocked(directoryId, fileName)) {
         VORN_SYNC_TRACE(kTag, "verifyOneUpToDateFile",
                         QStringLiteral("Skip %1: rename in progress").arg(named(fileName, directoryId)));
-        return;
+        return false;
     }
     const QString localDir = localDirPath(directoryId);
     const QString distantDir = distantDirPath(directoryId);
     if (localDir.isEmpty() || distantDir.isEmpty())
-        return;
+        return false;
     VornSyncVerification verification(*db(), observations, renames, directoryId, fileName, dbSize);
     if (verification.verify(joined(localDir, fileName), joined(distantDir, fileName)))
         emit errorStateChanged();
+    return verification.isAnswered();
 }
 
 void VornSyncSynchronizer::purgeExpiredTrash()
@@ -729,11 +767,15 @@ bool VornSyncSynchronizer::copyToDistant(int directoryId, const QString& fileNam
 // come by meanwhile neither count nor start another.
 bool VornSyncSynchronizer::deferForSideCar(const VornSyncFileKey& key)
 {
+    if (currentPass && currentPass->directoryId() == key.first)
+        currentPass->report().addDeferred(key.second);
     if (sideCars.isWaiting(key))
         return true;
     const QString name = named(key.second, key.first);
     const QString maximum = QString::number(VornSyncSideCarDeferrals::kMaximum);
     const int count = sideCars.defer(key);
+    if (count == 1)
+        VornSyncProgressNotes(*db()).noteDeferral(key.first, key.second);
     if (count == 0) {
         VORN_SYNC_TRACE(kTag, "copyToDistant",
                         QStringLiteral("%1 still busy after %2 retries; yielding to the next periodic cycle")
@@ -869,6 +911,7 @@ void VornSyncSynchronizer::retryTask(const pVornSyncTask& task)
                     QStringLiteral("Task on file '%1' FAILED => Retry to do it (%2 / %3). Error: %4")
                         .arg(QFileInfo(task->sourcePath()).fileName(), QString::number(attempts),
                              QString::number(kTaskAttempts), task->lastErrorMessage()));
+    VornSyncProgressNotes(*db()).noteRetry(task->directoryId(), task->fileName());
     QTimer::singleShot(attempts * kRetryDelayStepMs, this, [this, task] { emit sigRunTask(task); });
 }
 
@@ -882,6 +925,7 @@ void VornSyncSynchronizer::completeTask(const VornSyncTask& task, bool outcome)
         ++inFlightCount;
     if (isOurs) {
         inFlightCount = qMax(0, inFlightCount - 1);
+        hasTaskEnded = true;
         isRemoveDeferred = flights.end(key);
     }
     if (isRemoveDeferred)

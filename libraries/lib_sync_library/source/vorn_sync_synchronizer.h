@@ -10,6 +10,7 @@
 #include "vorn_sync_task.h"
 #include "vorn_sync_types.h"
 #include "vorn_sync_verify_queue.h"
+#include "vorn_sync_verify_rounds.h"
 
 #include <QAtomicPointer>
 #include <QObject>
@@ -97,11 +98,11 @@ private:
     void clearTables(int directoryId);
 
     void runPass(VornSyncPass& pass);
-    void passTracked(VornSyncPass& pass);
+    bool passTracked(VornSyncPass& pass); // false: given up before the last file; so is passLocal
     void actOnTracked(int id, const VornSyncPassFile& file, VornSyncVerdict verdict);
     void observeInPass(int directoryId, const QString& fileName);
     void examine(int directoryId, const QString& fileName);
-    void passLocal(VornSyncPass& pass);
+    bool passLocal(VornSyncPass& pass);
     void actOnLocal(int directoryId, const VornSyncPassFile& file, VornSyncVerdict verdict);
 
     void resurrect(int directoryId, const VornSyncPassFile& file);
@@ -109,6 +110,10 @@ private:
     void runCycle();
     void refillVerifyQueue(const QList<int>& directoryIds, qint64 budgetMs);
     void verifyNext(const QSet<int>& availableIds, int& verified, int& diverged);
+    // True when the file need not be looked at again: it was verified, or it is none to be verified any more.
+    bool verifyEntry(const VornSyncVerifyQueue::Entry& entry, int& verified, int& diverged);
+    bool verifyFile(int directoryId, const QString& fileName, qint64 dbSize);
+    void noteRound(const VornSyncVerifyRounds::Ended& ended);
 
     bool isLocalReady(int directoryId, const QString& fileName, int status, SyncFileStatus targetStatus,
                       bool& localPresent);
@@ -133,6 +138,7 @@ private:
     const int syncIntervalMs;
     bool cycleRunning = false;
     int inFlightCount = 0;
+    bool hasTaskEnded = false; // since a cycle was left out last
 
     VornSyncFlightTable flights;
     QSet<VornSyncFileKey> changedInFlight; // notified while a copy was under way: sent again when it ends
@@ -140,6 +146,7 @@ private:
 
     qint64 cycleNumber = 0;
     VornSyncVerifyQueue verifyQueue;
+    VornSyncVerifyRounds verifyRounds;
     VornSyncObservations observations;
     const VornSyncExclusions exclusions;
     VornSyncSideCarDeferrals sideCars;

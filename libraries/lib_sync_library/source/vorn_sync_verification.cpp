@@ -36,12 +36,15 @@ bool VornSyncVerification::verify(const QString& localPath, const QString& dista
     // The host may have taken the name since.
     if (m_renames.isLocked(m_directoryId, m_fileName))
         return false;
-    if (local.presence == VornSyncPresence::Absent) {
+    m_isAnswered = local.presence == VornSyncPresence::Absent;
+    if (m_isAnswered) {
         trace(QStringLiteral("Local file missing: '%1' (dirId=%2) -> Error")
                   .arg(m_fileName, QString::number(m_directoryId)));
         return putInError(ceSecLocalFileMissing);
     }
     const VornSyncFileFacts distant = VornSyncFiles::facts(distantPath);
+    m_isAnswered =
+        isPlainFile(local) && (isPlainFile(distant) || distant.presence == VornSyncPresence::Absent);
     if (isPlainFile(local) && distant.presence == VornSyncPresence::Absent)
         return observeDistantMissing();
     if (!isPlainFile(local) || !isPlainFile(distant))
@@ -70,7 +73,8 @@ bool VornSyncVerification::compareSizes(const VornSyncFileFacts& local, const Vo
 {
     VornSyncPassFile file;
     file.local = local;
-    if (!m_database.readFileRow(m_directoryId, m_fileName, file.row, file.hasRow))
+    m_isAnswered = m_database.readFileRow(m_directoryId, m_fileName, file.row, file.hasRow);
+    if (!m_isAnswered)
         return false;
     if (local.size != m_dbSize && !VornSyncFileDecision::isHeldByNewerDistant(file)) {
         traceSize("Local size mismatch", "local", local.size, "Unknown");

@@ -21,6 +21,8 @@ public:
 
     // True when the row's status may have changed.
     bool verify(const QString& localPath, const QString& distantPath);
+    // False when the disk or the database did not say enough to tell how the file stands.
+    bool isAnswered() const { return m_isAnswered; }
 
 private:
     bool observeDistantMissing();
@@ -35,4 +37,5 @@ private:
     const int m_directoryId;
     const QString m_fileName;
     const qint64 m_dbSize;
+    bool m_isAnswered = false;
 };

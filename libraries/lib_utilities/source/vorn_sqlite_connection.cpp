@@ -83,8 +83,7 @@ VornSqliteConnection::VornSqliteConnection(const QString& filePath, const QStrin
     , m_database(QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), registeredName))
 {
     m_database.setDatabaseName(filePath);
-    // Another writer ahead is waited for, not reported.
-    m_database.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=5000"));
+    m_database.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=%1").arg(kBusyTimeoutMs));
 }
 
 VornSqliteConnection::~VornSqliteConnection()
@@ -222,6 +221,18 @@ QStringList VornSqliteConnection::takeErrors()
     QStringList errors;
     errors.swap(m_errors);
     return errors;
+}
+
+void VornSqliteConnection::dropErrorsAfter(int count)
+{
+    while (m_errors.size() > count)
+        m_errors.removeLast();
+}
+
+void VornSqliteConnection::setBusyTimeoutMs(int milliseconds)
+{
+    if (m_database.isOpen())
+        runQuietly(QStringLiteral("PRAGMA busy_timeout=%1").arg(milliseconds));
 }
 
 // --- Transactions ---------------------------------------------------------------------------------------

@@ -20,6 +20,8 @@ class VornSqliteConnection : public QObject
 public:
     using RowReader = std::function<void(const QSqlQuery& row)>;
 
+    static constexpr int kBusyTimeoutMs = 5000; // another writer ahead is waited for, not reported
+
     // `registeredName` is the name Qt knows the connection by: unique in the process.
     VornSqliteConnection(const QString& filePath, const QString& registeredName);
     ~VornSqliteConnection() override;
@@ -39,6 +41,8 @@ public:
     bool isInTransaction() const { return m_transactionDepth > 0; }
     bool isTransactionBroken() const { return m_isTransactionBroken; }
     bool setForeignKeys(bool checked);
+    // Of a handle that is open; one that is opened later has the usual one.
+    void setBusyTimeoutMs(int milliseconds);
 
     // True after a failure that the handle may keep to itself: SQLite goes on read-only when it could not open one of
     // its files for writing, even when it could later.
@@ -47,6 +51,8 @@ public:
     // Errors wait here until nothing is held any more.
     void addError(const QString& message) { m_errors << message; }
     QStringList takeErrors();
+    int errorCount() const { return m_errors.size(); }
+    void dropErrorsAfter(int count);
 
     // How many statements and transactions of the thread are under way, one within the other.
     int useDepth = 0;

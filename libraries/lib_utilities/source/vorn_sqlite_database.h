@@ -68,6 +68,7 @@ signals:
     void databaseErrorOccurred(const QString& connectionName, const QString& message);
 
 private:
+    friend class VornSqliteSilence;
     friend class VornSqliteTransaction;
     class Use;
 
