@@ -407,6 +407,11 @@ void SimHost::awaitRest()
     m_manager->resumeAll();
     addPair();
     m_manager->setDirectoryAvailability(alias(), true);
+    settle();
+}
+
+void SimHost::settle()
+{
     const qint64 beginNs = SimWorld::nowNs();
     const qint64 quietNs = (kVerificationCycles + 2) * m_world.profile().syncIntervalSecs * kNsPerSec;
     qint64 quietSinceNs = -1;
@@ -430,10 +435,15 @@ void SimHost::awaitRest()
 void SimHost::probe()
 {
     for (int number = 0; number < m_world.nameCount(); ++number) {
-        if (m_world.file(number).local != kSimNoVersion)
+        if (m_world.file(number).local == kSimNoVersion)
+            continue;
+        // A cycle has to find every second one.
+        if (number % 2 == 0)
             writeAndTell(number);
+        else
+            m_world.write(SimSide::Local, number);
     }
-    awaitRest();
+    settle();
 }
 
 void SimHost::checkDatabase()

@@ -50,6 +50,7 @@ private:
 
     void heal();
     void awaitRest();
+    void settle();
     void probe();
     QString openWork();
     QString listedErrors() const;
