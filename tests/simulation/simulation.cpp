@@ -47,7 +47,8 @@ constexpr char kUsage[] =
     "  --seed SEED   that one alone, with everything that happens on standard error\n"
     "  --seconds S   goes on with further seeds until that time is over\n"
     "  --plant BUG   with that mistake in the library\n"
-    "  --prove       plants one after the other; each must be found within --seeds seeds\n"
+    "  --prove       plants one after the other (or the one of --plant); each must be found within --seeds "
+    "seeds\n"
     "  --replay      plays each seed twice and demands the same story\n";
 
 double secondsSince(Clock::time_point start)
@@ -125,10 +126,13 @@ quint64 seedsToFind(const SimPlantedBug& bug, quint64 seeds, std::string& how)
     return 0;
 }
 
-int prove(quint64 seeds)
+// All of them, or the one of that name.
+int prove(const std::string& name, quint64 seeds)
 {
     int missed = 0;
     for (const SimPlantedBug& bug : simPlantedBugs()) {
+        if (!name.empty() && name != bug.name)
+            continue;
         std::string how;
         const quint64 count = seedsToFind(bug, seeds, how);
         missed += count == 0 ? 1 : 0;
@@ -136,7 +140,7 @@ int prove(quint64 seeds)
                     count == 0 ? bug.what : how.c_str());
         std::fflush(stdout);
     }
-    std::printf("%zu planted, %d missed\n", simPlantedBugs().size(), missed);
+    std::printf("%d missed\n", missed);
     return missed == 0 ? 0 : 1;
 }
 
@@ -199,7 +203,7 @@ int main(int argc, char** argv)
     }
 
     if (options.isProof)
-        return prove(options.seeds);
+        return prove(options.planted, options.seeds);
     const auto start = Clock::now();
     Totals totals;
     bool isOver = false;
