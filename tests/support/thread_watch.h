@@ -1,0 +1,19 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+namespace VornSyncTest {
+
+// The library's threads in this process, as the kernel sees them: by the first 15 characters of their names.
+QStringList libraryThreads();
+
+enum class ThreadWait {
+    ForAnswer, // of a file system in user space
+    ForPage,   // of a file that is being read
+};
+
+// Those that wait so at this moment.
+QStringList threadsThatWait(ThreadWait kind);
+
+} // namespace VornSyncTest
