@@ -157,9 +157,8 @@ void TestSambaOutages::inTheMiddleOfABigCopy_data()
 {
     QTest::addColumn<Outage>("outage");
     QTest::addColumn<bool>("hasOldVersion");
-    QTest::newRow("killed, a new file") << Outage::Killed << false;
     QTest::newRow("killed, over an old version") << Outage::Killed << true;
-    QTest::newRow("frozen, over an old version") << Outage::Frozen << true;
+    QTest::newRow("frozen, a new file") << Outage::Frozen << false;
 }
 
 void TestSambaOutages::inTheMiddleOfABigCopy()
