@@ -10,6 +10,7 @@ using namespace VornSyncTest;
 
 namespace {
 
+constexpr int kCycleMs = 40;
 constexpr int kFileCount = 6;
 constexpr int kLocalMissing = 2;
 constexpr int kDistantMissing = 15;
@@ -54,7 +55,9 @@ private:
 
 void TestEmptyMountPoint::init()
 {
-    m_host = std::make_unique<Host>();
+    HostOptions options;
+    options.syncIntervalMs = kCycleMs;
+    m_host = std::make_unique<Host>(options);
     m_storage = std::make_unique<Pair>();
     m_share = std::make_unique<BindShare>(m_storage->distantPath(), m_host->pair().distantPath());
     if (!m_share->mount())

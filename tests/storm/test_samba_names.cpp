@@ -12,6 +12,7 @@ using namespace VornSyncTest;
 
 namespace {
 
+constexpr int kCycleMs = 50;
 constexpr int kDistantMissing = 15;
 constexpr int kSlowMs = 120000;
 
@@ -67,6 +68,7 @@ bool TestSambaNames::start(const QStringList& settings, const QStringList& names
         return false;
     HostOptions options;
     options.distantPath = m_share->mountedPath();
+    options.syncIntervalMs = kCycleMs;
     m_host = std::make_unique<Host>(options);
     for (const QString& name : names) {
         if (!m_host->local().write(name, content(name)))

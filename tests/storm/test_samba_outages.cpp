@@ -16,6 +16,7 @@ using namespace VornSyncTest;
 
 namespace {
 
+constexpr int kCycleMs = 50;
 constexpr int kFileCount = 6;
 constexpr int kBigBytes = 200 * 1024 * 1024; // takes seconds
 constexpr int kMiddleBytes = 20 * 1024 * 1024;
@@ -73,6 +74,7 @@ void TestSambaOutages::init()
         QSKIP(qPrintable("no Samba share: "_s + m_share->reason()));
     HostOptions options;
     options.distantPath = m_share->mountedPath();
+    options.syncIntervalMs = kCycleMs;
     m_host = std::make_unique<Host>(options);
     // What a share that dies under a copy, a listing or a test may be told as.
     for (const QString& text : {"destination path not available: '"_s, "Destination path not available: '"_s,
@@ -211,7 +213,7 @@ void TestSambaOutages::duringAPass()
     QFETCH(Outage, outage);
     Host& host = *m_host;
     mirrorSome();
-    for (int round = 0; round < 3; ++round) {
+    for (int round = 0; round < 2; ++round) {
         CycleWatch passes(host.local().path());
         QVERIFY(host.local().append("file %1.txt"_s.arg(round), " more"));
         QVERIFY(host.local().write("new %1.txt"_s.arg(round), "new"));

@@ -17,6 +17,7 @@ namespace {
 // Three threads, 2000 ms each, and some for a loaded machine.
 constexpr qint64 kBoundMs = 6000 + 4000;
 
+constexpr int kCycleMs = 30; // a pass almost always runs
 constexpr int kBytesPerSecond = 256 * 1024;
 constexpr int kBigBytes = 4 * kBytesPerSecond; // longer than a thread is waited for
 constexpr int kTrackedFiles = 600;             // a pass or a verification of them is met in the middle
@@ -53,7 +54,10 @@ class HangingHost
     Q_DISABLE_COPY_MOVE(HangingHost)
 
 public:
-    HangingHost() = default;
+    HangingHost()
+        : host(options())
+    {
+    }
     ~HangingHost() { thaw(); } // or the end of the pair's directories would hang too
 
     // The same directory behind another mount. Nothing may look at it meanwhile.
@@ -73,6 +77,13 @@ public:
     const Side& server() const { return m_storage.distant(); }
 
 private:
+    static HostOptions options()
+    {
+        HostOptions result;
+        result.syncIntervalMs = kCycleMs;
+        return result;
+    }
+
     const Pair m_storage;
     std::optional<ThrottledMount> m_mount;
 
