@@ -190,6 +190,8 @@ void TestPowerLoss::underAWorkingHost()
         QVERIFY(QFile::remove(path));
     }
     // A row that was under way waits for 120 s: the machine comes back an hour later.
+    host.takeErrors();
+    host.trace().clear();
     QVERIFY(host.start());
     QVERIFY(host.awaitCycles(1));
     for (const QString& name : m_files.keys())
@@ -199,6 +201,8 @@ void TestPowerLoss::underAWorkingHost()
     QCOMPARE(host.settle(kSlowMs), QString());
     VERIFY_AT_REST(host);
     QCOMPARE(m_unexpected, QString());
+    QCOMPARE(host.errors(), QStringList());
+    QCOMPARE(host.trace().criticals(), QStringList());
     QCOMPARE(localProblem(), QString());
     QCOMPARE(host.distant().names(), QStringList(m_files.keys()));
     // Past the capture of messages.

@@ -19,6 +19,7 @@ using namespace VornSyncTest;
 namespace {
 
 constexpr int kFileCount = 4;
+constexpr int kBeingSent = 20;
 constexpr int kSlowMs = 120000;
 
 QByteArray filler(int kibibytes, char first)
@@ -101,10 +102,8 @@ void TestSambaRefusals::cleanup()
 bool TestSambaRefusals::retryNow(const QStringList& names)
 {
     m_host->manager()->requestSync();
-    if (!waitFor([&] { return m_host->manager()->errorCount() == 0; }))
-        return false;
     for (const QString& name : names) {
-        if (!m_host->age(name))
+        if (!waitFor([&] { return m_host->status(name) == kBeingSent; }) || !m_host->age(name))
             return false;
     }
     m_host->manager()->requestSync();

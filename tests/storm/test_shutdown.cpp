@@ -3,12 +3,16 @@
 #include "thread_watch.h"
 #include "throttled_mount.h"
 
+#include <QCoreApplication>
 #include <QElapsedTimer>
-#include <QFileInfo>
+#include <QProcess>
+#include <QSocketNotifier>
 #include <QTest>
 #include <QTimer>
 
+#include <memory>
 #include <optional>
+#include <unistd.h>
 
 using namespace VornSyncTest;
 
@@ -20,8 +24,8 @@ constexpr qint64 kBoundMs = 6000 + 4000;
 constexpr int kCycleMs = 30; // a pass almost always runs
 constexpr int kBytesPerSecond = 256 * 1024;
 constexpr int kBigBytes = 4 * kBytesPerSecond; // longer than a thread is waited for
-constexpr int kTrackedFiles = 600;             // a pass or a verification of them is met in the middle
-constexpr int kQueuedFiles = 12;
+constexpr int kTrackedFiles = 400;             // a pass or a verification of them is met in the middle
+constexpr int kQueuedFiles = 6;
 
 const QString kWorkerFailure = QStringLiteral("ERROR: Failed to stop worker thread");
 const QString kSynchronizerFailure = QStringLiteral("ERROR: Failed to stop synchronizer thread");
@@ -98,6 +102,7 @@ class TestShutdown : public QObject
 private slots:
     void inEveryState_data();
     void inEveryState();
+    void ofAProcessWhoseShareHangs();
     void cleanup() { m_share.reset(); }
 
 private:
@@ -325,5 +330,63 @@ void TestShutdown::inEveryState()
     host.stop();
 }
 
-QTEST_GUILESS_MAIN(TestShutdown)
+// Its threads are in the share's hands when the process ends.
+void TestShutdown::ofAProcessWhoseShareHangs()
+{
+    m_share = std::make_unique<HangingHost>();
+    Host& host = m_share->host;
+    const QString reason = m_share->setRates({});
+    if (!reason.isEmpty())
+        QSKIP(qPrintable(reason));
+    QVERIFY(host.local().write("small.txt"_s, "small"));
+    QProcess process;
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    process.start(QCoreApplication::applicationFilePath(),
+                  {"--mirror"_s, host.databasePath(), host.trashRoot(), host.pair().localPath(),
+                   host.pair().distantPath()});
+    QVERIFY2(process.waitForStarted(), qPrintable(process.errorString()));
+    QVERIFY(waitFor([&] { return m_share->server().exists("small.txt"_s); }));
+    m_share->freeze();
+    QVERIFY(waitFor([&] { return !threadsThatWait(ThreadWait::ForAnswer, process.processId()).isEmpty(); }));
+    QElapsedTimer clock;
+    clock.start();
+    process.closeWriteChannel(); // which asks it to end
+    QVERIFY(process.waitForFinished(kWaitMs));
+    QVERIFY2(clock.elapsed() < kBoundMs, qPrintable(QString::number(clock.elapsed())));
+    const QByteArray output = process.readAll();
+    QVERIFY2(process.exitStatus() == QProcess::NormalExit, output.constData());
+    QVERIFY2(process.exitCode() == 0, output.constData());
+    m_share->thaw();
+    QCOMPARE(host.raw().integrityProblems(), QString());
+    QVERIFY(host.start());
+    VERIFY_AT_REST(host);
+    host.stop();
+}
+
+namespace {
+
+// Mirrors until its standard input is closed.
+int mirror(int argc, char** argv)
+{
+    QCoreApplication application(argc, argv);
+    const QStringList arguments = QCoreApplication::arguments();
+    VornSyncManager manager(arguments.at(2), arguments.at(3), kCycleMs, QStringList());
+    if (!manager.addDirectory(Host::alias(), arguments.at(4), arguments.at(5)))
+        return 1;
+    QSocketNotifier input(STDIN_FILENO, QSocketNotifier::Read);
+    QObject::connect(&input, &QSocketNotifier::activated, &application, &QCoreApplication::quit);
+    return QCoreApplication::exec();
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    if (argc == 6 && qstrcmp(argv[1], "--mirror") == 0)
+        return mirror(argc, argv);
+    QCoreApplication application(argc, argv);
+    TestShutdown test;
+    return QTest::qExec(&test, argc, argv);
+}
+
 #include "test_shutdown.moc"

@@ -7,48 +7,55 @@ namespace VornSyncTest {
 
 namespace {
 
-const QString kTasks = QStringLiteral("/proc/self/task");
-
-QByteArray contentOf(const QString& task, const char* file)
+QString tasksPath(qint64 processId)
 {
-    QFile source(kTasks + QLatin1Char('/') + task + QLatin1Char('/') + QLatin1String(file));
+    return QStringLiteral("/proc/%1/task")
+        .arg(processId == 0 ? QStringLiteral("self") : QString::number(processId));
+}
+
+QByteArray contentOf(const QString& taskPath, const char* file)
+{
+    QFile source(taskPath + QLatin1Char('/') + QLatin1String(file));
     return source.open(QIODevice::ReadOnly) ? source.readAll().trimmed() : QByteArray();
 }
 
-QStringList tasksOfLibrary()
+// Their directories.
+QStringList tasksOfLibrary(qint64 processId)
 {
     QStringList result;
-    for (const QString& task : QDir(kTasks).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
-        const QByteArray name = contentOf(task, "comm");
+    const QString tasks = tasksPath(processId);
+    for (const QString& task : QDir(tasks).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        const QString path = tasks + QLatin1Char('/') + task;
+        const QByteArray name = contentOf(path, "comm");
         if (name == "SyncWorkerThrea" || name == "SyncSynchronize" || name == "SyncObserverThr")
-            result << task;
+            result << path;
     }
     return result;
 }
 
-QStringList namesOf(const QStringList& tasks)
+QStringList namesOf(const QStringList& taskPaths)
 {
     QStringList result;
-    for (const QString& task : tasks)
-        result << QString::fromUtf8(contentOf(task, "comm"));
+    for (const QString& path : taskPaths)
+        result << QString::fromUtf8(contentOf(path, "comm"));
     return result;
 }
 
 } // namespace
 
-QStringList libraryThreads()
+QStringList libraryThreads(qint64 processId)
 {
-    return namesOf(tasksOfLibrary());
+    return namesOf(tasksOfLibrary(processId));
 }
 
-QStringList threadsThatWait(ThreadWait kind)
+QStringList threadsThatWait(ThreadWait kind, qint64 processId)
 {
     const char* kernelFunction =
         kind == ThreadWait::ForAnswer ? "request_wait_answer" : "folio_wait_bit_common";
     QStringList waiting;
-    for (const QString& task : tasksOfLibrary()) {
-        if (contentOf(task, "wchan") == kernelFunction)
-            waiting << task;
+    for (const QString& path : tasksOfLibrary(processId)) {
+        if (contentOf(path, "wchan") == kernelFunction)
+            waiting << path;
     }
     return namesOf(waiting);
 }

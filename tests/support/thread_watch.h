@@ -5,8 +5,9 @@
 
 namespace VornSyncTest {
 
-// The library's threads in this process, as the kernel sees them: by the first 15 characters of their names.
-QStringList libraryThreads();
+// The library's threads in this process, or another, as the kernel sees them: by the first 15 characters of their
+// names.
+QStringList libraryThreads(qint64 processId = 0);
 
 enum class ThreadWait {
     ForAnswer, // of a file system in user space
@@ -14,6 +15,6 @@ enum class ThreadWait {
 };
 
 // Those that wait so at this moment.
-QStringList threadsThatWait(ThreadWait kind);
+QStringList threadsThatWait(ThreadWait kind, qint64 processId = 0);
 
 } // namespace VornSyncTest
