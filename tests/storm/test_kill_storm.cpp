@@ -288,9 +288,10 @@ void TestKillStorm::liveAndDie(int kill)
 
 QString TestKillStorm::localProblem() const
 {
-    if (m_host->local().names() != QStringList(m_files.keys()))
-        return "the user has: "_s + QStringList(m_files.keys()).join(QLatin1String(" | ")) +
-               "; the local directory: "_s + m_host->local().names().join(QLatin1String(" | "));
+    const QStringList names = m_files.keys();
+    if (m_host->local().names() != names)
+        return "the user has: "_s + names.join(QLatin1String(" | ")) + "; the local directory: "_s +
+               m_host->local().names().join(QLatin1String(" | "));
     for (auto file = m_files.cbegin(); file != m_files.cend(); ++file) {
         if (digest(m_host->local().read(file.key())) != file.value())
             return "a local file is not what the user wrote: "_s + file.key();
