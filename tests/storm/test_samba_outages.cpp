@@ -223,7 +223,7 @@ void TestSambaOutages::duringAPass()
         if (outage == Outage::Killed)
             QVERIFY(host.awaitCycles(3));
         else
-            QVERIFY(waitFor([] { return !threadsThatWait(ThreadWait::ForAnswer).isEmpty(); }));
+            QVERIFY(awaitHang());
         QVERIFY2(loop.largestGapMs() < kLargestGapMs, qPrintable(QString::number(loop.largestGapMs())));
         // Nothing is known to be missing.
         QCOMPARE(host.manager()->errorCount(), 0);
@@ -245,7 +245,7 @@ void TestSambaOutages::atShutdown()
     QVERIFY(waitFor([&] { return host.started().size() > started; }));
     begin(outage);
     if (outage == Outage::Frozen)
-        QVERIFY(waitFor([] { return !threadsThatWait(ThreadWait::ForAnswer).isEmpty(); }));
+        QVERIFY(awaitHang());
     host.takeErrors();
     QElapsedTimer clock;
     clock.start();

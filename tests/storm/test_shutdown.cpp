@@ -293,7 +293,7 @@ void TestShutdown::inEveryState()
         m_share->freeze();
         // Paused, nothing looks at the share.
         if (state != State::Paused)
-            QVERIFY(waitFor([] { return !threadsThatWait(ThreadWait::ForAnswer).isEmpty(); }));
+            QVERIFY(awaitHang());
     }
     const QStringList localBefore = host.local().names();
 
@@ -355,7 +355,7 @@ void TestShutdown::ofAProcessWhoseShareHangs()
     QVERIFY2(process.waitForStarted(), qPrintable(process.errorString()));
     QVERIFY(waitFor([&] { return m_share->server().exists("small.txt"_s); }));
     m_share->freeze();
-    QVERIFY(waitFor([&] { return !threadsThatWait(ThreadWait::ForAnswer, process.processId()).isEmpty(); }));
+    QVERIFY(awaitHang(process.processId()));
     QElapsedTimer clock;
     clock.start();
     process.closeWriteChannel(); // which asks it to end

@@ -185,7 +185,7 @@ void SambaShare::killServer()
 
 void SambaShare::freezeServer()
 {
-    m_server.signalGroup(SIGSTOP);
+    m_server.freezeGroup();
 }
 
 void SambaShare::thawServer()

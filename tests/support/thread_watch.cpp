@@ -1,6 +1,9 @@
 #include "thread_watch.h"
 
+#include "wait.h"
+
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 
 namespace VornSyncTest {
@@ -58,6 +61,19 @@ QStringList threadsThatWait(ThreadWait kind, qint64 processId)
             waiting << path;
     }
     return namesOf(waiting);
+}
+
+bool awaitHang(qint64 processId)
+{
+    constexpr qint64 kLongMs = 300; // an answer that comes at all has come by then
+    QElapsedTimer waiting;
+    return waitFor([&] {
+        if (threadsThatWait(ThreadWait::ForAnswer, processId).isEmpty())
+            waiting.invalidate();
+        else if (!waiting.isValid())
+            waiting.start();
+        return waiting.isValid() && waiting.elapsed() >= kLongMs;
+    });
 }
 
 } // namespace VornSyncTest

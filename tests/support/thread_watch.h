@@ -17,4 +17,7 @@ enum class ThreadWait {
 // Those that wait so at this moment.
 QStringList threadsThatWait(ThreadWait kind, qint64 processId = 0);
 
+// Until one of them has waited so for a while: the share is frozen, and it has met that.
+[[nodiscard]] bool awaitHang(qint64 processId = 0);
+
 } // namespace VornSyncTest

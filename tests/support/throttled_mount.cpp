@@ -46,7 +46,7 @@ ThrottledMount::~ThrottledMount()
 
 void ThrottledMount::freeze() const
 {
-    m_fileSystem.signalGroup(SIGSTOP);
+    m_fileSystem.freezeGroup();
 }
 
 void ThrottledMount::thaw() const
