@@ -7,7 +7,8 @@
 packages_build="g++ cmake ninja-build ccache qtbase5-dev libqt5sql5-sqlite qttools5-dev qttools5-dev-tools"
 # What the tests use besides.
 # shellcheck disable=SC2034
-packages_test="binutils pkg-config sqlite3 util-linux mount procps samba smbnetfs bindfs"
+packages_test="binutils pkg-config sqlite3 util-linux mount procps samba smbclient smbnetfs bindfs
+    e2fsprogs xfsprogs"
 # What the continuous integration uses besides; the second line is for the instrumented Qt.
 # shellcheck disable=SC2034
 packages_ci="clang clang-format clang-tidy clang-tools clazy shellcheck file

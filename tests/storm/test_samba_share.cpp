@@ -3,7 +3,6 @@
 #include "samba_share.h"
 
 #include <QFileInfo>
-#include <QRegularExpression>
 #include <QTest>
 
 using namespace VornSyncTest;
@@ -11,7 +10,6 @@ using namespace VornSyncTest;
 namespace {
 
 constexpr int kFileCount = 8;
-constexpr int kBigBytes = 96 * 1024 * 1024; // takes seconds
 constexpr int kSlowMs = 120000;
 constexpr int kNotReachable = 4;
 
@@ -45,7 +43,6 @@ private slots:
     void trashAndRemoval();
     void filesOfAnotherWorkstation();
     void theServerDiesBetweenCopies();
-    void theServerDiesInTheMiddleOfACopy();
     void theServerIsGoneForLong();
     void theMountGoes();
 
@@ -283,55 +280,6 @@ void TestSambaShare::theServerDiesBetweenCopies()
     }
     QCOMPARE(host.seenErrorFiles(), QStringList());
     QCOMPARE(rowProblems(kFileCount), QString());
-}
-
-// Where the server stopped, a piece of a copy may stay on it under a temporary name.
-static QStringList withoutTemporaryFiles(const Side& server)
-{
-    static const QRegularExpression temporary("^qt_temp\\.[A-Za-z]{6}$|\\.[0-9a-f]{4}$"_s);
-    for (const QString& name : server.names()) {
-        if (temporary.match(name).hasMatch())
-            server.remove(name);
-    }
-    return server.names();
-}
-
-void TestSambaShare::theServerDiesInTheMiddleOfACopy()
-{
-    Host& host = *m_host;
-    const Side server(m_share->serverPath());
-    expectOutage();
-    QVERIFY(host.local().write("old.bin"_s, "first version"));
-    QVERIFY(host.start());
-    VERIFY_AT_REST(host);
-    QVERIFY(host.local().write("old.bin"_s, QByteArray(kBigBytes, '2')));
-    QVERIFY(host.local().write("new.bin"_s, QByteArray(kBigBytes, 'n')));
-    for (const char* name : {"old.bin", "new.bin"}) {
-        const QString path = host.local().filePath(QLatin1String(name));
-        const int before = host.started().count(path);
-        host.manager()->notifyLocalFileChanged(Host::alias(), QLatin1String(name));
-        QVERIFY(waitFor([&] { return host.started().count(path) > before; }));
-        QVERIFY(waitFor([&] {
-            for (const QString& entry : server.names()) {
-                if (entry != QLatin1String("old.bin") && QFileInfo(server.filePath(entry)).size() > 1000000)
-                    return true;
-            }
-            return false;
-        }));
-        const int failures = host.errors().size();
-        m_share->killServer();
-        QVERIFY(waitFor([&] { return host.errors().size() > failures; }));
-        // Not touched by the copy that broke off.
-        if (QByteArray(name) == "old.bin")
-            QCOMPARE(server.read("old.bin"_s), QByteArray("first version"));
-        QVERIFY(m_share->resumeServer());
-        QCOMPARE(host.settle(kSlowMs), QString());
-        withoutTemporaryFiles(server);
-    }
-    VERIFY_AT_REST(host);
-    QCOMPARE(serverProblems(), QString());
-    QCOMPARE(host.seenErrorFiles(), QStringList());
-    QCOMPARE(rowProblems(2), QString());
 }
 
 // Longer than five runs: the files are listed in error, and come from there by themselves.

@@ -1,12 +1,9 @@
+#include "bind_share.h"
 #include "host.h"
 #include "literals.h"
-#include "mounts.h"
 
 #include <QDir>
 #include <QTest>
-
-#include <sys/mount.h>
-#include <sys/stat.h>
 
 using namespace VornSyncTest;
 
@@ -20,49 +17,7 @@ void writeFiles(const Side& side, const QByteArray& mark)
         QVERIFY(side.write("file %1.txt"_s.arg(i), mark + QByteArray(i * 1000, 'x')));
 }
 
-bool bindMount(const QString& from, const QString& to)
-{
-    return ::mount(qPrintable(from), qPrintable(to), nullptr, MS_BIND, nullptr) == 0;
-}
-
 } // namespace
-
-// A share is a mounted directory that goes and comes. What is behind it stays: the mount is a view on a directory
-// elsewhere, and the mount point below it is an empty directory.
-class Share
-{
-    Q_DISABLE_COPY_MOVE(Share)
-
-public:
-    Share(const QString& storage, const QString& mountPoint)
-        : m_storage(storage)
-        , m_mountPoint(mountPoint)
-    {
-    }
-    ~Share() { unmount(); }
-
-    bool mount()
-    {
-        m_isMounted = bindMount(m_storage, m_mountPoint);
-        return m_isMounted;
-    }
-    bool unmount()
-    {
-        if (m_isMounted && ::umount2(qPrintable(m_mountPoint), MNT_DETACH) == 0)
-            m_isMounted = false;
-        return !m_isMounted;
-    }
-    bool setReadOnly(bool readOnly)
-    {
-        const unsigned long flags = unsigned(MS_BIND | MS_REMOUNT) | (readOnly ? unsigned(MS_RDONLY) : 0U);
-        return ::mount(nullptr, qPrintable(m_mountPoint), nullptr, flags, nullptr) == 0;
-    }
-
-private:
-    QString m_storage;
-    QString m_mountPoint;
-    bool m_isMounted = false;
-};
 
 class TestShares : public QObject
 {
@@ -80,7 +35,7 @@ void TestShares::aShareUnmountedWhileNothingRuns()
 {
     Host host;
     const Pair storage;
-    Share share(storage.distantPath(), host.pair().distantPath());
+    BindShare share(storage.distantPath(), host.pair().distantPath());
     if (!share.mount())
         QSKIP("cannot mount");
     writeFiles(host.local(), "1");
@@ -106,7 +61,7 @@ void TestShares::aShareUnmountedWhileItsMountPointIsTakenAway()
 {
     Host host;
     const Pair storage;
-    Share share(storage.distantPath(), host.pair().distantPath());
+    BindShare share(storage.distantPath(), host.pair().distantPath());
     if (!share.mount())
         QSKIP("cannot mount");
     writeFiles(host.local(), "1");
@@ -130,7 +85,7 @@ void TestShares::aShareUnmountedInTheMiddleOfCopies()
 {
     Host host;
     const Pair storage;
-    Share share(storage.distantPath(), host.pair().distantPath());
+    BindShare share(storage.distantPath(), host.pair().distantPath());
     if (!share.mount())
         QSKIP("cannot mount");
     host.expectErrors("destination path not available: '"_s);
@@ -154,7 +109,7 @@ void TestShares::aShareThatTurnsReadOnly()
 {
     Host host;
     const Pair storage;
-    Share share(storage.distantPath(), host.pair().distantPath());
+    BindShare share(storage.distantPath(), host.pair().distantPath());
     if (!share.mount())
         QSKIP("cannot mount");
     writeFiles(host.local(), "1");
@@ -176,7 +131,7 @@ void TestShares::aHostThatSuspendsItsShareInTime()
 {
     Host host;
     const Pair storage;
-    Share share(storage.distantPath(), host.pair().distantPath());
+    BindShare share(storage.distantPath(), host.pair().distantPath());
     if (!share.mount())
         QSKIP("cannot mount");
     writeFiles(host.local(), "1");

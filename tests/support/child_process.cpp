@@ -1,5 +1,8 @@
 #include "child_process.h"
 
+#include <QDir>
+#include <QFile>
+#include <QList>
 #include <QStandardPaths>
 
 #include <csignal>
@@ -7,6 +10,39 @@
 #include <unistd.h>
 
 namespace VornSyncTest {
+
+namespace {
+
+// State and process group of "/proc/.../stat": what follows the name, which may hold anything.
+QList<QByteArray> statFields(const QString& directory)
+{
+    QFile file(directory + QStringLiteral("/stat"));
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    const QByteArray content = file.readAll();
+    return content.mid(content.lastIndexOf(')') + 2).split(' ');
+}
+
+bool isGroupFrozen(qint64 group)
+{
+    constexpr int kState = 0;
+    constexpr int kGroup = 2;
+    for (const QString& process :
+         QDir(QStringLiteral("/proc")).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        const QString path = QStringLiteral("/proc/") + process;
+        if (!process.at(0).isDigit() || statFields(path).value(kGroup).toLongLong() != group)
+            continue;
+        const QDir tasks(path + QStringLiteral("/task"));
+        for (const QString& task : tasks.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+            const QByteArray state = statFields(tasks.filePath(task)).value(kState);
+            if (!state.isEmpty() && state != "T" && state != "Z" && state != "X")
+                return false;
+        }
+    }
+    return true;
+}
+
+} // namespace
 
 ChildProcess::~ChildProcess()
 {
@@ -54,6 +90,15 @@ void ChildProcess::setupChildProcess()
 {
     ::setpgid(0, 0);
     ::prctl(PR_SET_PDEATHSIG, SIGTERM);
+}
+
+void ChildProcess::freezeGroup() const
+{
+    signalGroup(SIGSTOP);
+    // The signal is on its way: what was asked before may still be answered.
+    constexpr int kMostMs = 10000;
+    for (int ms = 0; ms < kMostMs && processId() > 0 && !isGroupFrozen(processId()); ++ms)
+        ::usleep(1000);
 }
 
 } // namespace VornSyncTest

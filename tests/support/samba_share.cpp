@@ -9,6 +9,7 @@
 #include <QProcessEnvironment>
 
 #include <arpa/inet.h>
+#include <csignal>
 #include <netinet/in.h>
 #include <sys/mount.h>
 #include <sys/socket.h>
@@ -100,10 +101,14 @@ int freePort()
 
 } // namespace
 
-SambaShare::SambaShare() = default;
+SambaShare::SambaShare(const QStringList& settings)
+    : m_settings(settings)
+{
+}
 
 SambaShare::~SambaShare()
 {
+    thawServer(); // or the client would not end
     unmount();
     killServer();
 }
@@ -146,7 +151,8 @@ bool SambaShare::writeConfiguration()
     return root.mkpath(QStringLiteral("server")) && root.mkpath(QStringLiteral("state")) &&
            root.mkpath(QStringLiteral("mount")) && root.mkpath(QStringLiteral("home/.smb")) &&
            writeFile(root.filePath(QStringLiteral("smb.conf")),
-                     kServerConfiguration.arg(QString::number(m_port), root.path())) &&
+                     kServerConfiguration.arg(QString::number(m_port), root.path()) +
+                         m_settings.join(QLatin1Char('\n')) + QLatin1Char('\n')) &&
            writeFile(root.filePath(QStringLiteral("home/.smb/smb.conf")),
                      kClientConfiguration.arg(root.path())) &&
            writeFile(root.filePath(QStringLiteral("home/.smb/smbnetfs.conf")), QString());
@@ -175,6 +181,16 @@ bool SambaShare::isServing() const
 void SambaShare::killServer()
 {
     m_server.killGroup();
+}
+
+void SambaShare::freezeServer()
+{
+    m_server.freezeGroup();
+}
+
+void SambaShare::thawServer()
+{
+    m_server.signalGroup(SIGCONT);
 }
 
 bool SambaShare::resumeServer()

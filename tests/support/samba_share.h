@@ -3,6 +3,7 @@
 #include "child_process.h"
 
 #include <QString>
+#include <QStringList>
 #include <QTemporaryDir>
 
 namespace VornSyncTest {
@@ -27,7 +28,8 @@ class SambaShare
     Q_DISABLE_COPY_MOVE(SambaShare)
 
 public:
-    SambaShare();
+    // Settings of the share, as in smb.conf, which come after its own: "case sensitive = yes".
+    explicit SambaShare(const QStringList& settings = QStringList());
     ~SambaShare();
 
     // Server and mount. False: reason() says which piece is missing; a test skips with it.
@@ -37,11 +39,17 @@ public:
     // The directory that the server shares, and the same directory as the client sees it.
     QString serverPath() const { return m_root.filePath(QStringLiteral("server")); }
     QString mountedPath() const;
+    // For other clients: the share is "share", and anybody is let in.
+    int port() const { return m_port; }
+    QString serverConfiguration() const { return m_root.filePath(QStringLiteral("smb.conf")); }
 
     // Without a goodbye to its clients. The mount stays.
     void killServer();
     // The same server on the same port again. The client connects by itself with its next call.
     [[nodiscard]] bool resumeServer();
+    // It neither answers nor goes: a call of the client waits. Nothing that must not wait may look at the mount.
+    void freezeServer();
+    void thawServer();
     // mountedPath() is not there afterwards.
     void unmount();
     [[nodiscard]] bool mount();
@@ -54,6 +62,7 @@ private:
     QString mountPoint() const { return m_root.filePath(QStringLiteral("mount")); }
 
     QTemporaryDir m_root;
+    QStringList m_settings;
     QString m_reason;
     ChildProcess m_server;
     ChildProcess m_client;

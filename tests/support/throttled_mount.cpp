@@ -5,6 +5,7 @@
 
 #include <QFile>
 
+#include <csignal>
 #include <sys/mount.h>
 #include <unistd.h>
 
@@ -41,6 +42,16 @@ ThrottledMount::~ThrottledMount()
     m_fileSystem.killGroup();
     if (isMountPoint(m_mountPoint))
         ::umount2(QFile::encodeName(m_mountPoint).constData(), MNT_DETACH);
+}
+
+void ThrottledMount::freeze() const
+{
+    m_fileSystem.freezeGroup();
+}
+
+void ThrottledMount::thaw() const
+{
+    m_fileSystem.signalGroup(SIGCONT);
 }
 
 } // namespace VornSyncTest

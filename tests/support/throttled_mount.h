@@ -27,6 +27,10 @@ public:
     bool isMounted() const { return m_reason.isEmpty(); }
     QString reason() const { return m_reason; }
 
+    // A share that hangs: every call waits until it thaws. Nothing that must not wait may look at it meanwhile.
+    void freeze() const;
+    void thaw() const;
+
 private:
     QString m_mountPoint;
     QString m_reason;
