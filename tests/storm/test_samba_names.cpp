@@ -38,7 +38,6 @@ private slots:
     void twoNamesThatAreOneOverThere_data();
     void twoNamesThatAreOneOverThere();
     void oneOfTwoNamesIsDeleted();
-    void aRequestForOneOfTwoNames();
 
 private:
     bool start(const QStringList& settings, const QStringList& names);
@@ -261,31 +260,6 @@ void TestSambaNames::oneOfTwoNamesIsDeleted()
     VERIFY_AT_REST(host);
     QCOMPARE(onServer(kept), content(kept));
     QCOMPARE(host.local().names(), QStringList{kept});
-}
-
-// What the share has under that name is newer, and is the other file: the local one must not become it.
-void TestSambaNames::aRequestForOneOfTwoNames()
-{
-    START_OR_SKIP(QStringList(), QStringList{"NAME.txt"_s});
-    Host& host = *m_host;
-    VERIFY_AT_REST(host);
-    host.leaveOut("NAME.txt"_s);
-    host.leaveOut("Name.txt"_s);
-    QVERIFY(host.local().write("Name.txt"_s, "another file, and a longer one"));
-    QVERIFY(waitFor([&] { return onServer("NAME.txt"_s) == "another file, and a longer one"; }));
-    QVERIFY(waitFor([&] { return isListed("Name.txt"_s, kDistantMissing); }));
-    const Side server(m_share->serverPath());
-    QVERIFY(server.setLmd("NAME.txt"_s, QDateTime::currentDateTimeUtc().addSecs(60)));
-    QStringList answers;
-    connect(host.manager(), &VornSyncManager::fileReady, this,
-            [&](const QString& path, bool found) { answers << (found ? path : QString()); });
-    for (const char* name : {"NAME.txt", "Name.txt"}) {
-        host.manager()->requestFileReady(host.distant().filePath(QLatin1String(name)));
-        QVERIFY(waitFor([&] { return !answers.isEmpty(); }));
-        QCOMPARE(answers.takeFirst(), host.local().filePath(QLatin1String(name)));
-    }
-    QCOMPARE(host.local().read("NAME.txt"_s), content("NAME.txt"_s));
-    QCOMPARE(host.local().read("Name.txt"_s), QByteArray("another file, and a longer one"));
 }
 
 QTEST_GUILESS_MAIN(TestSambaNames)

@@ -3,11 +3,7 @@
 #include "vorn_sync_database.h"
 #include "vorn_sync_log.h"
 
-#include <QDir>
 #include <QFileInfo>
-#include <QStringList>
-
-#include <algorithm>
 
 namespace VornSyncFileReady {
 
@@ -44,28 +40,6 @@ bool mayExist(const VornSyncFileFacts& local, const QString& path)
     return local.presence == VornSyncPresence::Unknown;
 }
 
-bool isDistantNewer(const VornSyncFileReadyFacts& facts)
-{
-    return facts.isMarkedNewer || isLater(facts.distantLmd, facts.recordedDistantLmd);
-}
-
-// Two local names that differ in case only are one over there where the share doesn't tell them apart: it finds both
-// and lists one. Whose content it holds can't be known.
-bool isNameShared(const QString& localDirectory, const QFileInfo& distant)
-{
-    const QDir::Filters everyFile = QDir::Files | QDir::Hidden | QDir::System;
-    const QDir directory = distant.absoluteDir();
-    const QString fileName = distant.fileName();
-    const QStringList localNames = QDir(localDirectory).entryList(everyFile);
-    return std::any_of(localNames.cbegin(), localNames.cend(), [&](const QString& other) {
-        if (other == fileName || other.compare(fileName, Qt::CaseInsensitive) != 0 ||
-            !directory.exists(other))
-            return false;
-        const QStringList listed = directory.entryList(everyFile);
-        return !listed.contains(other) || !listed.contains(fileName);
-    });
-}
-
 VornSyncFileReadyFacts gather(VornSyncDatabase& database, int directoryId, const QString& localDirectory,
                               const VornSyncFileFacts& local, const QFileInfo& distant)
 {
@@ -92,7 +66,6 @@ VornSyncFileReadyFacts gather(VornSyncDatabase& database, int directoryId, const
     if (!isOlderThanLocal && database.readFileRow(directoryId, distant.fileName(), row, isFound) && isFound)
         facts.isMarkedNewer = row.isDistantNewer && row.markedLocalSize == local.size &&
                               row.markedLocalLmdSecs == local.lmdSecs;
-    facts.isNameShared = isDistantNewer(facts) && isNameShared(localDirectory, distant);
     return facts;
 }
 
@@ -143,7 +116,8 @@ VornSyncFileReadyVerdict decide(const VornSyncFileReadyFacts& facts)
         return VornSyncFileReadyVerdict::UseOnlyLocal;
     if (!facts.hasRecord)
         return VornSyncFileReadyVerdict::UseUnrecorded;
-    if (isDistantNewer(facts) && !facts.isNameShared && !isLater(facts.localLmd, facts.recordedLocalLmd))
+    const bool isDistantNewer = facts.isMarkedNewer || isLater(facts.distantLmd, facts.recordedDistantLmd);
+    if (isDistantNewer && !isLater(facts.localLmd, facts.recordedLocalLmd))
         return VornSyncFileReadyVerdict::CopyNewerDistant;
     return VornSyncFileReadyVerdict::UseLocal;
 }

@@ -21,7 +21,6 @@ struct VornSyncFileReadyFacts
     QDateTime recordedDistantLmd;
     bool isMarkedNewer =
         false; // verification found a newer distant copy, and the local one has stayed as it was
-    bool isNameShared = false; // the distant entry serves another local file too; only told where it matters
 };
 
 enum class VornSyncFileReadyVerdict {
