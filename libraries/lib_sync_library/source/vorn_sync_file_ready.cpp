@@ -58,12 +58,9 @@ VornSyncFileReadyFacts gather(VornSyncDatabase& database, int directoryId, const
     };
     facts.recordedLocalLmd = recordedTime(QStringLiteral("localLmd"));
     facts.recordedDistantLmd = recordedTime(QStringLiteral("distantLmd"));
-    // One that is larger, and older than the local file, is no newer version but one from before: the share was
-    // away behind its empty mount point, or was restored from a backup. It must not take the local one's place.
-    const bool isOlderThanLocal = facts.distantLmd < facts.localLmd;
     VornSyncFileRow row;
     bool isFound = false;
-    if (!isOlderThanLocal && database.readFileRow(directoryId, distant.fileName(), row, isFound) && isFound)
+    if (database.readFileRow(directoryId, distant.fileName(), row, isFound) && isFound)
         facts.isMarkedNewer = row.isDistantNewer && row.markedLocalSize == local.size &&
                               row.markedLocalLmdSecs == local.lmdSecs;
     return facts;
