@@ -2,7 +2,10 @@
 # Runs the tests with line and branch counters and prints the coverage of the libraries; the pages are in
 # build/coverage/report.
 #
-# usage: scripts/coverage.sh [CTEST-OPTION...]
+# usage: scripts/coverage.sh [CTEST-OPTION...]        for example: scripts/coverage.sh -L 'unit|integration'
+#
+# Without options every test counts, the fault sweeps, the kills and the simulation too; VORN_SYNC_SWEEP=all and
+# VORN_SYNC_KILLS=200 run those at full length.
 set -euo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)

@@ -16,6 +16,7 @@ private slots:
     void times();
     void unknownTimes_data();
     void unknownTimes();
+    void aFileAfterADeletedOneIsKept();
     void markedNewer_data();
     void markedNewer();
 };
@@ -118,6 +119,15 @@ void TestFileReady::unknownTimes()
     if (!isDistantKnown)
         facts.recordedDistantLmd = QDateTime();
     QCOMPARE(VornSyncFileReady::decide(facts), verdict);
+}
+
+void TestFileReady::aFileAfterADeletedOneIsKept()
+{
+    VornSyncFileReadyFacts facts = recorded(-100000, 3001);
+    facts.isTombstoned = true;
+    QCOMPARE(VornSyncFileReady::decide(facts), Verdict::UseLocal);
+    facts.isMarkedNewer = true;
+    QCOMPARE(VornSyncFileReady::decide(facts), Verdict::UseLocal);
 }
 
 void TestFileReady::markedNewer_data()

@@ -66,6 +66,7 @@ private slots:
     void unreachableFileIsUnknown();
     void unreadableParentIsUnknown();
     void listedEntryThatVanishedIsUnknown();
+    void aPathWithANulIsUnknown();
     void oddNames();
     void directoryPresence();
     void unreachableDirectoryIsUnknown();
@@ -209,6 +210,16 @@ void TestSyncFiles::unreadableParentIsUnknown()
 void TestSyncFiles::listedEntryThatVanishedIsUnknown()
 {
     QCOMPARE(VornSyncFiles::listedFacts(local("vanished")).presence, VornSyncPresence::Unknown);
+}
+
+// The system knows only what stands before it.
+void TestSyncFiles::aPathWithANulIsUnknown()
+{
+    QVERIFY(m_pair->local().write(text("a"), "1234"));
+    const QString end = QString(QChar(QChar::Null)) + text("b");
+    QCOMPARE(VornSyncFiles::facts(local("a") + end).presence, VornSyncPresence::Unknown);
+    QCOMPARE(VornSyncFiles::facts(local("none") + end).presence, VornSyncPresence::Unknown);
+    QCOMPARE(VornSyncFiles::directoryPresence(m_pair->localPath() + end), VornSyncPresence::Unknown);
 }
 
 void TestSyncFiles::oddNames()

@@ -127,6 +127,7 @@ private slots:
     void localWrittenBeforeTheCopy();
     void localGoneAfterTheCopy();
     void tombstonedFileIsBroughtBack();
+    void aFileAfterADeletedOneIsKept();
     void tombstoneSetWhileCopying();
     void countersFollow();
     void copyThatFails();
@@ -584,6 +585,27 @@ void TestSyncManagerFileReady::tombstonedFileIsBroughtBack()
     const QVariantMap row = RawDatabase(fixture.pair.databasePath()).fileRow(fixture.id, kName);
     QCOMPARE(row.value(QStringLiteral("status")).toInt(), int(ceSfsUpToDate));
     QVERIFY(row.value(QStringLiteral("trashed_date")).isNull());
+}
+
+// An older file was renamed to the name of a deleted one, which another workstation has written again: nobody else
+// has what is in it.
+void TestSyncManagerFileReady::aFileAfterADeletedOneIsKept()
+{
+    Fixture fixture;
+    QVERIFY(fixture.pair.local().write(kName, "deleted"));
+    QVERIFY(fixture.pair.distant().write(kName, "deleted"));
+    const QDateTime now = QDateTime::currentDateTimeUtc();
+    QVERIFY(fixture.pair.local().setLmd(kName, now.addSecs(-60)));
+    QVERIFY(fixture.pair.distant().setLmd(kName, now.addSecs(-60)));
+    QVERIFY(fixture.record());
+    QVERIFY(fixture.database().setFileDeleted(fixture.id, kName));
+    QVERIFY(fixture.pair.local().write(kName, "nowhere else"));
+    QVERIFY(fixture.pair.local().setLmd(kName, now.addSecs(-120)));
+    QVERIFY(fixture.pair.distant().write(kName, "written again"));
+    fixture.ask();
+    QCOMPARE(fixture.ready.size(), 1);
+    QCOMPARE(fixture.ready.first(), fixture.answer(true));
+    QCOMPARE(fixture.pair.local().read(kName), QByteArray("nowhere else"));
 }
 
 // What the host said meanwhile is the younger word.

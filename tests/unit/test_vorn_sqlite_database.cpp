@@ -63,6 +63,8 @@ private slots:
     void transactionsBeginAsWriters();
     void errorsWaitForTheTransaction();
     void constraintsFailAlone();
+    void aTransactionThatTheFileUndoesStaysUndone_data();
+    void aTransactionThatTheFileUndoesStaysUndone();
     void foreignKeysCanBeOffForATransaction();
 
     void resetGivesAnEmptyFile();
@@ -438,6 +440,37 @@ void TestVornSqliteDatabase::constraintsFailAlone()
     QVERIFY(database.executeQuery("INSERT INTO t VALUES (?)"_s, {2}));
     QVERIFY(transaction.commit());
     QCOMPARE(RawDatabase(path()).value("SELECT COUNT(*) FROM t"_s).toInt(), 2);
+}
+
+void TestVornSqliteDatabase::aTransactionThatTheFileUndoesStaysUndone_data()
+{
+    QTest::addColumn<QStringList>("rules");
+    QTest::newRow("conflict clause") << QStringList{"CREATE TABLE strict (a UNIQUE ON CONFLICT ROLLBACK)"_s,
+                                                    "INSERT INTO strict VALUES (1)"_s};
+    QTest::newRow("trigger") << QStringList{
+        "CREATE TABLE strict (a)"_s,
+        "CREATE TRIGGER refusing BEFORE INSERT ON strict BEGIN SELECT RAISE(ROLLBACK, 'no'); END"_s};
+}
+
+// Otherwise what comes after would be written by itself.
+void TestVornSqliteDatabase::aTransactionThatTheFileUndoesStaysUndone()
+{
+    QFETCH(QStringList, rules);
+    VornSqliteDatabase database(path(), "Plain"_s, nullptr);
+    QVERIFY(database.createTable("t"_s, {"a"_s}, {}));
+    for (const QString& rule : rules)
+        QVERIFY(database.executeQuery(rule));
+    {
+        VornSqliteTransaction transaction(database);
+        QVERIFY(database.executeQuery("INSERT INTO t VALUES (1)"_s));
+        QVERIFY(!database.executeQuery("INSERT INTO strict VALUES (1)"_s));
+        QVERIFY(!transaction.isActive());
+        QVERIFY(!database.executeQuery("INSERT INTO t VALUES (2)"_s));
+        QVERIFY(!transaction.commit());
+    }
+    QCOMPARE(RawDatabase(path()).value("SELECT COUNT(*) FROM t"_s).toInt(), 0);
+    QVERIFY(database.executeQuery("INSERT INTO t VALUES (3)"_s));
+    QCOMPARE(RawDatabase(path()).value("SELECT COUNT(*) FROM t"_s).toInt(), 1);
 }
 
 void TestVornSqliteDatabase::foreignKeysCanBeOffForATransaction()

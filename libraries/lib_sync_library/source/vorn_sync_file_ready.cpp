@@ -56,6 +56,8 @@ VornSyncFileReadyFacts gather(VornSyncDatabase& database, int directoryId, const
     const auto recordedTime = [&record](const QString& key) {
         return QDateTime::fromString(record.value(key).toString(), Qt::ISODate);
     };
+    facts.isTombstoned =
+        facts.hasRecord && VornSyncTypes::isTombstoned(record.value(QStringLiteral("status")).toInt());
     facts.recordedLocalLmd = recordedTime(QStringLiteral("localLmd"));
     facts.recordedDistantLmd = recordedTime(QStringLiteral("distantLmd"));
     VornSyncFileRow row;
@@ -114,7 +116,9 @@ VornSyncFileReadyVerdict decide(const VornSyncFileReadyFacts& facts)
     if (!facts.hasRecord)
         return VornSyncFileReadyVerdict::UseUnrecorded;
     const bool isDistantNewer = facts.isMarkedNewer || isLater(facts.distantLmd, facts.recordedDistantLmd);
-    if (isDistantNewer && !isLater(facts.localLmd, facts.recordedLocalLmd))
+    // The times of a file that is gone say nothing about the one that came after it.
+    const bool isLocalChanged = facts.isTombstoned || isLater(facts.localLmd, facts.recordedLocalLmd);
+    if (isDistantNewer && !isLocalChanged)
         return VornSyncFileReadyVerdict::CopyNewerDistant;
     return VornSyncFileReadyVerdict::UseLocal;
 }

@@ -17,6 +17,7 @@ struct VornSyncFileReadyFacts
     QDateTime localLmd; // of the files as they are now
     QDateTime distantLmd;
     bool hasRecord = false;
+    bool isTombstoned = false;  // recorded as deleted or trashed: a local file of that name is another one
     QDateTime recordedLocalLmd; // of the files as they were last recorded; invalid where not known
     QDateTime recordedDistantLmd;
     bool isMarkedNewer =

@@ -22,6 +22,12 @@ fs::path nativePath(const QString& path)
     return fs::path(QFile::encodeName(path).toStdString());
 }
 
+// The system would take such a path for what stands before its end: another file.
+bool endsInside(const QString& path)
+{
+    return path.contains(QChar(QChar::Null));
+}
+
 // QT_STAT is Qt's own name for the platform's stat: one call gives size, time and kind, with the reason of
 // a failure kept (QFileInfo loses it, and reads the time zone for every time it gives).
 int statErrno(const QByteArray& path, VornSyncFileFacts& facts)
@@ -76,6 +82,8 @@ VornSyncFileFacts listedFacts(const QByteArray& nativePath)
 VornSyncFileFacts facts(const QString& path)
 {
     VornSyncFileFacts result;
+    if (endsInside(path))
+        return result;
     const QByteArray native = QFile::encodeName(path);
     const int error = statErrno(native, result);
     if (VORN_PLANTED(errorIsAbsent) && error != 0)
@@ -91,7 +99,7 @@ VornSyncFileFacts facts(const QString& path)
 
 VornSyncPresence directoryPresence(const QString& path)
 {
-    if (path.isEmpty())
+    if (path.isEmpty() || endsInside(path))
         return VornSyncPresence::Unknown;
     std::error_code error;
     const fs::file_status status = fs::status(nativePath(path), error);

@@ -212,8 +212,15 @@ void VornSqliteConnection::fail(const QSqlError& error)
     const int code = primaryCode(error);
     if (mayOutliveItsCause(code))
         m_mustBeReopened = true;
-    if (m_transactionDepth > 0 && !endsStatementOnly(code))
+    if (m_transactionDepth > 0 && (!endsStatementOnly(code) || hasLostTransaction()))
         m_isTransactionBroken = true;
+}
+
+// A file may say itself, in a trigger or a conflict clause, that a failed statement undoes the whole transaction: what
+// followed would then be written statement by statement. SQLite refuses to begin one only while one is active.
+bool VornSqliteConnection::hasLostTransaction()
+{
+    return runQuietly(QStringLiteral("BEGIN")) && runQuietly(QStringLiteral("ROLLBACK"));
 }
 
 QStringList VornSqliteConnection::takeErrors()

@@ -69,6 +69,7 @@ private:
     bool runKept(const QString& sql, const QVariantList& values, const RowReader& reader);
     bool execute(QSqlQuery& query, const QVariantList& values, const RowReader& reader);
     void fail(const QSqlError& error);
+    bool hasLostTransaction();
 
     const QString m_registeredName;
     QSqlDatabase m_database;
