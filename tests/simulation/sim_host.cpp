@@ -94,6 +94,7 @@ void SimHost::waitMs(qint64 ms)
 void SimHost::noteErrors()
 {
     std::array<int, kSimMaxNames> codes{};
+    std::array<int, kSimMaxNames> statuses{};
     const QVariantList files = m_manager->errorFiles();
     for (const QVariant& entry : files) {
         const QVariantMap file = entry.toMap();
@@ -102,13 +103,14 @@ void SimHost::noteErrors()
         if (number < 0)
             m_world.fail(QStringLiteral("'%1' is in error and was never there").arg(fileName));
         codes.at(std::size_t(number)) = file.value(QStringLiteral("errorCode")).toInt();
+        statuses.at(std::size_t(number)) = file.value(QStringLiteral("status")).toInt();
     }
     for (int number = 0; number < m_world.nameCount(); ++number) {
         const int code = codes.at(std::size_t(number));
         const bool isNew = code != 0 && code != m_world.file(number).listedCode;
         m_world.file(number).listedCode = code;
         if (isNew)
-            m_world.onErrorListed(number, code);
+            m_world.onErrorListed(number, code, statuses.at(std::size_t(number)));
     }
 }
 

@@ -493,7 +493,7 @@ void SimWorld::judgeDistantArrival(int name, int number, int previous)
     sent.incarnation = m_state.incarnation;
 }
 
-void SimWorld::onErrorListed(int name, int code)
+void SimWorld::onErrorListed(int name, int code, int status)
 {
     log(QStringLiteral("%1 is in error: %2").arg(named(name), QString::number(code)));
     const qint64 windowSecs = 4 * m_profile.syncIntervalSecs + 120;
@@ -503,6 +503,11 @@ void SimWorld::onErrorListed(int name, int code)
     // An error travels with the file that is renamed.
     if (isRecent(listed.renameWishNs, windowSecs))
         return;
+    const bool isShrunk = code == ceSecCopySizeMismatch && VornSyncTypes::baseStatus(status) == ceSfsUpToDate;
+    if (isShrunk && listed.distant != kSimNoVersion && !version(listed.distant).isForeign &&
+        m_profile.lyingPermille == 0)
+        fail(QStringLiteral("%1 is reported shrunk on the distant side, and is as it was sent")
+                 .arg(named(name)));
     if (code == ceSecLocalFileMissing && listed.local != kSimNoVersion &&
         !isRecent(listed.localAbsentNs, windowSecs))
         fail(QStringLiteral("%1 is reported missing locally, and has been there").arg(named(name)));

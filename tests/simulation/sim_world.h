@@ -127,7 +127,7 @@ public:
     int find(const QByteArray& path, SimSide& side) const;
     void onRemoved(const QByteArray& path);
     void onRenamed(const QByteArray& from, const QByteArray& to);
-    void onErrorListed(int name, int code);
+    void onErrorListed(int name, int code, int status);
 
     // What is not as it must be when all has come to rest; empty when nothing is.
     QString restProblem();
