@@ -50,6 +50,7 @@ private slots:
     void recordingTraces();
     void copyRespectsTombstones_data();
     void copyRespectsTombstones();
+    void copyWithoutDistantTime_hasItUndefined();
 
     void renaming();
     void renamingOntoAnExistingName();
@@ -468,6 +469,13 @@ void TestSyncDatabaseFiles::copyRespectsTombstones()
     QVERIFY(db().recordCopy(id(), "new"_s, 5, utc(1), utc(2)));
     QCOMPARE(row("new"_s).value("size"_s).toInt(), 5);
     QVERIFY(!db().recordCopy(99, "x"_s, 5, utc(1), utc(2)));
+}
+
+void TestSyncDatabaseFiles::copyWithoutDistantTime_hasItUndefined()
+{
+    QVERIFY(db().recordCopy(id(), "x"_s, 5, utc(1), QDateTime()));
+    QCOMPARE(row("x"_s).value("status"_s).toInt(), 17);
+    QCOMPARE(row("x"_s).value("distant_lmd"_s).toString(), "UNDEFINED"_s);
 }
 
 // --- Names ----------------------------------------------------------------------------------------------

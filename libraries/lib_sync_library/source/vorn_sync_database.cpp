@@ -477,7 +477,10 @@ bool VornSyncDatabase::recordFileSync(int directoryId, const QString& fileName, 
 bool VornSyncDatabase::recordCopy(int directoryId, const QString& fileName, qint64 size,
                                   const QDateTime& localLmd, const QDateTime& distantLmd)
 {
-    const TrackedFile recorded{1, size, VornSyncTimes::toText(localLmd), VornSyncTimes::toText(distantLmd)};
+    // An empty text would be read as a time long ago: every distant file is newer than that.
+    const QString distantText =
+        distantLmd.isValid() ? VornSyncTimes::toText(distantLmd) : VornSyncTypes::undefinedTimeText();
+    const TrackedFile recorded{1, size, VornSyncTimes::toText(localLmd), distantText};
     const auto isWanted = [](int status) { return !VornSyncTypes::isTombstoned(status); };
     return record(directoryId, fileName, recorded, nullptr, isWanted, nullptr) != Recorded::No;
 }

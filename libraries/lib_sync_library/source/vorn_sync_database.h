@@ -110,7 +110,7 @@ public:
     bool setFileErrorIf(int directoryId, const QString& fileName, int expectedStatus, int errorCode);
 
     // recordFileSync for a finished copy: a row that was trashed or tombstoned meanwhile stays as it is, and
-    // the result is true.
+    // the result is true. Without a valid distant time the row has it UNDEFINED, and the next pass finds it out.
     bool recordCopy(int directoryId, const QString& fileName, qint64 size, const QDateTime& localLmd,
                     const QDateTime& distantLmd);
 
