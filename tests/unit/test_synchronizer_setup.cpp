@@ -60,6 +60,7 @@ private slots:
     void sideCar();
     void sideCar_directoryOfTheSuffixedName_doesNotCount();
     void sideCar_missingDirectory_isNone();
+    void sideCar_unreadableDirectory_mayHoldOne();
 
     void initialize_withoutDatabase();
     void initialize_sweepsAndClearsTrashDates();
@@ -255,6 +256,16 @@ void TestSynchronizerSetup::sideCar_missingDirectory_isNone()
     const Inert inert({"*"_s});
     QVERIFY(!inert.sync.hasActiveSideCar(pair.local().filePath("nowhere/data.db"_s)));
     QVERIFY(!inert.sync.hasActiveSideCar(QString()));
+}
+
+void TestSynchronizerSetup::sideCar_unreadableDirectory_mayHoldOne()
+{
+    const Pair pair;
+    QVERIFY(pair.local().write("data.db"_s, "x"));
+    const Inert inert({"*-wal"_s});
+    QVERIFY(!inert.sync.hasActiveSideCar(pair.local().filePath("data.db"_s)));
+    const FailingListing hook(pair.localPath(), 2, EIO);
+    QVERIFY(inert.sync.hasActiveSideCar(pair.local().filePath("data.db"_s)));
 }
 
 void TestSynchronizerSetup::initialize_withoutDatabase()
