@@ -1,4 +1,5 @@
 #include "engine_fixture.h"
+#include "file_calls.h"
 #include "wait.h"
 
 #include <QDir>
@@ -6,6 +7,8 @@
 #include <QFile>
 #include <QRegularExpression>
 #include <QTest>
+
+#include <cerrno>
 
 using namespace VornSyncTest;
 
@@ -62,6 +65,8 @@ private slots:
     void failedRun_staysInFlight();
     void fiveMessagesInOneRun_endItAtOnce();
     void successAfterARetry();
+    void companionsThatCantBeAsked_areNotLeftBehind_data();
+    void companionsThatCantBeAsked_areNotLeftBehind();
     void failureOfATombstonedFile_leavesTheTombstone_data();
     void failureOfATombstonedFile_leavesTheTombstone();
 
@@ -421,6 +426,41 @@ void TestSynchronizerDispatch::successAfterARetry()
     QCOMPARE(engine.state("a.txt"_s), "17/0"_s);
     QCOMPARE(engine.row("a.txt"_s).value("size"_s).toInt(), 16);
     QCOMPARE(engine.pair().compareTrees(), QString());
+}
+
+void TestSynchronizerDispatch::companionsThatCantBeAsked_areNotLeftBehind_data()
+{
+    QTest::addColumn<bool>("isMove");
+    QTest::newRow("copy") << false;
+    QTest::newRow("move to the trash") << true;
+}
+
+void TestSynchronizerDispatch::companionsThatCantBeAsked_areNotLeftBehind()
+{
+    QFETCH(bool, isMove);
+    Engine engine;
+    QVERIFY(engine.start());
+    QVERIFY(engine.local().write("a.txt"_s, "a") && engine.local().write("a/x"_s, "x"));
+    const Side& destination = isMove ? engine.trash() : engine.distant();
+    QVERIFY(isMove ? engine.sync().moveToTrashFile(engine.id(), "a.txt"_s)
+                   : engine.sync().copyToDistant(engine.id(), "a.txt"_s));
+    const pVornSyncTask task = engine.takeTask();
+
+    const QByteArray directory = QFile::encodeName(engine.local().filePath("a"_s));
+    FileCalls::watch(directory);
+    FileCalls::setHooks(
+        {[&](const FileCalls::Call& call) { return call.path == directory ? EIO : 0; }, nullptr});
+    const bool isDone = task->runtask();
+    FileCalls::setHooks({});
+    QVERIFY(!isDone);
+    QCOMPARE(task->errorMessages(),
+             QStringList{"Failed to list associated directory: %1"_s.arg(engine.local().filePath("a"_s))});
+    QCOMPARE(int(task->errorCode()), int(ceSecAssocDirCopyFailed));
+    QVERIFY(engine.local().exists("a.txt"_s));
+
+    QVERIFY(task->runtask());
+    QCOMPARE(destination.read("a/x"_s), QByteArray("x"));
+    QCOMPARE(engine.local().exists("a/x"_s), !isMove);
 }
 
 void TestSynchronizerDispatch::failureOfATombstonedFile_leavesTheTombstone_data()

@@ -97,6 +97,21 @@ bool mustNotBeOpened(const QString& path)
     return facts.presence == VornSyncPresence::Present && !facts.isPlainFile && !QFileInfo(path).isDir();
 }
 
+// The directory that travels with the file; empty when there is none, nothing when that can't be told.
+std::optional<QString> associatedDirectory(const QString& file)
+{
+    const QString found = getAssociatedDirectoryPath(file);
+    const QString name = found.isEmpty() ? getAssociatedDirectoryName(file) : QString();
+    if (name.isEmpty())
+        return found;
+    // Qt takes a directory that can't be asked for one that is not there.
+    std::error_code error;
+    const fs::file_status status = fs::status(fs::path(QFile::encodeName(name).toStdString()), error);
+    if (status.type() == fs::file_type::none)
+        return std::nullopt;
+    return status.type() == fs::file_type::directory ? name : QString();
+}
+
 // Files and directories (links followed) without hidden ones. False when the listing is not complete: what
 // is not listed would be left behind without a word.
 bool listDirectory(const QString& path, QVector<DirectoryEntry>& entries)
@@ -282,10 +297,10 @@ bool VornSyncTask::runMove()
         return true;
     QFile::remove(m_sourcePath);
 
-    const QString directory = getAssociatedDirectoryPath(m_sourcePath);
-    if (directory.isEmpty() || removeCarried(directory))
+    if (m_carriedDirectories.isEmpty() || removeCarried(m_carriedDirectories.last()))
         return true;
-    recordError(QStringLiteral("Failed to remove source directory: ") + directory, ceSecLocalDirRemoveFailed);
+    recordError(QStringLiteral("Failed to remove source directory: ") + m_carriedDirectories.last(),
+                ceSecLocalDirRemoveFailed);
     return false;
 }
 
@@ -499,7 +514,14 @@ bool VornSyncTask::removeExisting(const QString& destination, SyncErrorCode over
 
 bool VornSyncTask::handleAssociatedDirectory(const QString& source, const QString& destination)
 {
-    const QString sourceDirectory = getAssociatedDirectoryPath(source);
+    const std::optional<QString> known = associatedDirectory(source);
+    if (!known) {
+        recordError(QStringLiteral("Failed to list associated directory: ") +
+                        getAssociatedDirectoryName(source),
+                    ceSecAssocDirCopyFailed);
+        return false;
+    }
+    const QString sourceDirectory = *known;
     if (sourceDirectory.isEmpty())
         return true;
     const QFileInfo destinationInfo(destination);

@@ -15,7 +15,7 @@ QString addLastPathSepIfNeeded(const QString& path)
     return path + QLatin1Char('/');
 }
 
-QString getAssociatedDirectoryPath(const QString& filePath)
+QString getAssociatedDirectoryName(const QString& filePath)
 {
     const QFileInfo file(filePath);
     const QString baseName = file.completeBaseName();
@@ -26,7 +26,11 @@ QString getAssociatedDirectoryPath(const QString& filePath)
         return QString();
     if (baseName.isEmpty() || baseName == QLatin1String(".") || baseName == QLatin1String(".."))
         return QString();
+    return file.path() + QLatin1Char('/') + baseName;
+}
 
-    const QString directoryPath = file.path() + QLatin1Char('/') + baseName;
-    return QFileInfo(directoryPath).isDir() ? directoryPath : QString();
+QString getAssociatedDirectoryPath(const QString& filePath)
+{
+    const QString path = getAssociatedDirectoryName(filePath);
+    return !path.isEmpty() && QFileInfo(path).isDir() ? path : QString();
 }

@@ -10,7 +10,9 @@ QString getDate();
 // `path` with a trailing "/" appended unless it already ends with one.
 QString addLastPathSepIfNeeded(const QString& path);
 
-// The directory that travels with a file: the one beside it that is named as the file's complete base
-// name ("report" for "report.doc"). Empty when there is no such directory, when the file has no suffix,
-// and when the complete base name is empty, "." or "..". The file itself need not exist.
+// What a directory must be named to travel with a file: beside it, as the file's complete base name ("report"
+// for "report.doc"). Empty when the file has no suffix, and when the complete base name is empty, "." or "..".
+QString getAssociatedDirectoryName(const QString& filePath);
+
+// That directory where there is one, otherwise empty. The file itself need not exist.
 QString getAssociatedDirectoryPath(const QString& filePath);
