@@ -213,17 +213,17 @@ template<typename Describe, typename Ask> auto meet(Describe describe, Ask ask)
     return result;
 }
 
-// What has to happen in any case, with or without an error.
-template<typename Describe, typename Ask> auto meetEnd(int descriptor, Describe describe, Ask ask)
+// A descriptor is given back in any case, with or without an error.
+template<typename Ask> auto meetClose(const char* function, int descriptor, Ask ask)
 {
-    bool isAsked = false;
+    bool isClosed = false;
     const auto end = [&] {
-        isAsked = true;
+        isClosed = true;
         forget(descriptor);
         return ask();
     };
-    const auto result = meet(describe, end);
-    if (isAsked)
+    const auto result = meet([&] { return onFile(function, Effect::Flushes, descriptor); }, end);
+    if (isClosed)
         return result;
     const int error = errno;
     end();
@@ -348,17 +348,13 @@ VORN_TEST_HOOK int fclose(FILE* file)
 {
     VORN_TEST_SYSTEM(fclose);
     const int descriptor = ::fileno(file);
-    return meetEnd(
-        descriptor, [&] { return onFile("fclose", Effect::Flushes, descriptor); },
-        [&] { return system(file); });
+    return meetClose("fclose", descriptor, [&] { return system(file); });
 }
 
 VORN_TEST_HOOK int close(int descriptor)
 {
     VORN_TEST_SYSTEM(close);
-    return meetEnd(
-        descriptor, [&] { return onFile("close", Effect::Flushes, descriptor); },
-        [&] { return system(descriptor); });
+    return meetClose("close", descriptor, [&] { return system(descriptor); });
 }
 
 // - Listing
@@ -398,9 +394,7 @@ VORN_TEST_HOOK int closedir(DIR* directory)
 {
     VORN_TEST_SYSTEM(closedir);
     const int descriptor = ::dirfd(directory);
-    return meetEnd(
-        descriptor, [&] { return onFile("closedir", Effect::Flushes, descriptor); },
-        [&] { return system(directory); });
+    return meetClose("closedir", descriptor, [&] { return system(directory); });
 }
 
 // - Looking
@@ -671,10 +665,12 @@ VORN_TEST_MMAP(mmap64, off64_t)
 
 namespace {
 
-bool isLocking(int command)
+// Giving a lock back is no call that may fail: the system does it in any case, and SQLite counts on that.
+bool isLocking(int command, const void* argument)
 {
-    return command == F_SETLK || command == F_SETLKW || command == F_GETLK || command == F_OFD_SETLK ||
-           command == F_OFD_SETLKW || command == F_OFD_GETLK;
+    const bool isAboutLocks = command == F_SETLK || command == F_SETLKW || command == F_GETLK ||
+                              command == F_OFD_SETLK || command == F_OFD_SETLKW || command == F_OFD_GETLK;
+    return isAboutLocks && static_cast<const struct flock*>(argument)->l_type != F_UNLCK;
 }
 
 } // namespace
@@ -687,7 +683,7 @@ bool isLocking(int command)
         va_start(arguments, command);                                                                        \
         void* argument = va_arg(arguments, void*);                                                           \
         va_end(arguments);                                                                                   \
-        if (!isLocking(command))                                                                             \
+        if (!isLocking(command, argument))                                                                   \
             return system(descriptor, command, argument);                                                    \
         return meet([&] { return onFile(#name, Effect::Looks, descriptor); },                                \
                     [&] { return system(descriptor, command, argument); });                                  \
