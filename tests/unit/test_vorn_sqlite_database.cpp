@@ -1,3 +1,4 @@
+#include "file_calls.h"
 #include "literals.h"
 #include "mounts.h"
 #include "raw_database.h"
@@ -12,6 +13,9 @@
 #include <QSqlQuery>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <cerrno>
+#include <utility>
 
 using namespace VornSyncTest;
 
@@ -78,6 +82,7 @@ private slots:
     void unusableFileFailsCleanly_data();
     void unusableFileFailsCleanly();
     void unusableFileRecovers();
+    void fileThatCouldNotBeOpenedForWriting_isOpenedAgain();
     void unwritableDirectoryFailsCleanly();
 
 private:
@@ -665,6 +670,28 @@ void TestVornSqliteDatabase::unusableFileRecovers()
     QVERIFY(QDir().mkpath(m_directory->filePath("later"_s)));
     QVERIFY(database.createTable("t"_s, {"a"_s}, {}));
     QCOMPARE(RawDatabase(file).value("SELECT name FROM sqlite_master"_s).toString(), "t"_s);
+}
+
+void TestVornSqliteDatabase::fileThatCouldNotBeOpenedForWriting_isOpenedAgain()
+{
+    const QString file = m_directory->filePath("moment.db"_s);
+    QVERIFY(RawDatabase(file).exec("CREATE TABLE t (a)"_s));
+    FileCalls::watch(QFile::encodeName(file));
+    bool isFirst = true;
+    FileCalls::setHooks({[&isFirst](const FileCalls::Call& call) {
+                             const bool isOpening = qstrcmp(call.function, "open64") == 0;
+                             return isOpening && std::exchange(isFirst, false) ? EIO : 0;
+                         },
+                         nullptr});
+    VornSqliteDatabase database(file, "moment"_s, nullptr);
+    FileCalls::setHooks({});
+    QVERIFY(!isFirst);
+    // SQLite was content with reading.
+    QVERIFY(!database.executeQuery("INSERT INTO t VALUES (1)"_s));
+    QVERIFY(database.executeQuery("INSERT INTO t VALUES (2)"_s));
+    QVariantList values;
+    QVERIFY(database.executeQuery(values, "SELECT a FROM t"_s));
+    QCOMPARE(values, QVariantList{2});
 }
 
 void TestVornSqliteDatabase::unwritableDirectoryFailsCleanly()
