@@ -34,6 +34,39 @@ QString deferral(const QString& name, int count, int directoryId = 1)
         .arg(name, QString::number(directoryId), QString::number(count));
 }
 
+// A share that goes away when a file was opened: the system's own copy fails, and then Qt takes a file whose size
+// it can't learn for an empty one, which it copies with success.
+class LeavesDuringCopy
+{
+    Q_DISABLE_COPY_MOVE(LeavesDuringCopy)
+
+public:
+    explicit LeavesDuringCopy(const QString& source)
+        : m_source(QFile::encodeName(source))
+    {
+        FileCalls::watch(QFile::encodeName(QFileInfo(source).path()));
+        FileCalls::setHooks({[this](const FileCalls::Call& call) { return errorOf(call); }, nullptr});
+    }
+    ~LeavesDuringCopy() { FileCalls::setHooks({}); }
+
+private:
+    int errorOf(const FileCalls::Call& call)
+    {
+        const auto is = [&call](const char* function) { return qstrcmp(call.function, function) == 0; };
+        if (call.path != m_source && call.target != m_source)
+            return 0;
+        if (is("open64"))
+            ++m_openCount;
+        const bool isRefused = is("sendfile") || is("ioctl") || is("statx");
+        return m_openCount >= kOpeningOfTheCopy && isRefused ? EIO : 0;
+    }
+
+    static constexpr int kOpeningOfTheCopy = 2; // the first one is the task's own
+
+    const QByteArray m_source;
+    int m_openCount = 0;
+};
+
 [[nodiscard]] bool putPending(Engine& engine, const QString& name, int status = ceSfsPendingSync)
 {
     RowSpec spec;
@@ -65,6 +98,11 @@ private slots:
     void failedRun_staysInFlight();
     void fiveMessagesInOneRun_endItAtOnce();
     void successAfterARetry();
+    void freshCopyThatEndsShort_isSentAgainByTheNextPass();
+    void copyThatEndsShort_replacesNothing();
+    void moveThatEndsShort_keepsTheFile();
+    void companionThatEndsShort_failsTheTask();
+    void fetchThatEndsShort_leavesNothing();
     void companionsThatCantBeAsked_areNotLeftBehind_data();
     void companionsThatCantBeAsked_areNotLeftBehind();
     void failureOfATombstonedFile_leavesTheTombstone_data();
@@ -426,6 +464,98 @@ void TestSynchronizerDispatch::successAfterARetry()
     QCOMPARE(engine.state("a.txt"_s), "17/0"_s);
     QCOMPARE(engine.row("a.txt"_s).value("size"_s).toInt(), 16);
     QCOMPARE(engine.pair().compareTrees(), QString());
+}
+
+void TestSynchronizerDispatch::freshCopyThatEndsShort_isSentAgainByTheNextPass()
+{
+    Engine engine;
+    QVERIFY(engine.start());
+    QVERIFY(engine.local().write("a.txt"_s, "content"));
+    QVERIFY(engine.sync().copyToDistant(engine.id(), "a.txt"_s));
+    {
+        const LeavesDuringCopy share(engine.local().filePath("a.txt"_s));
+        QVERIFY(engine.runNext());
+    }
+    QCOMPARE(engine.distant().read("a.txt"_s), QByteArray());
+    QCOMPARE(engine.row("a.txt"_s).value("distant_lmd"_s).toString(), "UNDEFINED"_s);
+    engine.passAndRun();
+    QCOMPARE(engine.distant().read("a.txt"_s), QByteArray("content"));
+    QCOMPARE(engine.state("a.txt"_s), "17/0"_s);
+    QCOMPARE(engine.secondPass(), QStringList());
+}
+
+void TestSynchronizerDispatch::copyThatEndsShort_replacesNothing()
+{
+    Engine engine;
+    QVERIFY(engine.start());
+    QVERIFY(engine.send("a.txt"_s, "old"));
+    QVERIFY(engine.local().write("a.txt"_s, "content"));
+    QVERIFY(engine.sync().copyToDistant(engine.id(), "a.txt"_s));
+    const pVornSyncTask task = engine.takeTask();
+    {
+        const LeavesDuringCopy share(engine.local().filePath("a.txt"_s));
+        QVERIFY(!task->runtask());
+    }
+    QCOMPARE(int(task->errorCode()), int(ceSecCopySizeMismatch));
+    QCOMPARE(engine.distant().read("a.txt"_s), QByteArray("old"));
+    QVERIFY(engine.run(task));
+    QCOMPARE(engine.distant().read("a.txt"_s), QByteArray("content"));
+}
+
+void TestSynchronizerDispatch::moveThatEndsShort_keepsTheFile()
+{
+    Engine engine;
+    QVERIFY(engine.start());
+    QVERIFY(engine.local().write("a.txt"_s, "content"));
+    QVERIFY(engine.sync().moveToTrashFile(engine.id(), "a.txt"_s));
+    const pVornSyncTask task = engine.takeTask();
+    {
+        const LeavesDuringCopy share(engine.local().filePath("a.txt"_s));
+        QVERIFY(!task->runtask());
+    }
+    QCOMPARE(task->errorMessages(),
+             QStringList{"Failure to copy file: '%1', file sizes are different. Source: 7, Temp: 0"_s.arg(
+                 engine.local().filePath("a.txt"_s))});
+    QCOMPARE(int(task->errorCode()), int(ceSecCopySizeMismatch));
+    QCOMPARE(engine.local().read("a.txt"_s), QByteArray("content"));
+    QVERIFY(engine.run(task));
+    QVERIFY(!engine.local().exists("a.txt"_s));
+    QCOMPARE(engine.trash().read("a.txt"_s), QByteArray("content"));
+}
+
+void TestSynchronizerDispatch::companionThatEndsShort_failsTheTask()
+{
+    Engine engine;
+    QVERIFY(engine.start());
+    QVERIFY(engine.local().write("a.txt"_s, "a") && engine.local().write("a/x"_s, "content"));
+    QVERIFY(engine.sync().copyToDistant(engine.id(), "a.txt"_s));
+    const pVornSyncTask task = engine.takeTask();
+    {
+        const LeavesDuringCopy share(engine.local().filePath("a/x"_s));
+        QVERIFY(!task->runtask());
+    }
+    QCOMPARE(int(task->errorCode()), int(ceSecAssocDirCopyFailed));
+    QVERIFY(engine.run(task));
+    QCOMPARE(engine.distant().read("a/x"_s), QByteArray("content"));
+}
+
+// A short local file would be sent over the distant one.
+void TestSynchronizerDispatch::fetchThatEndsShort_leavesNothing()
+{
+    Engine engine;
+    QVERIFY(engine.start());
+    QVERIFY(engine.distant().write("a.txt"_s, "content"));
+    const QString local = engine.local().filePath("a.txt"_s);
+    const pVornSyncTask task = VornSyncTask::create(engine.distant().filePath("a.txt"_s), local, ceStoCopy);
+    QVERIFY(task);
+    task->setExpectedDestination(VornSyncFiles::facts(local));
+    {
+        const LeavesDuringCopy share(engine.distant().filePath("a.txt"_s));
+        QVERIFY(!task->runtask());
+    }
+    QCOMPARE(engine.local().names(), QStringList());
+    QVERIFY(task->runtask());
+    QCOMPARE(engine.local().read("a.txt"_s), QByteArray("content"));
 }
 
 void TestSynchronizerDispatch::companionsThatCantBeAsked_areNotLeftBehind_data()

@@ -295,6 +295,8 @@ bool VornSyncTask::runMove()
     // Both names lead to the file that was just written: there is no second copy to remove.
     if (VornSyncFiles::isSameFile(m_sourcePath, m_destinationPath))
         return true;
+    if (!mayRemove(m_sourcePath, m_destinationPath, ceSecCopySizeMismatch))
+        return false;
     QFile::remove(m_sourcePath);
 
     if (m_carriedDirectories.isEmpty() || removeCarried(m_carriedDirectories.last()))
@@ -309,9 +311,33 @@ bool VornSyncTask::runMoveBack()
     // Required: the copy runs from the destination to the source.
     if (!runSecuredCopy(m_destinationPath, m_sourcePath, ceSecNone))
         return false;
-    if (!VornSyncFiles::isSameFile(m_sourcePath, m_destinationPath))
-        QFile::remove(m_destinationPath);
+    if (VornSyncFiles::isSameFile(m_sourcePath, m_destinationPath))
+        return true;
+    if (!mayRemove(m_destinationPath, m_sourcePath, ceSecCopySizeMismatch))
+        return false;
+    QFile::remove(m_destinationPath);
     return true;
+}
+
+// A copy to a fresh name is not checked, and QFile::copy takes a source whose size it can't learn for an empty one:
+// before the only other copy goes, the one that stays must be as large.
+bool VornSyncTask::mayRemove(const QString& original, const QString& copy, SyncErrorCode code)
+{
+    const VornSyncFileFacts originalFacts = VornSyncFiles::facts(original);
+    const VornSyncFileFacts copyFacts = VornSyncFiles::facts(copy);
+    const bool areKnown = originalFacts.isPlainFile && copyFacts.isPlainFile;
+    if ((areKnown && originalFacts.size == copyFacts.size) || VORN_PLANTED(skipSizeCheck))
+        return true;
+    recordSizeMismatch(original, QString::number(originalFacts.size), QString::number(copyFacts.size), code);
+    return false;
+}
+
+void VornSyncTask::recordSizeMismatch(const QString& source, const QString& sourceSize,
+                                      const QString& copySize, SyncErrorCode code)
+{
+    recordError(QStringLiteral("Failure to copy file: '%1', file sizes are different. Source: %2, Temp: %3")
+                    .arg(source, sourceSize, copySize),
+                code);
 }
 
 bool VornSyncTask::checkFilePath(const QString& path)
@@ -354,8 +380,9 @@ bool VornSyncTask::runSecuredCopy(const QString& source, const QString& destinat
     if (!isDestinationUsable(destination, presence, overrideCode))
         return false;
 
-    // Required: a fresh destination is written directly, without size check or rename.
-    if (presence == VornSyncPresence::Absent)
+    // Required: a fresh destination is written directly, without size check or rename. Not so in a local directory:
+    // a file that was cut short there would be taken for the user's and sent over the distant one.
+    if (presence == VornSyncPresence::Absent && !m_expectedDestination)
         return copyFile(source, destination, overrideCode);
 
     if (VORN_PLANTED(copyInPlace))
@@ -436,10 +463,14 @@ bool VornSyncTask::copyFile(const QString& source, const QString& workingPath, S
 bool VornSyncTask::isCopyComplete(const QString& source, const QString& workingPath,
                                   SyncErrorCode overrideCode)
 {
+    const VornSyncFileFacts sourceFacts = VornSyncFiles::facts(source);
+    const VornSyncFileFacts workingFacts = VornSyncFiles::facts(workingPath);
     // Required: sizes cut to their low 32 bits, in the comparison and in both texts.
-    const qint32 sourceSize = qint32(QFileInfo(source).size());
-    const qint32 workingSize = qint32(QFileInfo(workingPath).size());
-    if (sourceSize == workingSize || VORN_PLANTED(skipSizeCheck))
+    const qint32 sourceSize = qint32(sourceFacts.size);
+    const qint32 workingSize = qint32(workingFacts.size);
+    // Sizes that can't be learnt are both 0.
+    const bool areKnown = sourceFacts.isPlainFile && workingFacts.isPlainFile;
+    if ((areKnown && sourceSize == workingSize) || VORN_PLANTED(skipSizeCheck))
         return true;
 
     const QString sourceText = QString::number(sourceSize);
@@ -447,9 +478,7 @@ bool VornSyncTask::isCopyComplete(const QString& source, const QString& workingP
     VORN_SYNC_TRACE(kTag, "runSecuredCopy",
                     QStringLiteral("phase=sizeCheck FAIL src='%1' srcSize=%2 tmpSize=%3")
                         .arg(source, sourceText, workingText));
-    recordError(QStringLiteral("Failure to copy file: '%1', file sizes are different. Source: %2, Temp: %3")
-                    .arg(source, sourceText, workingText),
-                effectiveCode(overrideCode, ceSecCopySizeMismatch));
+    recordSizeMismatch(source, sourceText, workingText, effectiveCode(overrideCode, ceSecCopySizeMismatch));
     return false;
 }
 
@@ -573,10 +602,26 @@ bool VornSyncTask::carryEntries(const QString& sourceDirectory, const QString& d
 
 bool VornSyncTask::carryFile(const QString& source, const QString& destination)
 {
-    if (!runSecuredCopy(source, destination, ceSecAssocDirCopyFailed))
+    if (!copyCompanion(source, destination))
         return false;
     m_carriedFiles.append(source);
     return true;
+}
+
+// No verification ever looks at companions: what is short now stays so.
+bool VornSyncTask::copyCompanion(const QString& source, const QString& destination)
+{
+    const VornSyncFileFacts begun = VornSyncFiles::facts(source);
+    if (!runSecuredCopy(source, destination, ceSecAssocDirCopyFailed))
+        return false;
+    if (m_operation == ceStoMove)
+        return mayRemove(source, destination, ceSecAssocDirCopyFailed);
+    const VornSyncFileFacts copied = VornSyncFiles::facts(destination);
+    if (begun.isPlainFile && copied.isPlainFile && copied.size >= begun.size)
+        return true;
+    recordSizeMismatch(source, QString::number(begun.size), QString::number(copied.size),
+                       ceSecAssocDirCopyFailed);
+    return false;
 }
 
 // Required: one level only, directories inside a subdirectory are not carried.
@@ -597,8 +642,7 @@ bool VornSyncTask::carrySubdirectory(const QString& source, const QString& desti
             continue;
         const QString file = joined(source, entry.name);
         const QString target = joined(destination, entry.name);
-        const bool isCopied =
-            isLink ? runSecuredCopy(file, target, ceSecAssocDirCopyFailed) : carryFile(file, target);
+        const bool isCopied = isLink ? copyCompanion(file, target) : carryFile(file, target);
         result = isCopied && result;
     }
     m_carriedDirectories.append(source);

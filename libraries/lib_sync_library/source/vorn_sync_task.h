@@ -87,12 +87,16 @@ private:
                              SyncErrorCode overrideCode);
     bool copyFile(const QString& source, const QString& workingPath, SyncErrorCode overrideCode);
     bool isCopyComplete(const QString& source, const QString& workingPath, SyncErrorCode overrideCode);
+    bool mayRemove(const QString& original, const QString& copy, SyncErrorCode code);
+    void recordSizeMismatch(const QString& source, const QString& sourceSize, const QString& copySize,
+                            SyncErrorCode code);
     bool putInPlace(const QString& workingPath, const QString& destination, SyncErrorCode overrideCode);
     bool removeExisting(const QString& destination, SyncErrorCode overrideCode);
 
     bool handleAssociatedDirectory(const QString& source, const QString& destination);
     bool carryEntries(const QString& sourceDirectory, const QString& destinationDirectory, int& entryCount);
     bool carryFile(const QString& source, const QString& destination);
+    bool copyCompanion(const QString& source, const QString& destination);
     bool carrySubdirectory(const QString& source, const QString& destination);
     bool removeCarried(const QString& sourceDirectory);
 

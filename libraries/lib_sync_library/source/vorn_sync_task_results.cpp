@@ -68,7 +68,12 @@ bool VornSyncTaskResults::recordSuccess()
 // What was sent is the file as it was when the task began, not as it may be now.
 bool VornSyncTaskResults::recordCopy()
 {
-    const QDateTime distantLmd = timeOf(m_task.destinationPath());
+    const VornSyncFileFacts distant = VornSyncFiles::facts(m_task.destinationPath());
+    // A copy to a fresh name is not checked. One that ended short gets no distant time: the next pass examines such
+    // a row, and sends the file again.
+    const bool isWhole =
+        distant.isPlainFile && (distant.size >= m_task.sourceSizeAtStart() || VORN_PLANTED(skipSizeCheck));
+    const QDateTime distantLmd = isWhole ? VornSyncTimes::fromSecs(distant.lmdSecs) : QDateTime();
     if (m_task.sourceSizeAtStart() >= 0 && !VORN_PLANTED(recordPresent))
         return m_database.recordCopy(m_directoryId, m_fileName, m_task.sourceSizeAtStart(),
                                      VornSyncTimes::fromSecs(m_task.sourceLmdSecsAtStart()), distantLmd);
