@@ -85,6 +85,8 @@ constexpr Justification kJustifications[] = {
      "The question is asked again by the step that depends on it: opening the file, the size check of a "
      "copy, the last "
      "look at what was sent. A size or time that stayed unknown is found out by the next pass."},
+    {kAny, "open64", "database", kHarmless,
+     "The file could not be opened for a moment: it is opened again for the next statement."},
 };
 
 bool matches(const char* expression, const QString& text)

@@ -392,8 +392,11 @@ bool VornSyncTask::runSecuredCopy(const QString& source, const QString& destinat
     std::optional<VornSyncLocalSiblings> inLocalDirectory;
     if (m_expectedDestination)
         inLocalDirectory.emplace(workingPath);
-    const bool isOurs = VornSyncFiles::facts(workingPath).presence == VornSyncPresence::Absent;
-    if (copyFile(source, workingPath, overrideCode) && isCopyComplete(source, workingPath, overrideCode) &&
+    bool isOurs = VornSyncFiles::facts(workingPath).presence == VornSyncPresence::Absent;
+    const bool isCopied = copyFile(source, workingPath, overrideCode);
+    // QFile::copy overwrites nothing, so what it has made is ours; left in a local directory, it would be sent.
+    isOurs = isOurs || (isCopied && m_expectedDestination);
+    if (isCopied && isCopyComplete(source, workingPath, overrideCode) &&
         isDestinationAsExpected(destination) && putInPlace(workingPath, destination, overrideCode))
         return true;
     // A name that could not be tested may hold somebody's file, which the copy has left alone.
