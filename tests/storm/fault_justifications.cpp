@@ -25,8 +25,8 @@ constexpr char kAny[] = ".*";
 // What a call that fails may cost and the operation still be called done: nothing, or something that the next cycle
 // makes good. (A move back is reported to nobody, and ends with a local file that is gone: the user is asked.)
 constexpr char kHarmless[] =
-    "done(, with an error message)?(, (in error .2.|a cycle settles it|the user's answer "
-    "settles it))*";
+    "done(, with an error message)?(, in error .2.|, in error .12., a time-out settles it|, a "
+    "cycle settles it|, the user's answer settles it)*";
 constexpr char kStateFile[] = "(database|log of the database|index of the log|journal of the database)";
 
 constexpr Justification kJustifications[] = {
@@ -42,7 +42,7 @@ constexpr Justification kJustifications[] = {
      "SQLite makes the name of a new file last where the system can do that, and goes on where it can't."},
     {kAny, "unlink|close|fchown|fchmod", kStateFile, kHarmless,
      "Tidying: a side file that stays is used or removed by the next opening, its owner matters to nobody."},
-    {kAny, "stat64|lstat64|fstat64|access|readlink", "(.*database|index of the log|directory above)",
+    {kAny, "stat64|lstat64|fstat64|access|readlink|realpath", "(.*database|index of the log|directory above)",
      kHarmless,
      "SQLite asks what it could do without: whether the file is still the one that it opened, whether a name "
      "is a link."},
