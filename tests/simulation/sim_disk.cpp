@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -25,13 +26,16 @@ bool needsRoom(const FileCalls::Call& call)
     return call.effect == FileCalls::Effect::Writes || isCalled(call, "mkdir") || isCalled(call, "link");
 }
 
-void stamp(int descriptor)
+struct FileTimes
 {
-    const qint64 ns = SimScheduler::wallNs();
-    const timespec time{ns / kNsPerSec, ns % kNsPerSec};
-    const timespec both[2] = {time, time};
-    ::futimens(descriptor, both);
-}
+    FileTimes()
+    {
+        const qint64 ns = SimScheduler::wallNs();
+        both[0] = both[1] = timespec{ns / kNsPerSec, ns % kNsPerSec};
+    }
+
+    timespec both[2];
+};
 
 } // namespace
 
@@ -187,7 +191,7 @@ void SimDisk::after(const FileCalls::Call& call, int error)
     if (place == Place::Database || place == Place::Elsewhere)
         return;
     if (call.effect == FileCalls::Effect::Writes && call.descriptor >= 0)
-        stamp(call.descriptor);
+        ::futimens(call.descriptor, FileTimes().both);
     if (isCalled(call, "unlink") || isCalled(call, "remove"))
         m_world.onRemoved(call.path);
     if (!isCalled(call, "rename") && !isCalled(call, "link"))
@@ -206,6 +210,7 @@ void SimDisk::loseEnd(const QByteArray& path)
     struct stat facts;
     if (::stat(path.constData(), &facts) != 0 || ::truncate(path.constData(), facts.st_size * 3 / 4) != 0)
         return;
+    ::utimensat(AT_FDCWD, path.constData(), FileTimes().both, 0);
     ++m_world.state().faults;
     disturb();
     m_world.log(QStringLiteral("the share loses the end of %1")
