@@ -57,7 +57,9 @@ QStringList VornSqliteConnections::leave(VornSqliteConnection& connection)
     QThread* thread = QThread::currentThread();
     if (connection.mustBeReopened()) {
         connection.close();
-        askOthersToReopen(thread);
+        // The handles of one process share what they know of the file's side files: as long as one of them is open, the
+        // others inherit what it could not open. An idle one opens again with its next statement.
+        askOthers(thread, &VornSqliteConnections::closeIfIdle);
     }
     // A thread that is already ending never says again that it has ended.
     if (thread->isFinished())
@@ -90,23 +92,6 @@ void VornSqliteConnections::onThreadFinished(QThread* thread)
     m_changed.wakeAll();
 }
 
-// The handles of one process share what they know of the file's side files: as long as one of them is open, the others
-// inherit what it could not open. An idle one opens again with its next statement.
-void VornSqliteConnections::askOthersToReopen(QThread* self)
-{
-    for (const auto& [thread, connection] : m_connections) {
-        if (thread == self || !connection->isOpen())
-            continue;
-        QMetaObject::invokeMethod(
-            connection.get(),
-            [weak = weak_from_this(), closing = thread] {
-                if (const auto shared = weak.lock())
-                    shared->closeIfIdle(closing);
-            },
-            Qt::QueuedConnection);
-    }
-}
-
 void VornSqliteConnections::closeIfIdle(QThread* thread)
 {
     QMutexLocker lock(&m_mutex);
@@ -134,7 +119,7 @@ bool VornSqliteConnections::reset(VornSqliteConnection& own, const std::function
     while (m_activeThreads > 0)
         m_changed.wait(&m_mutex);
 
-    askOthersToClose(self);
+    askOthers(self, &VornSqliteConnections::closeOnRequest);
     waitForOthersToClose(self);
     own.close();
     lock.unlock();
@@ -151,16 +136,17 @@ bool VornSqliteConnections::reset(VornSqliteConnection& own, const std::function
     return isRemoved && isOpen;
 }
 
-void VornSqliteConnections::askOthersToClose(QThread* self)
+// Queues the request on every other thread that has the file open.
+void VornSqliteConnections::askOthers(QThread* self, void (VornSqliteConnections::*request)(QThread*))
 {
     for (const auto& [thread, connection] : m_connections) {
         if (thread == self || !connection->isOpen())
             continue;
         QMetaObject::invokeMethod(
             connection.get(),
-            [weak = weak_from_this(), closing = thread] {
+            [weak = weak_from_this(), request, closing = thread] {
                 if (const auto shared = weak.lock())
-                    shared->closeOnRequest(closing);
+                    ((*shared).*request)(closing);
             },
             Qt::QueuedConnection);
     }
@@ -205,7 +191,7 @@ void VornSqliteConnections::closeAll()
     m_isClosing = true;
     while (m_activeThreads > 0)
         m_changed.wait(&m_mutex);
-    askOthersToClose(self);
+    askOthers(self, &VornSqliteConnections::closeOnRequest);
     waitForOthersToClose(self);
     for (auto& [thread, connection] : m_connections) {
         connection->unregister();

@@ -39,10 +39,9 @@ public:
 private:
     VornSqliteConnection& connectionOf(QThread* thread);
     void onThreadFinished(QThread* thread);
-    void askOthersToClose(QThread* self);
+    void askOthers(QThread* self, void (VornSqliteConnections::*request)(QThread*));
     void waitForOthersToClose(QThread* self);
     void closeOnRequest(QThread* thread);
-    void askOthersToReopen(QThread* self);
     void closeIfIdle(QThread* thread);
 
     const QString m_filePath;
