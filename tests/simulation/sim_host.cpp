@@ -100,6 +100,8 @@ void SimHost::noteErrors()
         const QVariantMap file = entry.toMap();
         const QString fileName = file.value(QStringLiteral("fileName")).toString();
         const int number = m_world.profile().fileNames.indexOf(fileName);
+        if (number < 0 && m_world.isLeftSibling(fileName))
+            continue;
         if (number < 0)
             m_world.fail(QStringLiteral("'%1' is in error and was never there").arg(fileName));
         codes.at(std::size_t(number)) = file.value(QStringLiteral("errorCode")).toInt();

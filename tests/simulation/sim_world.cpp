@@ -493,6 +493,15 @@ void SimWorld::judgeDistantArrival(int name, int number, int previous)
     sent.incarnation = m_state.incarnation;
 }
 
+bool SimWorld::isLeftSibling(const QString& fileName) const
+{
+    const QStringList& names = m_profile.fileNames;
+    return m_state.hadDisturbance && std::any_of(names.begin(), names.end(), [&](const QString& name) {
+               return fileName.size() > kSiblingSuffixLength &&
+                      name.startsWith(fileName.chopped(kSiblingSuffixLength));
+           });
+}
+
 void SimWorld::onErrorListed(int name, int code, int status)
 {
     log(QStringLiteral("%1 is in error: %2").arg(named(name), QString::number(code)));

@@ -127,6 +127,8 @@ public:
     int find(const QByteArray& path, SimSide& side) const;
     void onRemoved(const QByteArray& path);
     void onRenamed(const QByteArray& from, const QByteArray& to);
+    // What a process that was killed may leave in the local directory, where it is a file like any other.
+    bool isLeftSibling(const QString& fileName) const;
     void onErrorListed(int name, int code, int status);
 
     // What is not as it must be when all has come to rest; empty when nothing is.

@@ -326,7 +326,8 @@ bool VornSyncTask::mayRemove(const QString& original, const QString& copy, SyncE
     const VornSyncFileFacts originalFacts = VornSyncFiles::facts(original);
     const VornSyncFileFacts copyFacts = VornSyncFiles::facts(copy);
     const bool areKnown = originalFacts.isPlainFile && copyFacts.isPlainFile;
-    if ((areKnown && originalFacts.size == copyFacts.size) || VORN_PLANTED(skipSizeCheck))
+    if ((areKnown && originalFacts.size == copyFacts.size) || VORN_PLANTED(skipSizeCheck) ||
+        VORN_PLANTED(removeWithoutCopy))
         return true;
     recordSizeMismatch(original, QString::number(originalFacts.size), QString::number(copyFacts.size), code);
     return false;
