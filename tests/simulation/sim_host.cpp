@@ -257,14 +257,22 @@ void SimHost::endRename(int from, int to, bool isMoved)
         m_manager->abortRename(alias(), name(from), name(to));
 }
 
+// -1: a leftover of a process that was killed.
+int SimHost::numberOf(const QVariant& errorFile) const
+{
+    return m_world.profile().fileNames.indexOf(
+        errorFile.toMap().value(QStringLiteral("fileName")).toString());
+}
+
 void SimHost::answerErrors()
 {
     const QVariantList files = m_manager->errorFiles();
     if (files.isEmpty())
         return;
     for (const QVariant& entry : files) {
-        const int number =
-            m_world.profile().fileNames.indexOf(entry.toMap().value(QStringLiteral("fileName")).toString());
+        const int number = numberOf(entry);
+        if (number < 0)
+            continue;
         m_world.setLocalWanted(number);
         m_world.file(number).trashWishNs = SimWorld::nowNs();
     }
@@ -356,9 +364,10 @@ qint64 SimHost::healBoundSecs() const
 void SimHost::answerAll()
 {
     const QVariantList files = m_manager->errorFiles();
-    for (const QVariant& entry : files)
-        m_world.setLocalWanted(
-            m_world.profile().fileNames.indexOf(entry.toMap().value(QStringLiteral("fileName")).toString()));
+    for (const QVariant& entry : files) {
+        if (const int number = numberOf(entry); number >= 0)
+            m_world.setLocalWanted(number);
+    }
     m_manager->acknowledgeAllMissing();
     m_manager->retryAllErrors();
 }

@@ -5,6 +5,7 @@
 #include "sim_world.h"
 
 #include <QObject>
+#include <QVariant>
 
 #include <memory>
 
@@ -39,6 +40,7 @@ private:
     void beginRename(int from);
     void moveForRename(int from, int to);
     void endRename(int from, int to, bool isMoved);
+    int numberOf(const QVariant& errorFile) const;
     void answerErrors();
     void answerAll();
     void resumeLater();
