@@ -140,4 +140,13 @@ void SimActors::openSideCar()
     m_world.log(QStringLiteral("no side-car beside %1 any more").arg(m_world.fileName(name)));
 }
 
+void SimActors::closeSideCars()
+{
+    const FileCalls::Unseen unseen;
+    for (int name = 0; name < m_world.nameCount(); ++name) {
+        ::unlink((m_world.path(SimSide::Local, name) + "-wal").constData());
+        m_world.file(name).sideCarSinceNs = -1;
+    }
+}
+
 } // namespace VornSyncTest

@@ -19,6 +19,8 @@ public:
     ~SimActors();
 
     void stop(); // returns when all have ended
+    // Programs that were killed with the host open their databases once more, and close them.
+    void closeSideCars();
 
 private:
     template<typename Act> void add(int longestPauseSecs, Act act);

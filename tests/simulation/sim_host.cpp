@@ -55,6 +55,7 @@ void SimHost::live()
         // No more faults: a slow share would hold up the end of the actors, and theirs is the last word.
         heal();
         actors.stop();
+        actors.closeSideCars();
     }
     m_disk.setWeather(SimWeather::Fair);
     awaitRest();
