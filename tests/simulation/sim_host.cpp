@@ -16,7 +16,6 @@ namespace VornSyncTest {
 namespace {
 
 constexpr int kMsPerSec = 1000;
-constexpr qint64 kNsPerMs = 1000000;
 constexpr qint64 kNsPerSec = 1000000000;
 constexpr int kRestartPermille = 150; // of its occasions: what piles up needs time
 constexpr int kChangedMindPermille = 150;

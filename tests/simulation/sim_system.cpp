@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstdarg>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -323,13 +324,13 @@ VORN_TEST_HOOK time_t time(time_t* result) noexcept
 // ---- Chance ----
 
 // Names of temporary files come from here.
-VORN_TEST_HOOK int getentropy(void* buffer, size_t length) noexcept
+VORN_TEST_HOOK int getentropy(void* buffer, size_t length)
 {
     static const auto next = systemFunction<int (*)(void*, size_t)>("getentropy");
     if (!SimScheduler::isSimulated())
         return next(buffer, length);
-    static std::mt19937_64 random(quint64(SimScheduler::wallNs()));
+    static std::mt19937_64 numbers{std::uint64_t(SimScheduler::wallNs())};
     for (size_t i = 0; i < length; ++i)
-        static_cast<unsigned char*>(buffer)[i] = static_cast<unsigned char>(random());
+        static_cast<unsigned char*>(buffer)[i] = static_cast<unsigned char>(numbers());
     return 0;
 }
