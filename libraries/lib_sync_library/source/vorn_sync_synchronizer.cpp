@@ -102,6 +102,10 @@ VornSyncSynchronizer::VornSyncSynchronizer(const QString& trashPath_, int syncIn
 
 VornSyncSynchronizer::~VornSyncSynchronizer()
 {
+    // A worker that was let go may drop a task at this moment, and Qt 5 lets the destructors of a sender and its receiver
+    // meet: no task may still be connected, nor end, when this one's begins.
+    for (const pVornSyncTask& task : qAsConst(dispatchedTasks))
+        QObject::disconnect(task.data(), nullptr, this, nullptr);
     VORN_SYNC_TRACE(kTag, "~VornSyncSynchronizer", QStringLiteral("Destroyed"));
 }
 
@@ -840,6 +844,7 @@ void VornSyncSynchronizer::dispatch(const pVornSyncTask& task, int directoryId, 
     const VornSyncFileKey key(directoryId, fileName);
     task->setDispatch(directoryId, fileName);
     connect(task.data(), &VornSyncTask::errorOccurred, this, &VornSyncSynchronizer::errorOccurred);
+    dispatchedTasks.insert(task);
     ++inFlightCount;
     observations.remove(key); // the row is not up to date any more
     flights.begin(key);
@@ -881,6 +886,14 @@ void VornSyncSynchronizer::onTaskDone(pVornSyncTask task, bool doneOk)
         return;
     if (!hasDatabase())
         return;
+    const bool isRetried = endTask(task, doneOk);
+    if (!isRetried)
+        dispatchedTasks.remove(task);
+}
+
+// False when the task is over, true when it will run again.
+bool VornSyncSynchronizer::endTask(const pVornSyncTask& task, bool doneOk)
+{
     VornSyncTaskResults results(*db(), renames, *task);
     if (results.directoryId() < 0) {
         const QFileInfo source(task->sourcePath());
@@ -889,12 +902,12 @@ void VornSyncSynchronizer::onTaskDone(pVornSyncTask task, bool doneOk)
                             .arg(source.path(), source.fileName()));
         results.releaseRename();
         completeTask(*task, false);
-        return;
+        return false;
     }
     doneOk = doneOk || VORN_PLANTED(failureIsSuccess);
     if (!doneOk && VornSyncTaskResults::attempts(*task) < kTaskAttempts) {
         retryTask(task);
-        return;
+        return true;
     }
     const bool outcome = doneOk && results.recordSuccess();
     if (!doneOk)
@@ -902,6 +915,7 @@ void VornSyncSynchronizer::onTaskDone(pVornSyncTask task, bool doneOk)
     if (!doneOk || task->operation() == ceStoRename)
         emit errorStateChanged();
     completeTask(*task, outcome);
+    return false;
 }
 
 void VornSyncSynchronizer::retryTask(const pVornSyncTask& task)

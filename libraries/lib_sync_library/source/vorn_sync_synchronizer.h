@@ -126,6 +126,7 @@ private:
     bool putInError(int directoryId, const QString& fileName, SyncErrorCode code);
     bool putInErrorIf(int directoryId, const QString& fileName, int status, SyncErrorCode code);
 
+    bool endTask(const pVornSyncTask& task, bool doneOk);
     void retryTask(const pVornSyncTask& task);
     void completeTask(const VornSyncTask& task, bool outcome);
     void resendAnnounced(const QList<VornSyncFileKey>& keys);
@@ -140,6 +141,7 @@ private:
     int inFlightCount = 0;
     bool hasTaskEnded = false; // since a cycle was left out last
 
+    QSet<pVornSyncTask> dispatchedTasks; // kept alive until they are over
     VornSyncFlightTable flights;
     QSet<VornSyncFileKey> changedInFlight; // notified while a copy was under way: sent again when it ends
     VornSyncRenameLocks renames;
