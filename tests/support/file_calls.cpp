@@ -64,7 +64,7 @@ thread_local int unseen = 0;
 
 bool isBelow(const char* path, const QByteArray& root)
 {
-    if (std::strncmp(path, root.constData(), std::size_t(root.size())) != 0)
+    if (qstrncmp(path, root.constData(), uint(root.size())) != 0)
         return false;
     const char next = path[root.size()];
     return next == '\0' || next == '/' || root.endsWith('/');
@@ -272,8 +272,16 @@ Unseen::~Unseen()
 // The executable's functions come before the C library's, for Qt, the C++ library and SQLite too.
 #define VORN_TEST_HOOK extern "C" __attribute__((visibility("default")))
 
+// Found anew rather than guarded: the guard of a static object is a function that a sanitizer defines, and some of these
+// are called before it is ready.
 #define VORN_TEST_SYSTEM(name)                                                                               \
-    static const auto system = reinterpret_cast<decltype(&::name)>(::dlsym(RTLD_NEXT, #name))
+    static std::atomic<void*> found{nullptr};                                                                \
+    void* systemAddress = found.load(std::memory_order_relaxed);                                             \
+    if (!systemAddress) {                                                                                    \
+        systemAddress = ::dlsym(RTLD_NEXT, #name);                                                           \
+        found.store(systemAddress, std::memory_order_relaxed);                                               \
+    }                                                                                                        \
+    const auto system = reinterpret_cast<decltype(&::name)>(systemAddress)
 
 // A call that needs no more than that; `system` is asked with the same arguments.
 #define VORN_TEST_MEET(name, description, ...)                                                               \
