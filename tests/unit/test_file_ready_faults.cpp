@@ -2,6 +2,7 @@
 #include "file_calls.h"
 #include "vorn_sync_file_ready.h"
 
+#include <QScopeGuard>
 #include <QTest>
 
 #include <cerrno>
@@ -14,8 +15,6 @@ class TestFileReadyFaults : public QObject
     Q_OBJECT
 
 private slots:
-    void cleanup() { FileCalls::setHooks(FileCalls::Hooks()); }
-
     void unsentChangesAreNeverReplaced_data();
     void unsentChangesAreNeverReplaced();
 };
@@ -50,6 +49,8 @@ void TestFileReadyFaults::unsentChangesAreNeverReplaced()
         return isMeant && calls++ == failing ? error : 0;
     };
     FileCalls::setHooks(hooks);
+    // Before anything that they use goes: the database is closed at the end of this function.
+    const auto unhook = qScopeGuard([] { FileCalls::setHooks(FileCalls::Hooks()); });
     // Each call once, and in the end none.
     bool hasFailed = true;
     for (; hasFailed; ++failing) {
