@@ -407,7 +407,7 @@ void SimWorld::judgeUnknownArrival(const QByteArray& path)
     const QString fileName = QFile::decodeName(path.mid(path.lastIndexOf('/') + 1));
     const QStringList& patterns = m_profile.exclusionPatterns;
     const bool isExcluded = std::any_of(patterns.begin(), patterns.end(), [&](const QString& pattern) {
-        return fileName.endsWith(pattern.mid(1)); // all of them begin with "*"
+        return fileName.endsWith(pattern.midRef(1)); // all of them begin with "*"
     });
     if (isExcluded && path.startsWith(directory(SimSide::Distant) + '/'))
         fail(QStringLiteral("'%1' was sent and is excluded").arg(fileName));
