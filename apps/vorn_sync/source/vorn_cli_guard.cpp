@@ -13,7 +13,7 @@ constexpr qint64 kRetriesSecs = 10; // five runs, 1, 2, 3 and 4 s apart
 constexpr qint64 kLongestStaleSecs =
     600;                             // that a failed copy counts as being sent after its error is cleared
 constexpr qint64 kQueueStepMs = 200; // from one operation to the next
-constexpr qint64 kSlowBytesPerSec = 1024 * 1024; // a share that is slower wants a limit of its own
+constexpr qint64 kSlowBytesPerSec = qint64{1024} * 1024; // a share that is slower wants a limit of its own
 constexpr int kVerificationPeriodCycles = 6;
 constexpr int kVerificationBudgetPercent = 20;
 constexpr qint64 kVerificationBudgetMinimumMs = 100;

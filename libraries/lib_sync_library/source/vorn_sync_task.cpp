@@ -554,7 +554,7 @@ bool VornSyncTask::handleAssociatedDirectory(const QString& source, const QStrin
                     ceSecAssocDirCopyFailed);
         return false;
     }
-    const QString sourceDirectory = *known;
+    const QString& sourceDirectory = *known;
     if (sourceDirectory.isEmpty())
         return true;
     const QFileInfo destinationInfo(destination);
