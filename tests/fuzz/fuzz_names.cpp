@@ -496,14 +496,6 @@ QStringList plantCanaries(const QString& root)
 
 } // namespace
 
-extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
-{
-    Q_UNUSED(argc)
-    Q_UNUSED(argv)
-    Sandbox::instance();
-    return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     if (size > kMaximumBytes)

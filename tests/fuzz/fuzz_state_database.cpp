@@ -191,14 +191,6 @@ void checkOpened(const StateInput& input, const StateView& before, const QString
 
 } // namespace
 
-extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv)
-{
-    Q_UNUSED(argc)
-    Q_UNUSED(argv)
-    Sandbox::instance();
-    return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     if (size > kMaximumBytes)

@@ -45,7 +45,7 @@ const std::vector<SimPlantedBug>& simPlantedBugs()
          "the trash is purged by the file's age, not by the time it is there",
          {"long-haul"}},
         {"noStaleRescue", "what lost its operation waits for ever", {"flaky", "error-desk"}},
-        {"chainedArg", "a file name is taken for a pattern", {"names"}},
+        {"chainedArg", "a file name is taken for a pattern, as a second arg() does", {"names"}},
         {"countFileReady", "a copy for a file-ready request counts as in flight", {"calm", "error-desk"}},
         {"failureIsSuccess", "a copy that failed is recorded as done", {"flaky", "crashy"}},
         {"recordPresent", "what is there after a copy is recorded, not what was sent", {"crashy"}},

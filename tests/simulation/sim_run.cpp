@@ -128,6 +128,17 @@ std::string liveAll(SimState* state, const SimProfile& profile, const std::strin
 
 } // namespace
 
+SimCounts& SimCounts::operator+=(const SimCounts& other)
+{
+    days += other.days;
+    processes += other.processes;
+    actions += other.actions;
+    faults += other.faults;
+    engineChanges += other.engineChanges;
+    calls += other.calls;
+    return *this;
+}
+
 SimResult runSimulation(const SimProfile& profile, quint64 seed, bool isLoud)
 {
     isTraceLoud = isLoud && std::getenv("VORN_SYNC_SIMULATION_TRACE");
@@ -154,13 +165,13 @@ SimResult runSimulation(const SimProfile& profile, quint64 seed, bool isLoud)
     if (!result.hasPassed)
         result.log = lastLines(*state);
     result.digest = state->clock.digest;
-    result.simulatedDays =
+    result.counts.days =
         double(state->clock.monotonicNs - 1000 * kNsPerSec) / double(kNsPerSec) / kSecsPerDay;
-    result.actions = state->actions;
-    result.faults = state->faults;
-    result.engineChanges = state->engineChanges;
-    result.calls = quint64(state->calls);
-    result.incarnations = state->incarnation;
+    result.counts.processes = quint64(state->incarnation);
+    result.counts.actions = state->actions;
+    result.counts.faults = state->faults;
+    result.counts.engineChanges = state->engineChanges;
+    result.counts.calls = quint64(state->calls);
     removeRoot(root);
     ::munmap(memory, sizeof(SimState));
     return result;

@@ -8,18 +8,26 @@
 
 namespace VornSyncTest {
 
+// What happened in a run, or in several.
+struct SimCounts
+{
+    double days = 0; // simulated ones
+    quint64 processes = 0;
+    quint64 actions = 0;
+    quint64 faults = 0;
+    quint64 engineChanges = 0;
+    quint64 calls = 0;
+
+    SimCounts& operator+=(const SimCounts& other);
+};
+
 struct SimResult
 {
     bool hasPassed = false;
     std::string reason;
     std::string log; // its last lines
     quint64 digest = 0;
-    double simulatedDays = 0;
-    quint64 actions = 0;
-    quint64 faults = 0;
-    quint64 engineChanges = 0;
-    quint64 calls = 0;
-    int incarnations = 0;
+    SimCounts counts;
 };
 
 // Lives one seed's story from its first process to its last, each in a child of this process.

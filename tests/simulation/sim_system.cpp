@@ -279,6 +279,7 @@ VORN_TEST_HOOK int clock_nanosleep(clockid_t clock, int flags, const timespec* t
     return 0;
 }
 
+// SQLite's wait for a lock, in simulated time.
 VORN_TEST_HOOK int usleep(useconds_t us)
 {
     static const auto next = systemFunction<int (*)(useconds_t)>("usleep");

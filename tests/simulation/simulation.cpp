@@ -32,12 +32,7 @@ struct Options
 struct Totals
 {
     quint64 runs = 0;
-    double days = 0;
-    quint64 actions = 0;
-    quint64 faults = 0;
-    quint64 changes = 0;
-    quint64 calls = 0;
-    quint64 processes = 0;
+    SimCounts counts;
 };
 
 constexpr char kUsage[] =
@@ -54,17 +49,6 @@ constexpr char kUsage[] =
 double secondsSince(Clock::time_point start)
 {
     return std::chrono::duration<double>(Clock::now() - start).count();
-}
-
-void add(Totals& totals, const SimResult& result)
-{
-    ++totals.runs;
-    totals.days += result.simulatedDays;
-    totals.actions += result.actions;
-    totals.faults += result.faults;
-    totals.changes += result.engineChanges;
-    totals.calls += result.calls;
-    totals.processes += quint64(result.incarnations);
 }
 
 void reportFailure(const SimProfile& profile, quint64 seed, const SimResult& result, const Options& options)
@@ -85,7 +69,8 @@ void reportFailure(const SimProfile& profile, quint64 seed, const SimResult& res
 bool run(const SimProfile& profile, quint64 seed, const Options& options, Totals& totals)
 {
     const SimResult result = runSimulation(profile, seed, options.isLoud);
-    add(totals, result);
+    ++totals.runs;
+    totals.counts += result.counts;
     if (!result.hasPassed) {
         reportFailure(profile, seed, result, options);
         return false;
@@ -222,7 +207,8 @@ int main(int argc, char** argv)
     const double seconds = secondsSince(start);
     std::printf("%llu runs in %.1f s (%.1f a second): %.1f simulated days, %llu processes, %llu"
                 " actions, %llu faults, %llu changes judged, %llu calls\n",
-                totals.runs, seconds, double(totals.runs) / seconds, totals.days, totals.processes,
-                totals.actions, totals.faults, totals.changes, totals.calls);
+                totals.runs, seconds, double(totals.runs) / seconds, totals.counts.days,
+                totals.counts.processes, totals.counts.actions, totals.counts.faults,
+                totals.counts.engineChanges, totals.counts.calls);
     return 0;
 }

@@ -54,6 +54,7 @@ private slots:
 private:
     void writeFiles();
     [[nodiscard]] bool mountAt(const QString& path);
+    bool placeDatabase();
     QString unusableText() const
     {
         return "ERROR: State database is not usable: '%1'."_s.arg(m_host->databasePath());
@@ -81,6 +82,18 @@ bool TestFewInodes::mountAt(const QString& path)
 {
     m_mount = std::make_unique<TmpfsMount>(path, "size=16m,nr_inodes=32"_s);
     return m_mount->isMounted();
+}
+
+// A host with its state on the small disk.
+bool TestFewInodes::placeDatabase()
+{
+    m_place = std::make_unique<Pair>();
+    HostOptions options;
+    options.databasePath = m_place->databasePath();
+    if (!mountAt(m_place->rootPath()))
+        return false;
+    m_host = std::make_unique<Host>(options);
+    return true;
 }
 
 // A copy over an existing file needs a name too: the temporary one. When there is room again, a retry finds it.
@@ -148,12 +161,8 @@ void TestFewInodes::inTheTrash()
 // A running database has its files open; it needs no further name.
 void TestFewInodes::besideTheStateDatabase()
 {
-    m_place = std::make_unique<Pair>();
-    HostOptions options;
-    options.databasePath = m_place->databasePath();
-    if (!mountAt(m_place->rootPath()))
+    if (!placeDatabase())
         QSKIP(qPrintable(m_mount->reason()));
-    m_host = std::make_unique<Host>(options);
     Host& host = *m_host;
     writeFiles();
     QVERIFY(host.start());
@@ -185,12 +194,8 @@ void TestFewInodes::besideTheStateDatabase()
 
 void TestFewInodes::beforeTheStateDatabase()
 {
-    m_place = std::make_unique<Pair>();
-    HostOptions options;
-    options.databasePath = m_place->databasePath();
-    if (!mountAt(m_place->rootPath()))
+    if (!placeDatabase())
         QSKIP(qPrintable(m_mount->reason()));
-    m_host = std::make_unique<Host>(options);
     Host& host = *m_host;
     writeFiles();
     const int taken = takeNames(Side(m_place->rootPath()));

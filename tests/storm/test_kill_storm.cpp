@@ -204,8 +204,8 @@ void TestKillStorm::endRename()
     const bool hasOld = m_host->local().exists(m_oldName);
     const bool hasNew = m_host->local().exists(m_newName);
     QVERIFY2(hasOld != hasNew,
-             qPrintable("'%1': %2, '%3': %4\n%5"_s.arg(m_oldName).arg(hasOld).arg(m_newName).arg(hasNew).arg(
-                 result.words())));
+             qPrintable("'%1': %2, '%3': %4\n%5"_s.arg(m_oldName, QString::number(hasOld), m_newName,
+                                                       QString::number(hasNew), result.words())));
     if (!hasNew) {
         // A command that says that it is done has done it.
         QVERIFY2(result.exitCode != 0, qPrintable(result.words()));

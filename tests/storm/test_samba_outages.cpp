@@ -111,7 +111,7 @@ void TestSambaOutages::begin(Outage outage)
     if (outage == Outage::Killed)
         m_share->killServer();
     else
-        m_share->freezeServer();
+        QVERIFY(m_share->freezeServer());
 }
 
 bool TestSambaOutages::end(Outage outage)

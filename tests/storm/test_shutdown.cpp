@@ -1,7 +1,6 @@
-#include "host.h"
 #include "literals.h"
 #include "thread_watch.h"
-#include "throttled_mount.h"
+#include "throttled_host.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -12,7 +11,6 @@
 #include <QTimer>
 
 #include <memory>
-#include <optional>
 #include <unistd.h>
 
 using namespace VornSyncTest;
@@ -53,49 +51,6 @@ bool isInACopy(State state)
 
 Q_DECLARE_METATYPE(State)
 
-// A host whose distant directory can be made slow, and hang.
-class HangingHost
-{
-    Q_DISABLE_COPY_MOVE(HangingHost)
-
-public:
-    HangingHost()
-        : host(options())
-    {
-    }
-    ~HangingHost() { thaw(); } // or the end of the pair's directories would hang too
-
-    // The same directory behind another mount. Nothing may look at it meanwhile.
-    QString setRates(const ThrottleRates& rates)
-    {
-        m_mount.reset();
-        m_mount.emplace(m_storage.distantPath(), host.pair().distantPath(), rates);
-        return m_mount->reason();
-    }
-    void freeze() const { m_mount->freeze(); }
-    void thaw() const
-    {
-        if (m_mount)
-            m_mount->thaw();
-    }
-    // What the server holds, which never hangs.
-    const Side& server() const { return m_storage.distant(); }
-
-private:
-    static HostOptions options()
-    {
-        HostOptions result;
-        result.syncIntervalMs = kCycleMs;
-        return result;
-    }
-
-    const Pair m_storage;
-    std::optional<ThrottledMount> m_mount;
-
-public:
-    Host host; // ends before the mount does
-};
-
 class TestShutdown : public QObject
 {
     Q_OBJECT
@@ -117,7 +72,7 @@ private:
     void shutDown(State state);
     QStringList heard() const;
 
-    std::unique_ptr<HangingHost> m_share;
+    std::unique_ptr<ThrottledHost> m_share;
     qint64 m_shutdownMs = 0;
 };
 
@@ -282,7 +237,7 @@ void TestShutdown::inEveryState()
     QFETCH(bool, isHanging);
     if ((state == State::Verifying || state == State::WaitingToRetry) && !traceLinesBuiltIn())
         QSKIP("only a trace line tells when a verification begins, or the first run of a task fails");
-    m_share = std::make_unique<HangingHost>();
+    m_share = std::make_unique<ThrottledHost>(kCycleMs);
     Host& host = m_share->host;
     const QString reason = m_share->setRates({kBytesPerSecond, kBytesPerSecond});
     if (!reason.isEmpty())
@@ -290,7 +245,7 @@ void TestShutdown::inEveryState()
     QVERIFY(start());
     QVERIFY(bring(state));
     if (isHanging) {
-        m_share->freeze();
+        QVERIFY(m_share->freeze());
         // Paused, nothing looks at the share.
         if (state != State::Paused)
             QVERIFY(awaitHang());
@@ -314,7 +269,9 @@ void TestShutdown::inEveryState()
     const QStringList heardBefore = heard();
     m_share->thaw();
     QVERIFY(waitFor([] { return libraryThreads().isEmpty(); }, 4 * kWaitMs));
-    QTest::qWait(0);
+    // Whatever those threads posted before they ended.
+    QCoreApplication::sendPostedEvents();
+    QCoreApplication::processEvents();
     QCOMPARE(heard(), heardBefore);
     QCOMPARE(host.trace().criticals(), QStringList());
     QCOMPARE(host.trace().warnings(), QStringList());
@@ -334,7 +291,7 @@ void TestShutdown::inEveryState()
 // Its threads are in the share's hands when the process ends.
 void TestShutdown::ofAProcessWhoseShareHangs()
 {
-    m_share = std::make_unique<HangingHost>();
+    m_share = std::make_unique<ThrottledHost>(kCycleMs);
     Host& host = m_share->host;
     const QString reason = m_share->setRates({});
     if (!reason.isEmpty())
@@ -354,7 +311,7 @@ void TestShutdown::ofAProcessWhoseShareHangs()
                    host.pair().distantPath()});
     QVERIFY2(process.waitForStarted(), qPrintable(process.errorString()));
     QVERIFY(waitFor([&] { return m_share->server().exists("small.txt"_s); }));
-    m_share->freeze();
+    QVERIFY(m_share->freeze());
     QVERIFY(awaitHang(process.processId()));
     QElapsedTimer clock;
     clock.start();

@@ -1,7 +1,6 @@
-#include "host.h"
 #include "literals.h"
 #include "loop_watch.h"
-#include "throttled_mount.h"
+#include "throttled_host.h"
 
 #include <QElapsedTimer>
 #include <QFileInfo>
@@ -9,7 +8,6 @@
 #include <QTest>
 
 #include <cstdio>
-#include <optional>
 
 using namespace VornSyncTest;
 
@@ -37,26 +35,17 @@ QByteArray content(int bytes, char first = 'a')
 
 } // namespace
 
-// A host whose distant directory can be made slow. Cycles come when they are asked for.
-class SlowHost
+// Cycles come when they are asked for.
+class SlowHost : public ThrottledHost
 {
     Q_DISABLE_COPY_MOVE(SlowHost)
 
 public:
     SlowHost()
-        : host(options())
+        : ThrottledHost(kNoCyclesMs)
     {
     }
 
-    // The same directory behind another mount. Nothing may look at it meanwhile.
-    QString setRates(const ThrottleRates& rates)
-    {
-        m_mount.reset();
-        m_mount.emplace(m_storage.distantPath(), host.pair().distantPath(), rates);
-        return m_mount->reason();
-    }
-    // What the server holds, without delay.
-    const Side& server() const { return m_storage.distant(); }
     QString local(const QString& name) const { return host.local().filePath(name); }
     QString distant(const QString& name) const { return host.distant().filePath(name); }
 
@@ -65,20 +54,6 @@ public:
         return waitFor(
             [this] { return host.raw().value("SELECT MIN(available) FROM directories"_s).toInt() == 1; });
     }
-
-private:
-    static HostOptions options()
-    {
-        HostOptions result;
-        result.syncIntervalMs = kNoCyclesMs;
-        return result;
-    }
-
-    const Pair m_storage;
-    std::optional<ThrottledMount> m_mount;
-
-public:
-    Host host; // ends before the mount does
 };
 
 // The answers to file-ready requests, each with the time that it took.

@@ -271,7 +271,7 @@ QByteArray Desk::newContent(const QString& name)
 void Desk::write(const QString& alias, const QString& name)
 {
     const QByteArray content = newContent(name);
-    note("%1/%2: the user writes version %3"_s.arg(alias, name).arg(m_versions));
+    note("%1/%2: the user writes version %3"_s.arg(alias, name, QString::number(m_versions)));
     QVERIFY(local(alias).write(name, content));
     Belongings& belongings = of(alias);
     belongings.files.insert(name, content);
@@ -294,7 +294,7 @@ void Desk::writeForeign(const QString& alias, const QString& name)
         return;
     noteDistant(alias, name);
     const QByteArray content = "foreign " + newContent(name);
-    note("%1/%2: another workstation writes version %3"_s.arg(alias, name).arg(m_versions));
+    note("%1/%2: another workstation writes version %3"_s.arg(alias, name, QString::number(m_versions)));
     of(alias).foreign.insert(content);
     QVERIFY(distant(alias).write(name, content));
 }
@@ -737,7 +737,7 @@ void TestStress::everythingAtAnyTime()
         desk.act();
         if (m_random.bounded(kOperationsPerLull) == 0)
             desk.lull();
-        // The pace of a busy host: now and then it lets the others go first.
+        // Paced time is the point, and nothing is awaited: now and then a busy host lets the others go first.
         if (m_random.bounded(2) == 0)
             QThread::usleep(m_random.bounded(kMaximumPauseUs));
         QCoreApplication::processEvents(QEventLoop::AllEvents, 1 + int(m_random.bounded(3)));

@@ -1,17 +1,22 @@
 #include "child_process.h"
 
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QList>
 #include <QStandardPaths>
 
 #include <csignal>
+#include <thread>
+
 #include <sys/prctl.h>
 #include <unistd.h>
 
 namespace VornSyncTest {
 
 namespace {
+
+constexpr int kFreezeTimeoutMs = 10000; // a loaded machine takes milliseconds
 
 // State and process group of "/proc/.../stat": what follows the name, which may hold anything.
 QList<QByteArray> statFields(const QString& directory)
@@ -92,13 +97,18 @@ void ChildProcess::setupChildProcess()
     ::prctl(PR_SET_PDEATHSIG, SIGTERM);
 }
 
-void ChildProcess::freezeGroup() const
+bool ChildProcess::freezeGroup() const
 {
     signalGroup(SIGSTOP);
-    // The signal is on its way: what was asked before may still be answered.
-    constexpr int kMostMs = 10000;
-    for (int ms = 0; ms < kMostMs && processId() > 0 && !isGroupFrozen(processId()); ++ms)
-        ::usleep(1000);
+    // The signal is on its way: what was asked before may still be answered. Events must not be handled meanwhile, or
+    // the test would leave the state in which it wants the freeze.
+    const QDeadlineTimer deadline(kFreezeTimeoutMs);
+    while (!isGroupFrozen(processId())) {
+        if (processId() <= 0 || deadline.hasExpired())
+            return false;
+        std::this_thread::yield();
+    }
+    return true;
 }
 
 } // namespace VornSyncTest

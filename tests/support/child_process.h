@@ -24,8 +24,8 @@ public:
     bool begin(const QString& program, const QStringList& arguments);
     // The signal reaches the whole group.
     void signalGroup(int signal) const;
-    // SIGSTOP; when it returns, no thread of the group runs any more. SIGCONT undoes it.
-    void freezeGroup() const;
+    // SIGSTOP; when it returns true, no thread of the group runs any more. SIGCONT undoes it.
+    [[nodiscard]] bool freezeGroup() const;
     // SIGKILL, without a chance to say goodbye.
     void killGroup();
 

@@ -10,7 +10,8 @@
 #include <sys/types.h>
 #include <unistd.h>
 
-// SQLite sleeps between its tries to get a lock and counts the time by their number: nothing else asks for usleep.
+// Takes the place of the sleep between SQLite's tries to get a lock, and takes no time: SQLite counts the time by the
+// number of tries. Nothing else asks for it.
 extern "C" __attribute__((visibility("default"))) int usleep(useconds_t)
 {
     return 0;

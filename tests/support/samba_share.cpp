@@ -183,9 +183,9 @@ void SambaShare::killServer()
     m_server.killGroup();
 }
 
-void SambaShare::freezeServer()
+bool SambaShare::freezeServer()
 {
-    m_server.freezeGroup();
+    return m_server.freezeGroup();
 }
 
 void SambaShare::thawServer()

@@ -48,7 +48,7 @@ public:
     // The same server on the same port again. The client connects by itself with its next call.
     [[nodiscard]] bool resumeServer();
     // It neither answers nor goes: a call of the client waits. Nothing that must not wait may look at the mount.
-    void freezeServer();
+    [[nodiscard]] bool freezeServer();
     void thawServer();
     // mountedPath() is not there afterwards.
     void unmount();

@@ -44,9 +44,9 @@ ThrottledMount::~ThrottledMount()
         ::umount2(QFile::encodeName(m_mountPoint).constData(), MNT_DETACH);
 }
 
-void ThrottledMount::freeze() const
+bool ThrottledMount::freeze() const
 {
-    m_fileSystem.freezeGroup();
+    return m_fileSystem.freezeGroup();
 }
 
 void ThrottledMount::thaw() const

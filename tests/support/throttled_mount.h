@@ -28,7 +28,7 @@ public:
     QString reason() const { return m_reason; }
 
     // A share that hangs: every call waits until it thaws. Nothing that must not wait may look at it meanwhile.
-    void freeze() const;
+    [[nodiscard]] bool freeze() const;
     void thaw() const;
 
 private:

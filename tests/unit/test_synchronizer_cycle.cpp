@@ -36,6 +36,13 @@ QString daysAgo(int days, int secs = 0)
     return QDateTime::currentDateTimeUtc().addDays(-days).addSecs(secs).toString(Qt::ISODate);
 }
 
+// Paced time is the point, and nothing is awaited: a look at the file that uses up a whole verification budget.
+int slowDisk()
+{
+    QThread::msleep(kPastBudgetMs);
+    return 0;
+}
+
 // How long a verification took is nobody's text.
 QStringList verificationLines(Engine& engine)
 {
@@ -326,10 +333,7 @@ void TestSynchronizerCycle::budget_isExceededByOneFileAtMost()
     QStringList lines;
     for (int call = 0; call < kManyCalls && lines.size() < 5; ++call) {
         const int next = qMax(0, lines.size() - 1);
-        StatHook slow(engine.local().filePath(QString::number(next)), [] {
-            QThread::msleep(kPastBudgetMs);
-            return 0;
-        });
+        StatHook slow(engine.local().filePath(QString::number(next)), &slowDisk);
         engine.sync().verifyUpToDateFilesBudgeted();
         lines += verificationLines(engine);
     }
@@ -353,10 +357,7 @@ void TestSynchronizerCycle::queue_isFilledWhenItIsEmpty()
     QStringList refills;
     for (int call = 0; call < kManyCalls && sum < 4; ++call) {
         // Simulated time, as above: three calls at least.
-        StatHook slow(engine.local().filePath(QString::number(sum % 3)), [] {
-            QThread::msleep(kPastBudgetMs);
-            return 0;
-        });
+        StatHook slow(engine.local().filePath(QString::number(sum % 3)), &slowDisk);
         engine.sync().verifyUpToDateFilesBudgeted();
         for (const QString& line : verificationLines(engine)) {
             const QRegularExpressionMatch match = checked.match(line);
@@ -431,10 +432,7 @@ void TestSynchronizerCycle::queue_directoryPausedMeanwhile()
         QVERIFY(engine.send(name, "x"));
     {
         // Simulated time: at most the first file fits into the budget.
-        StatHook slow(engine.local().filePath("0"_s), [] {
-            QThread::msleep(kPastBudgetMs);
-            return 0;
-        });
+        StatHook slow(engine.local().filePath("0"_s), &slowDisk);
         engine.sync().verifyUpToDateFilesBudgeted();
     }
     QVERIFY(engine.database().setDirectoryUnavailable(1));

@@ -48,7 +48,7 @@ bool isStopping()
 QString joined(const QString& directory, const QString& fileName)
 {
     if (VORN_PLANTED(chainedArg))
-        return QStringLiteral("%2/%1").arg(fileName).arg(directory); // clazy:exclude=qstring-arg
+        return directory + QLatin1Char('/') + QString(fileName).replace(QLatin1String("%1"), directory);
     return directory + QLatin1Char('/') + fileName;
 }
 
