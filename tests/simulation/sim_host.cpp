@@ -73,6 +73,11 @@ void SimHost::start()
         QString::fromUtf8(m_world.root() + "/state/state.db"), QString::fromUtf8(m_world.root() + "/trash"),
         profile.syncIntervalSecs * kMsPerSec, profile.exclusionPatterns);
     connect(m_manager.get(), &VornSyncManager::countersChanged, this, &SimHost::noteErrors);
+    m_isStateUnusable = false;
+    connect(m_manager.get(), &VornSyncManager::errorOccurred, this, [this](const QString& message) {
+        m_isStateUnusable =
+            m_isStateUnusable || message.startsWith(QLatin1String("ERROR: State database is not usable"));
+    });
     m_world.log(QStringLiteral("host starts"));
     addPair();
     noteErrors();
@@ -417,6 +422,11 @@ QString SimHost::openWork()
 
 void SimHost::awaitRest()
 {
+    // Said of a state that could not be read or made when the host started: it works after a start that can.
+    if (m_isStateUnusable) {
+        stop();
+        start();
+    }
     m_manager->resumeAll();
     addPair();
     m_manager->setDirectoryAvailability(alias(), true);

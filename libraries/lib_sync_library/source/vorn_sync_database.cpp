@@ -741,26 +741,29 @@ QList<QVariantMap> VornSyncDatabase::getFilesByStatus(int directoryId, int statu
     return files;
 }
 
-bool VornSyncDatabase::readDirectoryRows(int directoryId, QVector<VornSyncFileRow>& rows)
+bool VornSyncDatabase::readDirectoryRows(int directoryId, const RowVisitor& visit)
 {
     m_changes.begin(directoryId);
-    return readRows(QStringLiteral("f.directories_id = ?"), {directoryId}, rows);
+    return readRows(QStringLiteral("f.directories_id = ?"), {directoryId}, visit);
 }
 
 bool VornSyncDatabase::readFileRow(int directoryId, const QString& fileName, VornSyncFileRow& row,
                                    bool& found)
 {
-    QVector<VornSyncFileRow> rows;
+    int count = 0;
+    VornSyncFileRow read;
     const bool done = readRows(QStringLiteral("f.file_name = ? AND f.directories_id = ?"),
-                               fileKey(fileName, directoryId), rows);
-    found = rows.size() == 1;
+                               fileKey(fileName, directoryId), [&](const VornSyncFileRow& visited) {
+                                   ++count;
+                                   read = visited;
+                               });
+    found = count == 1;
     if (found)
-        row = rows.first();
+        row = read;
     return done;
 }
 
-bool VornSyncDatabase::readRows(const QString& condition, const QVariantList& values,
-                                QVector<VornSyncFileRow>& rows)
+bool VornSyncDatabase::readRows(const QString& condition, const QVariantList& values, const RowVisitor& visit)
 {
     const QString columns = QStringLiteral("f.file_name, f.status, f.size, f.local_lmd, f.distant_lmd = ?");
     const QString marks = QStringLiteral("LEFT JOIN distant_newer_marks m ON m.file_name = f.file_name AND "
@@ -783,7 +786,7 @@ bool VornSyncDatabase::readRows(const QString& condition, const QVariantList& va
                               row.markedLocalSize = read.value(5).toLongLong();
                               row.markedLocalLmdSecs = VornSyncTimes::secsFromText(read.value(6).toString());
                           }
-                          rows.append(row);
+                          visit(row);
                       });
 }
 

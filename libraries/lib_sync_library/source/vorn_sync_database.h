@@ -43,6 +43,7 @@ public:
     // A text column of the table directories.
     enum DirectoryField { AliasName = 0, LocalPath = 1, DistantPath = 2, TrashPath = 3 };
 
+    using RowVisitor = std::function<void(const VornSyncFileRow& row)>;
     using StillActiveTest = std::function<bool(int directoryId, const QString& fileName)>;
 
     explicit VornSyncDatabase(const QString& databasePath);
@@ -135,9 +136,9 @@ public:
     QList<QVariantMap> getFilesByStatusMask(int directoryId, int mask);
     QList<QVariantMap> getFilesByStatus(int directoryId, int status);
 
-    // All rows of a directory in one statement, appended. From then on isRowChangedSinceRead tells which of
-    // them have been written, by any thread through this object.
-    bool readDirectoryRows(int directoryId, QVector<VornSyncFileRow>& rows);
+    // All rows of a directory in one statement, one by one: a million of them are not held twice. From then on
+    // isRowChangedSinceRead tells which of them have been written, by any thread through this object.
+    bool readDirectoryRows(int directoryId, const RowVisitor& visit);
     bool readFileRow(int directoryId, const QString& fileName, VornSyncFileRow& row, bool& found);
     // True also for every row of a directory other than the one read last.
     bool isRowChangedSinceRead(int directoryId, const QString& fileName) const;
@@ -184,7 +185,7 @@ private:
     bool change(int directoryId, const QString& fileName, const std::function<bool()>& write);
     int singleId(const QString& sql, const QVariantList& values);
     bool readTracked(int directoryId, const QString& fileName, TrackedFile& tracked);
-    bool readRows(const QString& condition, const QVariantList& values, QVector<VornSyncFileRow>& rows);
+    bool readRows(const QString& condition, const QVariantList& values, const RowVisitor& visit);
     bool readStaleRows(QVector<StaleRow>& staleRows);
 
     // What is inside a transaction.

@@ -1,17 +1,18 @@
 #include "vorn_sync_pass.h"
 
 #include "vorn_sync_exclusions.h"
+#include "vorn_sync_open_directory.h"
 
 #include <QFile>
 #include <QThread>
+
+#include <utility>
 
 VornSyncPass::VornSyncPass(VornSyncDatabase& database, int directoryId, const QString& localPath,
                            const QString& distantPath, const QSet<QString>& renaming)
     : m_database(database)
     , m_directoryId(directoryId)
     , m_localPath(localPath)
-    , m_nativePath(QFile::encodeName(localPath) + '/')
-    , m_nativePrefixLength(m_nativePath.size())
     , m_distantPath(distantPath)
     , m_renaming(renaming)
     , m_directoriesVersion(database.directoriesVersion())
@@ -33,8 +34,9 @@ bool VornSyncPass::gather(QString& error)
     using Entry = VornSyncDirectoryListing::Entry;
     m_distantListing =
         VornSyncDirectoryListing::read(m_distantPath, [this](const Entry& entry) { addDistant(entry); });
+    m_localDirectory = std::make_unique<VornSyncOpenDirectory>(QFile::encodeName(m_localPath));
     const auto localListing =
-        VornSyncDirectoryListing::read(m_localPath, [this](const Entry& entry) { addLocal(entry); });
+        VornSyncDirectoryListing::read(*m_localDirectory, [this](const Entry& entry) { addLocal(entry); });
     m_isLocalListed = localListing.isComplete();
     if (QThread::currentThread()->isInterruptionRequested())
         return false;
@@ -48,25 +50,22 @@ bool VornSyncPass::gather(QString& error)
 
 bool VornSyncPass::readRows()
 {
-    QVector<VornSyncFileRow> rows;
-    if (!m_database.readDirectoryRows(m_directoryId, rows))
+    const bool done = m_database.readDirectoryRows(m_directoryId, [this](const VornSyncFileRow& row) {
+        m_items.emplace_back();
+        m_items.back().row = row;
+    });
+    if (!done)
         return false;
-    m_items.reserve(rows.size());
-    m_index.reset(rows.size());
-    for (const VornSyncFileRow& row : qAsConst(rows)) {
-        m_index.insert(row.fileName, m_items.size());
-        Item item;
-        item.row = row;
-        m_items.append(item);
-    }
-    m_trackedCount = m_items.size();
+    m_trackedCount = count();
+    m_index.reset(m_trackedCount);
+    for (int i = 0; i < m_trackedCount; ++i)
+        m_index.insert(at(i).row.fileName, i);
     return true;
 }
 
 int VornSyncPass::indexOf(const QString& fileName) const
 {
-    return m_index.find(fileName,
-                        [this](int item) -> const QString& { return m_items.at(item).row.fileName; });
+    return m_index.find(fileName, [this](int item) -> const QString& { return at(item).row.fileName; });
 }
 
 void VornSyncPass::addLocal(const VornSyncDirectoryListing::Entry& entry)
@@ -77,14 +76,13 @@ void VornSyncPass::addLocal(const VornSyncDirectoryListing::Entry& entry)
     if (index < 0) {
         if (!isListed)
             return;
-        Item item;
+        index = count();
+        m_items.emplace_back();
         // A copy of its own, no larger than it must be: the entry's text is reused.
-        item.row.fileName = QString(entry.name.constData(), entry.name.size());
-        index = m_items.size();
-        m_items.append(item);
+        m_items.back().row.fileName = QString(entry.name.constData(), entry.name.size());
     }
-    m_items[index].isInLocalDirectory = true;
-    m_items[index].isListed = isListed;
+    at(index).isInLocalDirectory = true;
+    at(index).isListed = isListed;
 }
 
 void VornSyncPass::addDistant(const VornSyncDirectoryListing::Entry& entry)
@@ -92,7 +90,7 @@ void VornSyncPass::addDistant(const VornSyncDirectoryListing::Entry& entry)
     m_plainDistantCount += entry.isPlainFile && !entry.isHidden ? 1 : 0;
     const int index = indexOf(entry.name);
     if (index >= 0)
-        m_items[index].isInDistantDirectory = true;
+        at(index).isInDistantDirectory = true;
 }
 
 QString VornSyncPass::summary() const
@@ -109,12 +107,12 @@ QString VornSyncPass::summary() const
 bool VornSyncPass::wasUpToDate(const QString& fileName) const
 {
     const int index = indexOf(fileName);
-    return index >= 0 && m_items.at(index).row.status == ceSfsUpToDate;
+    return index >= 0 && at(index).row.status == ceSfsUpToDate;
 }
 
 bool VornSyncPass::isTracked(int item) const
 {
-    return item < m_trackedCount && !VornSyncTypes::isTombstoned(m_items.at(item).row.status);
+    return item < m_trackedCount && !VornSyncTypes::isTombstoned(at(item).row.status);
 }
 
 bool VornSyncPass::isStillMeant()
@@ -131,7 +129,7 @@ bool VornSyncPass::isStillMeant()
 
 VornSyncPassFile VornSyncPass::file(int index)
 {
-    Item& item = m_items[index];
+    Item& item = at(index);
     VornSyncPassFile file;
     file.row = item.row;
     file.hasRow = index < m_trackedCount;
@@ -165,7 +163,7 @@ VornSyncFileFacts VornSyncPass::localFacts(Item& item, bool isInError)
         return item.local;
     item.isAsked = true;
     if (item.isInLocalDirectory)
-        item.local = VornSyncFiles::listedFacts(nativePath(item.row.fileName));
+        item.local = m_localDirectory->facts(nativeName(item.row.fileName));
     else if (isInError)
         item.local.presence = VornSyncPresence::Absent; // passed over whatever the disk says
     else // hidden files are not listed, and a listing may be old
@@ -173,29 +171,27 @@ VornSyncFileFacts VornSyncPass::localFacts(Item& item, bool isInError)
     return item.local;
 }
 
-// The path of a local file as the system takes it. An ASCII name goes into the bytes that are there already,
-// without an allocation and without a codec.
-const QByteArray& VornSyncPass::nativePath(const QString& fileName)
+// The name as the system takes it. An ASCII name goes into the bytes that are there already, without an allocation and
+// without a codec.
+const char* VornSyncPass::nativeName(const QString& fileName)
 {
     const int size = fileName.size();
-    m_nativePath.resize(m_nativePrefixLength + size);
-    char* bytes = m_nativePath.data() + m_nativePrefixLength;
+    m_nativeName.resize(size);
+    char* bytes = m_nativeName.data();
     ushort bits = 0;
     for (int i = 0; i < size; ++i) {
         const ushort unit = fileName.at(i).unicode();
         bits = ushort(bits | unit);
         bytes[i] = char(unit);
     }
-    if (bits > 0x7f) {
-        m_nativePath.truncate(m_nativePrefixLength);
-        m_nativePath += QFile::encodeName(fileName);
-    }
-    return m_nativePath;
+    if (bits > 0x7f)
+        m_nativeName = QFile::encodeName(fileName);
+    return m_nativeName.constData();
 }
 
 bool VornSyncPass::isSettled(int item) const
 {
-    const Item& settled = m_items.at(item);
+    const Item& settled = at(item);
     return settled.isSettled && !m_database.isRowChangedSinceRead(m_directoryId, settled.row.fileName);
 }
 
@@ -210,7 +206,7 @@ bool VornSyncPass::isInDirectory(const QString& localFilePath) const
 bool VornSyncPass::hasActiveSideCar(const QString& fileName, const VornSyncExclusions& exclusions)
 {
     if (!m_hasExcludedNames) {
-        for (const Item& item : qAsConst(m_items)) {
+        for (const Item& item : std::as_const(m_items)) {
             if (item.isListed && exclusions.matches(item.row.fileName))
                 m_excludedNames.append(item.row.fileName);
         }

@@ -9,9 +9,12 @@
 #include <QByteArray>
 #include <QSet>
 #include <QStringList>
-#include <QVector>
+
+#include <memory>
+#include <vector>
 
 class VornSyncExclusions;
+class VornSyncOpenDirectory;
 
 // What one pass over a directory knows: its rows, read in one statement, and one listing of each side, matched
 // to the rows as it is read. A row that is written while the pass runs is read again before it is decided on.
@@ -44,12 +47,12 @@ public:
 
     // The files of the pass by number: those with a row first, then the local ones without.
     int trackedCount() const { return m_trackedCount; }
-    int count() const { return m_items.size(); }
-    QString fileName(int item) const { return m_items.at(item).row.fileName; }
+    int count() const { return int(m_items.size()); }
+    QString fileName(int item) const { return at(item).row.fileName; }
     // It had a row when the pass began that was no tombstone.
     bool isTracked(int item) const;
     // The local directory listed it as a plain file that is not hidden.
-    bool isListed(int item) const { return m_items.at(item).isListed; }
+    bool isListed(int item) const { return at(item).isListed; }
 
     // Everything about one file that a decision asks for, as it is now.
     VornSyncPassFile file(int item);
@@ -57,7 +60,7 @@ public:
 
     // The file needs nothing, whichever way it is looked at: as long as nobody writes its row, it need not be
     // decided on again in this pass.
-    void setSettled(int item) { m_items[item].isSettled = true; }
+    void setSettled(int item) { at(item).isSettled = true; }
     bool isSettled(int item) const;
 
     // Whether a sibling says that the file is being written; one listing serves all files of the pass.
@@ -76,26 +79,28 @@ private:
         bool isSettled = false;
     };
 
+    Item& at(int item) { return m_items[std::size_t(item)]; }
+    const Item& at(int item) const { return m_items[std::size_t(item)]; }
     bool readRows();
     int indexOf(const QString& fileName) const;
     void addLocal(const VornSyncDirectoryListing::Entry& entry);
     void addDistant(const VornSyncDirectoryListing::Entry& entry);
     bool readRow(const Item& item, VornSyncPassFile& file) const;
     VornSyncFileFacts localFacts(Item& item, bool isInError);
-    const QByteArray& nativePath(const QString& fileName);
+    const char* nativeName(const QString& fileName);
 
     VornSyncDatabase& m_database;
     const int m_directoryId;
     const QString m_localPath;
-    QByteArray m_nativePath; // the local path, and a file name that changes
-    const int m_nativePrefixLength;
     const QString m_distantPath;
     const QSet<QString> m_renaming; // locked when the pass began
 
     VornSyncDirectoryListing m_distantListing;
-    bool m_isLocalListed = false; // to the end
+    std::unique_ptr<VornSyncOpenDirectory> m_localDirectory; // open as long as its files are asked for
+    QByteArray m_nativeName;                                 // reused for one file after the other
+    bool m_isLocalListed = false;                            // to the end
     VornSyncPassReport m_report;
-    QVector<Item> m_items;
+    std::vector<Item> m_items;
     VornSyncNameIndex m_index; // of the items that have a row
     int m_trackedCount = 0;
     int m_directoriesVersion = 0; // what the paths and the id were read under
