@@ -11,20 +11,20 @@ declare -A members=(
     [utilities]="vorn_utilities vorn_planted_bugs"
     [sqlite]="vorn_sqlite_database vorn_sqlite_connection vorn_sqlite_connections vorn_sqlite_transaction
         vorn_sqlite_silence"
-    [floor]="vorn_sync_types vorn_sync_log vorn_sync_times vorn_sync_files vorn_sync_local_siblings
+    [floor]="vorn_sync_types vorn_sync_log vorn_sync_times vorn_sync_files vorn_sync_stat vorn_sync_local_siblings
         vorn_sync_thread"
     [task]="vorn_sync_task"
     [worker]="vorn_sync_worker"
-    [database]="vorn_sync_database vorn_sync_distant_marks vorn_sync_status_counts vorn_sync_row_changes
+    [database]="vorn_sync_database vorn_sync_error_revision vorn_sync_schema_objects vorn_sync_distant_marks vorn_sync_status_counts vorn_sync_row_changes
         vorn_sync_file_comparison vorn_sync_migration vorn_sync_progress_notes"
     [observer]="vorn_sync_observer"
-    [engine]="vorn_sync_synchronizer vorn_sync_pass vorn_sync_directory_listing vorn_sync_file_decision
+    [engine]="vorn_sync_synchronizer vorn_sync_open_directory vorn_sync_pass vorn_sync_directory_listing vorn_sync_file_decision
         vorn_sync_exclusions vorn_sync_flight_table vorn_sync_observations vorn_sync_path_cache
         vorn_sync_rename_locks vorn_sync_verify_queue vorn_sync_side_car_deferrals vorn_sync_task_results
-        vorn_sync_verification vorn_sync_error_resolution vorn_sync_name_index vorn_sync_pass_report
+        vorn_sync_verification vorn_sync_error_resolution vorn_sync_name_table vorn_sync_pass_report
         vorn_sync_verify_rounds"
     # The private object emits the facade's signals, so the two know each other.
-    [manager]="vorn_sync_manager_p vorn_sync_manager vorn_sync_file_ready"
+    [manager]="vorn_sync_manager_p vorn_sync_mailbox vorn_sync_error_list vorn_sync_manager vorn_sync_file_ready"
 )
 declare -A may_know=(
     [utilities]=""

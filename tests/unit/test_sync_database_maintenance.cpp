@@ -466,7 +466,7 @@ void TestSyncDatabaseMaintenance::countsInErrorUseTheirIndex()
         const auto steps = m_fixture->raw.rows("EXPLAIN QUERY PLAN "_s + sql, {128});
         for (const QVariantMap& step : steps)
             plan << step.value("detail"_s).toString();
-        QVERIFY2(plan.join("; "_s).contains("file_tracking_with_error"_s), qPrintable(plan.join("; "_s)));
+        QVERIFY2(plan.join("; "_s).contains("file_tracking_in_error"_s), qPrintable(plan.join("; "_s)));
     }
 }
 

@@ -3,6 +3,7 @@
 #include "vorn_planted_bugs.h"
 #include "vorn_sqlite_transaction.h"
 #include "vorn_sync_distant_marks.h"
+#include "vorn_sync_error_revision.h"
 #include "vorn_sync_file_comparison.h"
 #include "vorn_sync_log.h"
 #include "vorn_sync_migration.h"
@@ -86,16 +87,6 @@ void set(bool* flag, bool value)
 {
     if (flag)
         *flag = value;
-}
-
-// As a set: the callers look names up.
-QSet<QString> toNames(const QVariantList& values)
-{
-    QSet<QString> names;
-    names.reserve(values.size());
-    for (const QVariant& value : values)
-        names.insert(value.toString());
-    return names;
 }
 
 } // namespace
@@ -698,22 +689,32 @@ QStringList VornSyncDatabase::getTrashedFilesOlderThan(int directoryId, const QD
 
 QSet<QString> VornSyncDatabase::getActiveFileNames(int directoryId)
 {
-    QVariantList values;
-    executeQuery(
-        values,
-        QStringLiteral("SELECT file_name FROM file_tracking WHERE directories_id = ? AND status != ? "
-                       "AND status != ?"),
-        {directoryId, int(ceSfsTrashed), int(ceSfsDeleted)});
-    return toNames(values);
+    QSet<QString> names;
+    readActiveFileNames(directoryId, [&names](const QString& name) { names.insert(name); });
+    return names;
+}
+
+bool VornSyncDatabase::readActiveFileNames(int directoryId, const NameVisitor& visit)
+{
+    return forEachRow(
+        QStringLiteral("SELECT file_name FROM file_tracking WHERE directories_id = ? AND status "
+                       "!= ? AND status != ?"),
+        {directoryId, int(ceSfsTrashed), int(ceSfsDeleted)},
+        [&visit](const QSqlQuery& row) { visit(row.value(0).toString()); });
 }
 
 QSet<QString> VornSyncDatabase::getFileNamesByStatus(int directoryId, int status)
 {
-    QVariantList values;
-    executeQuery(
-        values, QStringLiteral("SELECT file_name FROM file_tracking WHERE directories_id = ? AND status = ?"),
-        {directoryId, status});
-    return toNames(values);
+    QSet<QString> names;
+    readFileNames(directoryId, status, [&names](const QString& name) { names.insert(name); });
+    return names;
+}
+
+bool VornSyncDatabase::readFileNames(int directoryId, int status, const NameVisitor& visit)
+{
+    return forEachRow(
+        QStringLiteral("SELECT file_name FROM file_tracking WHERE directories_id = ? AND status = ?"),
+        {directoryId, status}, [&visit](const QSqlQuery& row) { visit(row.value(0).toString()); });
 }
 
 QList<QVariantMap> VornSyncDatabase::getFilesByStatusMask(int directoryId, int mask)
@@ -788,6 +789,11 @@ bool VornSyncDatabase::readRows(const QString& condition, const QVariantList& va
                           }
                           visit(row);
                       });
+}
+
+bool VornSyncDatabase::isAnyRowChangedSinceRead(int directoryId) const
+{
+    return m_changes.isAnyChanged(directoryId);
 }
 
 bool VornSyncDatabase::isRowChangedSinceRead(int directoryId, const QString& fileName) const
@@ -1058,34 +1064,76 @@ int VornSyncDatabase::countFilesByStatuses(const QList<int>& statuses)
     return counts.value(0).toInt();
 }
 
-int VornSyncDatabase::countFilesInError()
+int VornSyncDatabase::countFilesInError(bool* succeeded)
 {
     QVariantList counts;
-    if (!executeQuery(counts,
-                      QStringLiteral("SELECT COUNT(*) AS n FROM file_tracking WHERE (status & ?) != 0 AND "
-                                     "error_code != 0"),
-                      {VornSyncTypes::kErrorBit})) {
+    const bool done =
+        executeQuery(counts,
+                     QStringLiteral("SELECT COUNT(*) AS n FROM file_tracking WHERE (status & ?) != 0 AND "
+                                    "error_code != 0"),
+                     {VornSyncTypes::kErrorBit});
+    set(succeeded, done);
+    if (!done)
         VORN_SYNC_TRACE(kTag, "countFilesInError", QStringLiteral("ERROR: countFilesInError query failed"));
-        return 0;
-    }
-    return counts.value(0).toInt();
+    return done ? counts.value(0).toInt() : 0;
 }
 
 QList<QVariantMap> VornSyncDatabase::getErrorFiles()
 {
     QList<QVariantMap> files;
-    forEachRow(QStringLiteral("SELECT ft.file_name, ft.status, ft.error_code,        ft.directories_id, "
-                              "d.alias_name FROM file_tracking ft INNER JOIN directories d ON d.id = "
-                              "ft.directories_id WHERE (ft.status & ?) != 0 AND ft.error_code != 0 ORDER BY "
-                              "d.alias_name, ft.file_name"),
-               {VornSyncTypes::kErrorBit}, [&](const QSqlQuery& row) {
-                   files << QVariantMap{{QStringLiteral("fileName"), row.value(0)},
-                                        {QStringLiteral("status"), row.value(1)},
-                                        {QStringLiteral("errorCode"), row.value(2)},
-                                        {QStringLiteral("directoryId"), row.value(3)},
-                                        {QStringLiteral("aliasName"), row.value(4)}};
-               });
+    readErrorFiles([&files](const VornSyncErrorFile& file) {
+        files << QVariantMap{{QStringLiteral("fileName"), file.fileName},
+                             {QStringLiteral("status"), file.status},
+                             {QStringLiteral("errorCode"), file.errorCode},
+                             {QStringLiteral("directoryId"), file.directoryId},
+                             {QStringLiteral("aliasName"), file.aliasName}};
+    });
     return files;
+}
+
+bool VornSyncDatabase::readErrorFiles(const ErrorFileVisitor& visit)
+{
+    VornSyncErrorFile file;
+    return forEachRow(
+        QStringLiteral("SELECT ft.file_name, ft.status, ft.error_code,        ft.directories_id, "
+                       "d.alias_name FROM file_tracking ft INNER JOIN directories d ON d.id = "
+                       "ft.directories_id WHERE (ft.status & ?) != 0 AND ft.error_code != 0 ORDER BY "
+                       "d.alias_name, ft.file_name"),
+        {VornSyncTypes::kErrorBit}, [&](const QSqlQuery& row) {
+            file.fileName = row.value(0).toString();
+            file.status = row.value(1).toInt();
+            file.errorCode = row.value(2).toInt();
+            file.directoryId = row.value(3).toInt();
+            file.aliasName = row.value(4).toString();
+            visit(file);
+        });
+}
+
+std::optional<VornSyncKeptCounters> VornSyncDatabase::keptCounters()
+{
+    // Without one of its triggers a table says nothing.
+    static const int triggerCount =
+        VornSyncStatusCounts::triggerCount() + VornSyncErrorRevision::triggerCount();
+    QVariantList triggers;
+    if (!executeQuery(
+            triggers,
+            QStringLiteral("SELECT COUNT(*) FROM sqlite_master WHERE type = 'trigger' AND (name GLOB "
+                           "? OR name GLOB ?)"),
+            {VornSyncStatusCounts::triggerPattern(), VornSyncErrorRevision::triggerPattern()}) ||
+        triggers.value(0).toInt() != triggerCount)
+        return std::nullopt;
+    std::optional<VornSyncKeptCounters> kept;
+    forEachRow(
+        QStringLiteral("SELECT revision, (SELECT COALESCE(SUM(files), 0) FROM file_tracking_counts WHERE "
+                       "status IN (?, ?, ?, ?)), (SELECT COALESCE(SUM(files), 0) FROM "
+                       "file_tracking_counts WHERE status = ?) FROM file_tracking_errors"),
+        {int(ceSfsUnknown), int(ceSfsPendingSync), int(ceSfsPendingDelete), int(ceSfsPendingRestore),
+         int(ceSfsUpToDate)},
+        [&kept](const QSqlQuery& row) {
+            kept =
+                VornSyncKeptCounters{row.value(1).toInt(), row.value(2).toInt(), row.value(0).toLongLong()};
+        });
+    return kept;
 }
 
 // --- Traces ---------------------------------------------------------------------------------------------

@@ -125,11 +125,13 @@ void VornSyncSynchronizer::sweepExcludedRowsFromDatabase()
     int purged = 0;
     const QList<int> directoryIds = db()->getDirectoryIds(false);
     for (int directoryId : directoryIds) {
-        const QSet<QString> fileNames = db()->getActiveFileNames(directoryId);
-        for (const QString& fileName : fileNames) {
-            if (matchesExclusionPattern(fileName) && db()->removeFileSync(directoryId, fileName))
-                ++purged;
-        }
+        QStringList excluded;
+        db()->readActiveFileNames(directoryId, [&](const QString& fileName) {
+            if (matchesExclusionPattern(fileName))
+                excluded.append(fileName);
+        });
+        for (const QString& fileName : qAsConst(excluded))
+            purged += db()->removeFileSync(directoryId, fileName) ? 1 : 0;
     }
     if (purged == 0)
         return;
@@ -284,9 +286,9 @@ bool VornSyncSynchronizer::passTracked(VornSyncPass& pass)
     for (int i = 0; i < pass.trackedCount(); ++i) {
         if (isStopping() || !pass.isStillMeant())
             return false;
-        if (!pass.isTracked(i) || !VornSyncTypes::isValidFileName(pass.fileName(i)))
+        if (!pass.isTracked(i) || !VornSyncTypes::isValidFileName(pass.name(i)))
             continue;
-        const VornSyncPassFile file = pass.file(i);
+        VornSyncPassFile file = pass.file(i);
         if (!file.hasRow)
             continue;
         VornSyncVerdict verdict = VornSyncFileDecision::forTracked(file);
@@ -294,9 +296,17 @@ bool VornSyncSynchronizer::passTracked(VornSyncPass& pass)
         if (verdict == VornSyncVerdict::ReportLocalMissing &&
             isRenameLocked(pass.directoryId(), pass.fileName(i)))
             verdict = VornSyncVerdict::SkipRenaming;
-        actOnTracked(pass.directoryId(), file, verdict);
-        if (verdict == VornSyncVerdict::Skip && VornSyncFileDecision::forLocal(file) == verdict)
+        const bool isSettled =
+            verdict == VornSyncVerdict::Skip && VornSyncFileDecision::forLocal(file) == verdict;
+        // Of a million files nearly all are settled, and nothing more is to be done for them.
+        if (!isSettled || !observations.isEmpty()) {
+            file.row.fileName = pass.fileName(i);
+            actOnTracked(pass.directoryId(), file, verdict);
+        }
+        if (isSettled)
             pass.setSettled(i);
+        else if (pass.isDistantAccessible()) // the local files are walked, too
+            pass.keepAnswer(i, file.local);
     }
     return true;
 }
@@ -395,6 +405,7 @@ bool VornSyncSynchronizer::passLocal(VornSyncPass& pass)
         if (VornSyncFiles::isQtTemporaryName(fileName))
             continue;
         VornSyncPassFile file = pass.file(i);
+        file.row.fileName = fileName;
         file.isDistantObserved = observations.contains({pass.directoryId(), fileName});
         const VornSyncVerdict verdict = VornSyncFileDecision::forLocal(file);
         // Most files need nothing: only the others are worth matching against every pattern.
@@ -552,12 +563,12 @@ void VornSyncSynchronizer::refillVerifyQueue(const QList<int>& directoryIds, qin
     const qint64 nowSecs = QDateTime::currentSecsSinceEpoch();
     for (int directoryId : directoryIds) {
         const int queuedBefore = verifyQueue.size();
-        const auto rows = db()->getFilesByStatus(directoryId, ceSfsUpToDate);
-        for (const QVariantMap& row : rows)
-            verifyQueue.append({directoryId, row.value(QStringLiteral("fileName")).toString(),
-                                row.value(QStringLiteral("fileSize")).toLongLong()});
+        db()->readFileNames(directoryId, ceSfsUpToDate, [this, directoryId](const QString& fileName) {
+            verifyQueue.append(directoryId, fileName);
+        });
         noteRound(verifyRounds.begin(directoryId, verifyQueue.size() - queuedBefore, nowSecs));
     }
+    verifyQueue.squeeze();
     VORN_SYNC_TRACE(
         kTag, "verifyUpToDateFilesBudgeted",
         QStringLiteral("Refilled queue with %1 files (budget %2 ms)").arg(verifyQueue.size()).arg(budgetMs));
@@ -665,7 +676,8 @@ bool VornSyncSynchronizer::startProcessing(int directoryId, const QString& fileN
     if (!isLocalReady(directoryId, fileName, status, targetStatus, localPresent))
         return false;
 
-    const int errorCode = db()->getFileErrorCode(directoryId, fileName);
+    // What a rename in the way would have to restore.
+    const int errorCode = isInError(status) ? db()->getFileErrorCode(directoryId, fileName) : ceSecNone;
     if (!db()->setFileStatusIf(directoryId, fileName, status, targetStatus))
         return false;
     // A rename that took the name meanwhile looks at status and flight after it has the lock; one of both yields.
