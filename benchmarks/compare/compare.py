@@ -13,11 +13,13 @@ import os
 import sys
 
 import bars_engine
+import bars_files
 import bars_host
 from common import HEAD, HURRY, Bench, machine_busy, say
 
 BARS = {1: bars_engine.bar1, 2: bars_engine.bar2, 3: bars_host.bar3, 4: bars_host.bar4, 5: bars_engine.bar5,
-        6: bars_host.bar6, 7: bars_host.bar7, 10: bars_host.bar10, 11: bars_engine.bar11, 12: bars_host.bar12}
+        6: bars_host.bar6, 7: bars_host.bar7, 8: bars_files.bar8, 9: bars_files.bar9, 10: bars_host.bar10, 11: bars_engine.bar11, 12: bars_host.bar12,
+        13: bars_files.bar13}
 
 QUICK_ROUNDS = 3
 QUICK_MILLION = 20000
