@@ -17,6 +17,12 @@ struct VornSyncManagerTestAccess
 {
     static VornSyncDatabase& database(const VornSyncManager& manager) { return *manager.d->m_database; }
     static void refresh(const VornSyncManager& manager) { manager.d->refreshDatabaseCounters(); }
+    // Until the synchronizer has done what it begins with.
+    static void waitForStart(const VornSyncManager& manager)
+    {
+        QMetaObject::invokeMethod(
+            manager.d->m_synchronizer.data(), [] {}, Qt::BlockingQueuedConnection);
+    }
 };
 
 namespace {
@@ -104,6 +110,7 @@ QJsonObject EngineBench::open(const QString& databasePath)
 QJsonObject EngineBench::refresh(const QString& databasePath, Writer writer, int rounds)
 {
     const VornSyncManager manager(databasePath, trashRootOf(databasePath), kNoCycleMs, {});
+    VornSyncManagerTestAccess::waitForStart(manager);
     VornSyncDatabase otherProcess(databasePath);
     VornSyncDatabase& own = VornSyncManagerTestAccess::database(manager);
     ChangingErrors errors(writer == Writer::OtherProcess ? otherProcess : own, manager.errorFiles());
