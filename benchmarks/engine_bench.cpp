@@ -51,7 +51,10 @@ public:
             return false;
         const QVariantMap entry = m_entries.at(m_next++ % m_entries.size()).toMap();
         m_name = entry.value(QStringLiteral("fileName")).toString();
-        m_code = m_next % 2 ? ceSecDistantDirMissing : ceSecDistantDirNotWritable;
+        // Another one than it has, which may be of an earlier run.
+        m_code = entry.value(QStringLiteral("errorCode")).toInt() == ceSecDistantDirMissing
+                     ? ceSecDistantDirNotWritable
+                     : ceSecDistantDirMissing;
         return m_database.setFileStatus(m_directoryId, m_name, ceSfsError, m_code);
     }
 

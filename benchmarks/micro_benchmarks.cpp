@@ -195,7 +195,7 @@ void refresh(benchmark::State& state, int errors)
         if (errors > 0)
             VornSyncManagerTestAccess::database(manager).setFileStatus(
                 rows.directoryId(), MirroredDirectory::fileName(int(state.iterations() % errors)), ceSfsError,
-                ceSecDistantDirMissing);
+                state.iterations() / errors % 2 == 0 ? ceSecDistantDirMissing : ceSecDistantDirNotWritable);
         state.ResumeTiming();
         VornSyncManagerTestAccess::refresh(manager);
     }

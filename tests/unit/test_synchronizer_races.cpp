@@ -480,7 +480,7 @@ void TestSynchronizerRaces::lockBetweenPendingAndDispatch_isRefused()
         });
         QVERIFY(engine.sync().notifyLocalFileChanged(1, "a"_s));
     }
-    QCOMPARE(stateAtTheLock, "18/0"_s);
+    QCOMPARE(stateAtTheLock, "17/0"_s); // the row's steps into the task are one transaction
     QVERIFY(!isLocked);
     QVERIFY(!engine.sync().isRenameLocked(1, "a"_s));
     QVERIFY(!engine.sync().isRenameLocked(1, "b"_s));

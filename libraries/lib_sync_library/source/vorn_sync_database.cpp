@@ -99,6 +99,12 @@ struct VornSyncDatabase::TrackedFile
     QString distantLmd;
 };
 
+struct VornSyncDatabase::Found
+{
+    bool isFound = false;
+    int status = ceSfsUnknown;
+};
+
 struct VornSyncDatabase::StaleRow
 {
     QString fileName;
@@ -354,26 +360,38 @@ bool VornSyncDatabase::writeStatusIf(const char* method, int directoryId, const 
                                      int expectedStatus, int status, int errorCode)
 {
     const bool done = change(directoryId, fileName, [&] {
-        return getFileStatus(directoryId, fileName) == expectedStatus &&
-               writeStatus(directoryId, fileName, status, errorCode);
+        const Found current = readStatus(directoryId, fileName);
+        return current.status == expectedStatus &&
+               writeStatus(directoryId, fileName, current, status, errorCode);
     });
     traceStatus(method, directoryId, fileName, status, done);
     return done;
 }
 
+VornSyncDatabase::Found VornSyncDatabase::readStatus(int directoryId, const QString& fileName)
+{
+    Found found;
+    found.status = getFileStatus(directoryId, fileName, &found.isFound);
+    return found;
+}
+
 // The rules that keep error_code, status_changed_at and trashed_date in step with the status.
 bool VornSyncDatabase::writeStatus(int directoryId, const QString& fileName, int status, int errorCode)
 {
-    bool isFound = false;
-    const int current = getFileStatus(directoryId, fileName, &isFound);
+    return writeStatus(directoryId, fileName, readStatus(directoryId, fileName), status, errorCode);
+}
+
+bool VornSyncDatabase::writeStatus(int directoryId, const QString& fileName, const Found& current, int status,
+                                   int errorCode)
+{
     const bool isError = status == ceSfsError;
-    if (isError && VornSyncTypes::baseStatus(current) == ceSfsUnknown)
+    if (isError && VornSyncTypes::baseStatus(current.status) == ceSfsUnknown)
         qWarning() << "VornSyncDatabase::setFileStatus: file" << fileName << "in dir" << directoryId
                    << "transitioning to Error from an Unknown base ; resolveFileError will not be able to "
                       "auto-retry.";
-    const int stored = isError ? current | ceSfsError : status;
+    const int stored = isError ? current.status | ceSfsError : status;
     const int code = isError ? errorCode : int(ceSecNone);
-    if (!isFound)
+    if (!current.isFound)
         return executeQuery(
             QStringLiteral("INSERT INTO file_tracking (file_name, directories_id, status, error_code, "
                            "status_changed_at) VALUES (?, ?, ?, ?, ?)"),
@@ -404,9 +422,10 @@ bool VornSyncDatabase::updateStatusToProcess(int directoryId, const QString& fil
     int from = ceSfsUnknown;
     int to = ceSfsUnknown;
     const bool done = change(directoryId, fileName, [&] {
-        from = getFileStatus(directoryId, fileName);
+        const Found current = readStatus(directoryId, fileName);
+        from = current.status;
         to = runningStatus(from);
-        return to != from && writeStatus(directoryId, fileName, to, ceSecNone);
+        return to != from && writeStatus(directoryId, fileName, current, to, ceSecNone);
     });
     if (to == from)
         VORN_SYNC_TRACE(kTag, "updateStatusToProcess",
@@ -670,6 +689,8 @@ bool VornSyncDatabase::getFileInfo(QVariantMap& info, const QString& fileName, c
 
 // --- The files of one directory -------------------------------------------------------------------------
 
+// A "+" keeps SQLite from walking all rows of the directory, of which few are in the trash or in error.
+
 QStringList VornSyncDatabase::getTrashedFilesOlderThan(int directoryId, const QDateTime& cutoff)
 {
     QVariantList values;
@@ -678,7 +699,7 @@ QStringList VornSyncDatabase::getTrashedFilesOlderThan(int directoryId, const QD
         VORN_PLANTED(purgeByFileTime)
             ? QStringLiteral("SELECT file_name FROM file_tracking WHERE directories_id = ? AND (status = ? "
                              "OR status = ?) AND local_lmd < ?")
-            : QStringLiteral("SELECT file_name FROM file_tracking WHERE directories_id = ? AND (status = ? "
+            : QStringLiteral("SELECT file_name FROM file_tracking WHERE +directories_id = ? AND (status = ? "
                              "OR status = ?) AND trashed_date < ?"),
         {directoryId, int(ceSfsTrashed), int(ceSfsDeleted), bound(VornSyncTimes::toText(cutoff))});
     QStringList names;
@@ -720,8 +741,12 @@ bool VornSyncDatabase::readFileNames(int directoryId, int status, const NameVisi
 QList<QVariantMap> VornSyncDatabase::getFilesByStatusMask(int directoryId, int mask)
 {
     QList<QVariantMap> files;
-    forEachRow(QStringLiteral("SELECT file_name, status FROM file_tracking WHERE directories_id = ? AND "
-                              "(status & ?) != 0"),
+    // Where no up-to-date file is meant, the index of the others leads to the few rows that may be.
+    const bool areOthersMeant = (ceSfsUpToDate & mask) == 0;
+    forEachRow(areOthersMeant ? QStringLiteral("SELECT file_name, status FROM file_tracking WHERE "
+                                               "+directories_id = ? AND (status & ?) != 0 AND status != 17")
+                              : QStringLiteral("SELECT file_name, status FROM file_tracking WHERE "
+                                               "directories_id = ? AND (status & ?) != 0"),
                {directoryId, mask}, [&](const QSqlQuery& row) {
                    files << QVariantMap{{QStringLiteral("fileName"), row.value(0)},
                                         {QStringLiteral("status"), row.value(1)}};
@@ -917,14 +942,17 @@ int VornSyncDatabase::cleanupOrphanedProcessingStates()
     QString error;
     {
         VornSqliteTransaction transaction(*this);
-        if (!executeQuery(names,
-                          QStringLiteral("SELECT file_name FROM file_tracking WHERE status IN (?, ?, ?)"),
-                          running))
+        if (!executeQuery(
+                names,
+                QStringLiteral(
+                    "SELECT file_name FROM file_tracking WHERE status IN (?, ?, ?) AND status != 17"),
+                running))
             error = QStringLiteral("ERROR: Failed to query orphaned processing states");
         else if (names.isEmpty())
             return 0;
         else if (!executeQuery(
-                     QStringLiteral("UPDATE file_tracking SET status = ? WHERE status IN (?, ?, ?)"),
+                     QStringLiteral(
+                         "UPDATE file_tracking SET status = ? WHERE status IN (?, ?, ?) AND status != 17"),
                      QVariantList{int(ceSfsUnknown)} + running) ||
                  !transaction.commit())
             error = QStringLiteral("ERROR: Failed to cleanup orphaned processing states");
@@ -979,7 +1007,7 @@ bool VornSyncDatabase::readStaleRows(QVector<StaleRow>& staleRows)
         return true;
     const qint64 nowSecs = QDateTime::currentSecsSinceEpoch();
     return forEachRow(QStringLiteral("SELECT file_name, directories_id, status, size, status_changed_at FROM "
-                                     "file_tracking WHERE status IN (?, ?, ?, ?, ?, ?)"),
+                                     "file_tracking WHERE status IN (?, ?, ?, ?, ?, ?) AND status != 17"),
                       {int(ceSfsPendingSync), int(ceSfsSyncing), int(ceSfsPendingDelete), int(ceSfsDeleting),
                        int(ceSfsPendingRestore), int(ceSfsRestoring)},
                       [&](const QSqlQuery& row) {
@@ -1109,29 +1137,48 @@ bool VornSyncDatabase::readErrorFiles(const ErrorFileVisitor& visit)
         });
 }
 
+// Without one of its triggers a table says nothing. They are looked for when the schema is not the one in which they
+// were found.
 std::optional<VornSyncKeptCounters> VornSyncDatabase::keptCounters()
 {
-    // Without one of its triggers a table says nothing.
+    if (m_triggersSchema == kNoSchema && !areTriggersInPlace())
+        return std::nullopt;
+    int schema = kNoSchema;
+    const std::optional<VornSyncKeptCounters> kept = readKeptCounters(schema);
+    if (kept && schema == m_triggersSchema)
+        return kept;
+    const bool areKept = kept && areTriggersInPlace();
+    m_triggersSchema = areKept ? schema : kNoSchema;
+    return areKept ? kept : std::nullopt;
+}
+
+bool VornSyncDatabase::areTriggersInPlace()
+{
     static const int triggerCount =
         VornSyncStatusCounts::triggerCount() + VornSyncErrorRevision::triggerCount();
     QVariantList triggers;
-    if (!executeQuery(
-            triggers,
-            QStringLiteral("SELECT COUNT(*) FROM sqlite_master WHERE type = 'trigger' AND (name GLOB "
-                           "? OR name GLOB ?)"),
-            {VornSyncStatusCounts::triggerPattern(), VornSyncErrorRevision::triggerPattern()}) ||
-        triggers.value(0).toInt() != triggerCount)
-        return std::nullopt;
+    return executeQuery(
+               triggers,
+               QStringLiteral("SELECT COUNT(*) FROM sqlite_master WHERE type = 'trigger' AND (name GLOB "
+                              "? OR name GLOB ?)"),
+               {VornSyncStatusCounts::triggerPattern(), VornSyncErrorRevision::triggerPattern()}) &&
+           triggers.value(0).toInt() == triggerCount;
+}
+
+std::optional<VornSyncKeptCounters> VornSyncDatabase::readKeptCounters(int& schema)
+{
     std::optional<VornSyncKeptCounters> kept;
     forEachRow(
         QStringLiteral("SELECT revision, (SELECT COALESCE(SUM(files), 0) FROM file_tracking_counts WHERE "
                        "status IN (?, ?, ?, ?)), (SELECT COALESCE(SUM(files), 0) FROM "
-                       "file_tracking_counts WHERE status = ?) FROM file_tracking_errors"),
+                       "file_tracking_counts WHERE status = ?), (SELECT schema_version FROM "
+                       "pragma_schema_version) FROM file_tracking_errors"),
         {int(ceSfsUnknown), int(ceSfsPendingSync), int(ceSfsPendingDelete), int(ceSfsPendingRestore),
          int(ceSfsUpToDate)},
-        [&kept](const QSqlQuery& row) {
+        [&](const QSqlQuery& row) {
             kept =
                 VornSyncKeptCounters{row.value(1).toInt(), row.value(2).toInt(), row.value(0).toLongLong()};
+            schema = row.value(3).toInt();
         });
     return kept;
 }

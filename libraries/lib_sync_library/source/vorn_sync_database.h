@@ -213,6 +213,8 @@ private:
     struct StaleRow;
     enum class Recorded { Yes, No, Unwanted };
 
+    bool areTriggersInPlace();
+    std::optional<VornSyncKeptCounters> readKeptCounters(int& schema);
     // Runs `write` as one transaction, which is undone when it gives false, and notes the row as changed.
     bool change(int directoryId, const QString& fileName, const std::function<bool()>& write);
     int singleId(const QString& sql, const QVariantList& values);
@@ -223,7 +225,11 @@ private:
     // What is inside a transaction.
     int writeDirectory(const QString& aliasName, const QString& localPath, const QString& distantPath,
                        const QString& trashPath);
+    struct Found; // a row's status, and whether there is a row
+    Found readStatus(int directoryId, const QString& fileName);
     bool writeStatus(int directoryId, const QString& fileName, int status, int errorCode);
+    bool writeStatus(int directoryId, const QString& fileName, const Found& current, int status,
+                     int errorCode);
     bool writeSync(int directoryId, const QString& fileName, const TrackedFile& recorded, bool& existed);
     bool writeRename(int directoryId, const QString& oldName, const QString& newName);
     bool writeTombstoneRemoval(int directoryId, const QString& fileName);
@@ -244,4 +250,7 @@ private:
     VornSyncRowChanges m_changes;
     std::atomic<int> m_directoriesVersion{0};
     std::atomic<int> m_resetCount{0};
+    static constexpr int kNoSchema = -1;
+    std::atomic<int> m_triggersSchema{
+        kNoSchema}; // SQLite's number of the schema in which all triggers were found
 };

@@ -656,43 +656,94 @@ void VornSyncSynchronizer::purgeExpiredTrash()
 bool VornSyncSynchronizer::startProcessing(int directoryId, const QString& fileName,
                                            SyncFileStatus targetStatus, bool& localPresent)
 {
+    Start start{directoryId, fileName, targetStatus};
+    return isStartable(start, localPresent) && markStarted(start);
+}
+
+bool VornSyncSynchronizer::isStartable(Start& start, bool& localPresent)
+{
     localPresent = true;
-    const auto traceLocked = [&] {
+    const int directoryId = start.directoryId;
+    const QString& fileName = start.fileName;
+    if (isRenameLocked(directoryId, fileName)) {
         VORN_SYNC_TRACE(kTag, "startProcessing",
                         QStringLiteral("Skip %1: rename in progress").arg(named(fileName, directoryId)));
-    };
-    if (isRenameLocked(directoryId, fileName)) {
-        traceLocked();
         return false;
     }
-    bool hadRow = false;
-    const int status = db()->getFileStatus(directoryId, fileName, &hadRow);
-    if (isPending(status) || isInProgress(status)) {
+    start.status = db()->getFileStatus(directoryId, fileName, &start.hadRow);
+    if (isPending(start.status) || isInProgress(start.status)) {
         VORN_SYNC_TRACE(kTag, "startProcessing",
                         QStringLiteral("file: '%1' in directory %2 is already being processed (status =%3)")
-                            .arg(fileName, QString::number(directoryId), statusName(status)));
+                            .arg(fileName, QString::number(directoryId), statusName(start.status)));
         return false;
     }
-    if (!isLocalReady(directoryId, fileName, status, targetStatus, localPresent))
-        return false;
+    return isLocalReady(directoryId, fileName, start.status, start.targetStatus, localPresent);
+}
 
+bool VornSyncSynchronizer::markStarted(const Start& start)
+{
+    const VornSyncFileKey key(start.directoryId, start.fileName);
     // What a rename in the way would have to restore.
-    const int errorCode = isInError(status) ? db()->getFileErrorCode(directoryId, fileName) : ceSecNone;
-    if (!db()->setFileStatusIf(directoryId, fileName, status, targetStatus))
+    const int errorCode = isInError(start.status) ? db()->getFileErrorCode(key.first, key.second) : ceSecNone;
+    if (!db()->setFileStatusIf(key.first, key.second, start.status, start.targetStatus))
         return false;
     // A rename that took the name meanwhile looks at status and flight after it has the lock; one of both yields.
-    flights.setStarting({directoryId, fileName}, true);
-    if (isRenameLocked(directoryId, fileName)) {
-        flights.setStarting({directoryId, fileName}, false);
-        traceLocked();
-        // What the host set meanwhile is its word, and stays.
-        VornSqliteTransaction transaction(*db());
-        if (db()->getFileStatus(directoryId, fileName) == targetStatus)
-            restoreStatus(directoryId, fileName, hadRow, status, errorCode);
-        transaction.commit();
+    flights.setStarting(key, true);
+    if (!isRenameLocked(key.first, key.second))
+        return true;
+    flights.setStarting(key, false);
+    VORN_SYNC_TRACE(kTag, "startProcessing",
+                    QStringLiteral("Skip %1: rename in progress").arg(named(key.second, key.first)));
+    // What the host set meanwhile is its word, and stays.
+    VornSqliteTransaction transaction(*db());
+    if (db()->getFileStatus(key.first, key.second) == start.targetStatus)
+        restoreStatus(key.first, key.second, start.hadRow, start.status, errorCode);
+    transaction.commit();
+    return false;
+}
+
+// The file's road from its status at rest into the task is one transaction: with thousands of files to start, the
+// commits cost more than all the rest. The disk is not asked while it lasts, since the host's thread may wait for it.
+bool VornSyncSynchronizer::startCopy(int directoryId, const QString& fileName)
+{
+    Start start{directoryId, fileName, ceSfsPendingSync};
+    bool localPresent = false;
+    if (!isStartable(start, localPresent))
         return false;
+    const QString localDir = localDirPath(directoryId);
+    const QString distantDir = distantDirPath(directoryId);
+    const QString source = joined(localDir, fileName);
+    const QString destination = joined(distantDir, fileName);
+    pVornSyncTask task;
+    if (!localDir.isEmpty() && !distantDir.isEmpty())
+        task = VornSyncTask::create(source, destination, ceStoCopy);
+    if (!task) // doTask says why
+        return markStarted(start) && doTask(localDir, distantDir, fileName, directoryId, ceStoCopy);
+
+    bool isMarked = false;
+    bool isRunning = false;
+    {
+        VornSqliteTransaction transaction(*db());
+        isMarked = markStarted(start);
+        if (isMarked)
+            traceOperation(source, destination, ceStoCopy);
+        isRunning = isMarked && db()->updateStatusToProcess(directoryId, fileName);
+        isRunning = transaction.commit() && isRunning;
     }
-    return true;
+    if (isRunning)
+        dispatch(task, directoryId, fileName);
+    else if (isMarked)
+        putInError(directoryId, fileName, ceSecTaskCreationFailed);
+    flights.setStarting({directoryId, fileName}, false);
+    return isRunning;
+}
+
+void VornSyncSynchronizer::traceOperation(const QString& source, const QString& destination,
+                                          SyncOperation operation)
+{
+    VORN_SYNC_TRACE(kTag, "doTask",
+                    QStringLiteral("Operation: %1 between source: '%2' and destination: '%3'.")
+                        .arg(VornSyncTypes::operationName(operation), source, destination));
 }
 
 bool VornSyncSynchronizer::isLocalReady(int directoryId, const QString& fileName, int status,
@@ -773,10 +824,7 @@ bool VornSyncSynchronizer::copyToDistant(int directoryId, const QString& fileNam
         return deferForSideCar(key);
 
     sideCars.forget(key);
-    bool localPresent = false;
-    if (!startProcessing(directoryId, fileName, ceSfsPendingSync, localPresent))
-        return false;
-    return doTask(localDir, distantDirPath(directoryId), fileName, directoryId, ceStoCopy);
+    return startCopy(directoryId, fileName);
 }
 
 // A database that is being written is copied when it is quiet. One timer a file at a time: the passes that
@@ -832,14 +880,12 @@ bool VornSyncSynchronizer::createTask(const QString& sourceDir, const QString& d
     }
     const QString source = joined(sourceDir, fileName);
     const QString destination = joined(destinationDir, fileName);
-    const QString operationName = VornSyncTypes::operationName(operation);
-    VORN_SYNC_TRACE(kTag, "doTask",
-                    QStringLiteral("Operation: %1 between source: '%2' and destination: '%3'.")
-                        .arg(operationName, source, destination));
+    traceOperation(source, destination, operation);
 
     const pVornSyncTask task = VornSyncTask::create(source, destination, operation);
     if (!task) {
-        emitError(QStringLiteral("ERROR: Failure to create task for operation '%1'.").arg(operationName));
+        emitError(QStringLiteral("ERROR: Failure to create task for operation '%1'.")
+                      .arg(VornSyncTypes::operationName(operation)));
         putInError(directoryId, fileName, ceSecTaskCreationFailed);
         return false;
     }
