@@ -51,7 +51,8 @@ public:
             return false;
         const QVariantMap entry = m_entries.at(m_next++ % m_entries.size()).toMap();
         m_name = entry.value(QStringLiteral("fileName")).toString();
-        m_code = m_next % 2 ? ceSecDistantDirMissing : ceSecDistantDirNotWritable;
+        const bool isMissing = m_database.getFileErrorCode(m_directoryId, m_name) == ceSecDistantDirMissing;
+        m_code = isMissing ? ceSecDistantDirNotWritable : ceSecDistantDirMissing;
         return m_database.setFileStatus(m_directoryId, m_name, ceSfsError, m_code);
     }
 
