@@ -8,7 +8,7 @@ import statistics
 import subprocess
 import time
 
-from common import REAL_TIME, Row, alternate, limit_row, ratio_row, run, say, seconds
+from common import HURRY, Row, alternate, limit_row, ratio_row, run, say, seconds
 from processes import Host, cpu_with_children, wait_until, wait_until_at_rest
 from states import ALIAS, Root, distant_elsewhere
 
@@ -79,7 +79,7 @@ def save(root, name):
 
 def watched(command, root, samples):
     """Latency and CPU of a mirror that runs while files are saved."""
-    process = subprocess.Popen(REAL_TIME + command, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+    process = subprocess.Popen(HURRY + command, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
                                stderr=subprocess.DEVNULL)
     names = [f"file_{number:07d}.dat" for number in random.sample(range(root.count), samples + 1)]
     try:

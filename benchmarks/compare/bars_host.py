@@ -3,7 +3,7 @@ import os
 import statistics
 import time
 
-from common import REAL_TIME, Row, limit_row, mib, of, ratio_row, repeat, run, say, seconds, span
+from common import Row, limit_row, mib, of, ratio_row, repeat, run, say, seconds, span
 from processes import Host
 from states import ALIAS, Root, in_error, many_pairs, outdated, suspended
 
@@ -102,7 +102,8 @@ def heartbeat(bench, root):
     vanished = names[-min(VANISHED, len(names) // 2):]
     times = {name: os.stat(os.path.join(root.local, name)).st_mtime_ns for name in changed}
     state = root.state(folder, suspended(), in_error(len(vanished)))
-    with Host(bench, state, folder + "/trash", CYCLE_MS, PATTERNS, REAL_TIME) as host:
+    with Host(bench, state, folder + "/trash", CYCLE_MS, PATTERNS) as host:
+        host.put_main_thread_first()
         host.ask("heartbeat", "on")
         phases = Phases(host)
         try:
