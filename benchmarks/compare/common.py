@@ -7,6 +7,7 @@ import subprocess
 import sys
 import time
 from dataclasses import dataclass
+from typing import Optional
 
 QUIET_LIMIT = 0.10  # a machine whose other work takes less of it than this counts as quiet
 QUIET_WAIT_S = 4.0
@@ -23,10 +24,10 @@ class Row:
     peer: str
     ratio: str
     spread: str
-    is_met: bool
+    is_met: Optional[bool]  # None: told, but no bar
 
     def text(self):
-        verdict = "met" if self.is_met else "**missed**"
+        verdict = {True: "met", False: "**missed**", None: "no bar"}[self.is_met]
         return f"| {self.bar} | {self.what} | {self.ours} | {self.peer} | {self.ratio} | {self.spread} | {verdict} |"
 
 
