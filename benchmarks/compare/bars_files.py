@@ -44,13 +44,14 @@ def copy_row(bench, folder, mib, what, peer):
                       lambda: onto_nothing(lambda: run(command)))
     shutil.rmtree(folder)
     cpu = seconds(statistics.median(a["cpu"] for a, _ in pairs))
-    return ratio_row("8", f"{what}: rate; wall (our CPU {cpu})", pairs, "wall", RATE_LIMIT, ("copy", peer), at_least=True)
+    return ratio_row("8", f"{what}: rate; wall (our CPU {cpu})", pairs, "wall", RATE_LIMIT, ("copy", peer),
+                     at_least=True)
 
 
 def bar8(bench):
     """One large file, as a copy task of the library sends it, against cp."""
     disk = bench.scratch("copy")
-    size = 1024 if bench.rounds > 3 else 128
+    size = 128 if bench.is_quick else 1024
     yield copy_row(bench, disk, size, f"{size} MiB", 'cp "$1" "$2"')
     # What ends up on the disk, not in the page cache, is what a share gets.
     yield copy_row(bench, disk, size, f"{size} MiB, on the disk at the end", 'cp "$1" "$2" && sync -d "$2"')
@@ -110,7 +111,7 @@ def lsyncd(folder, root):
 
 def bar9(bench):
     """A saved file, from its closing to the identical distant file, with `vorn_sync mirror --watch`."""
-    samples = SAVES if bench.rounds > 3 else SAVES // 5
+    samples = SAVES // 5 if bench.is_quick else SAVES
     folder = bench.scratch("watch")
     for count in (10000, 100000):
         root, other = Root(bench, count, "watch"), Root(bench, count, "watch-peer")

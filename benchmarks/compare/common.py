@@ -41,6 +41,7 @@ class Bench:
     work: str
     rounds: int
     million: int  # what the bars about a million rows are measured with
+    is_quick: bool = False
 
     @property
     def tool(self):
@@ -140,10 +141,9 @@ def of(results, key):
 
 
 def seconds(value):
-    for unit, factor in (("s", 1), ("ms", 1e3)):
-        if value * factor >= 1:
-            return f"{value * factor:.3g} {unit}" if value * factor < 1000 else f"{value * factor:.0f} {unit}"
-    return f"{value * 1e6:.3g} µs"
+    if value >= 1:
+        return f"{value:.3g} s"
+    return f"{value * 1e3:.3g} ms" if value >= 1e-3 else f"{value * 1e6:.3g} µs"
 
 
 def median_seconds(values):
@@ -165,10 +165,10 @@ def ratio_row(bar, what, pairs, key, limit, names, at_least=False):
                f"{ratio:.2f} ({sign} {limit})", span(ratios), is_met)
 
 
-def limit_row(bar, what, values, limit, show=seconds, count=None):
-    """The row of a bar that is a figure of ours alone; judged by the median."""
+def limit_row(bar, what, values, limit, show=seconds, beside=None):
+    """The row of a bar that is a figure of ours alone; judged by the median. `beside` is told with it."""
     value = statistics.median(values)
-    note = f", {count}" if count else ""
+    note = f", {beside}" if beside else ""
     return Row(bar, what, show(value) + note, f"≤ {show(limit)}", f"{value / limit:.2f}", span(values, show),
                value <= limit)
 

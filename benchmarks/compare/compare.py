@@ -31,7 +31,7 @@ def options():
     parser.add_argument("--bars", default=",".join(map(str, BARS)), help="numbers, comma between them")
     parser.add_argument("--rounds", type=int, default=11)
     parser.add_argument("--quick", action="store_true",
-                        help=f"{QUICK_ROUNDS} rounds, {QUICK_MILLION} files instead of a million")
+                        help=f"{QUICK_ROUNDS} rounds, {QUICK_MILLION:,} files instead of a million")
     parser.add_argument("--work", default=os.path.join(os.environ.get("TMPDIR", "/tmp"), "vorn_sync_compare"))
     arguments = parser.parse_args()
     unknown = [number for number in arguments.bars.split(",") if not number.isdigit() or int(number) not in BARS]
@@ -45,7 +45,7 @@ def main():
     os.makedirs(arguments.work, exist_ok=True)
     bench = Bench(os.path.abspath(arguments.build), os.path.abspath(arguments.work),
                   QUICK_ROUNDS if arguments.quick else arguments.rounds,
-                  QUICK_MILLION if arguments.quick else 1000000)
+                  QUICK_MILLION if arguments.quick else 1000000, arguments.quick)
     busy, total = machine_busy()
     missed = 0
     print(HEAD, flush=True)
