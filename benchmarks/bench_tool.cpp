@@ -1,6 +1,7 @@
 // What the comparison scripts run beside a peer's program. Prints one JSON object.
 //   vorn_sync_bench prepare ROOT N               makes a mirrored directory of N files
 //   vorn_sync_bench pass DATABASE                one pass over it that finds nothing to do
+//   vorn_sync_bench floor LOCAL DISTANT          lists both and asks for each file, and nothing else
 //   vorn_sync_bench copy SOURCE DESTINATION      one file, as a copy task of the library sends it
 //   vorn_sync_bench open DATABASE                brings a state database of any generation to the current schema
 //   vorn_sync_bench refresh DATABASE WRITER N    N refreshes of the manager's counters; WRITER changes one row in
@@ -9,6 +10,7 @@
 #include "bench_figures.h"
 #include "engine_bench.h"
 #include "mirrored_directory.h"
+#include "scan_floor.h"
 
 #include <QCoreApplication>
 #include <QHash>
@@ -35,6 +37,8 @@ QJsonObject run(const QStringList& words)
         return prepare(words.at(1), words.at(2).toInt());
     if (what == QLatin1String("pass") && words.size() == 2)
         return EngineBench::pass(words.at(1));
+    if (what == QLatin1String("floor") && words.size() == 3)
+        return BenchFigures::measured([&words] { return ScanFloor::scan(words.at(1), words.at(2)) > 0; });
     if (what == QLatin1String("copy") && words.size() == 3)
         return EngineBench::copy(words.at(1), words.at(2));
     if (what == QLatin1String("open") && words.size() == 2)

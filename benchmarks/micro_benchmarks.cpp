@@ -180,6 +180,13 @@ void recordCopy(benchmark::State& state)
     }
 }
 
+void changeError(VornSyncDatabase& database, int directoryId, const QString& fileName)
+{
+    const bool isFailed = database.getFileErrorCode(directoryId, fileName) == ceSecCopyFailed;
+    database.setFileStatus(directoryId, fileName, ceSfsError,
+                           isFailed ? ceSecDistantDirMissing : ceSecCopyFailed);
+}
+
 // The manager's refresh on the host's thread: with files in error, of which one changes each time, or without.
 void refresh(benchmark::State& state, int errors)
 {
@@ -193,9 +200,8 @@ void refresh(benchmark::State& state, int errors)
     for (auto _ : state) {
         state.PauseTiming();
         if (errors > 0)
-            VornSyncManagerTestAccess::database(manager).setFileStatus(
-                rows.directoryId(), MirroredDirectory::fileName(int(state.iterations() % errors)), ceSfsError,
-                state.iterations() / errors % 2 == 0 ? ceSecDistantDirMissing : ceSecDistantDirNotWritable);
+            changeError(VornSyncManagerTestAccess::database(manager), rows.directoryId(),
+                        MirroredDirectory::fileName(int(state.iterations() % errors)));
         state.ResumeTiming();
         VornSyncManagerTestAccess::refresh(manager);
     }

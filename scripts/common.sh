@@ -16,10 +16,10 @@ packages_ci="clang clang-format clang-tidy clang-tools clazy shellcheck file
 # shellcheck disable=SC2034
 packages_coverage="gcovr"
 # shellcheck disable=SC2034
-packages_benchmark="libbenchmark-dev"
-# What benchmarks/compare/peers.py runs.
+packages_benchmark="libbenchmark-dev valgrind sqlite3"
+# What the scripts of benchmarks/compare run.
 # shellcheck disable=SC2034
-packages_peers="rsync lsyncd unison syncthing bindfs"
+packages_peers="python3 rsync rclone lsyncd unison syncthing bindfs gnuplot-nox"
 
 # Most tests wait for timers most of the time: more of them than cores may run at once.
 # shellcheck disable=SC2034

@@ -53,7 +53,7 @@ def refresh_row(bench, what, database, writer, limit, errors):
     results = repeat(bench.rounds, measure)
     cpu = seconds(statistics.median(result["cpu"] for result in results))
     return limit_row("5", f"counter refresh, {bench.million:,} rows, {what}; wall", [r["wall"] for r in results], limit,
-                     count=f"CPU {cpu}")
+                     beside=f"CPU {cpu}")
 
 
 def bar11(bench):
@@ -70,5 +70,5 @@ def bar11(bench):
     results = repeat(min(bench.rounds, 3), measure)
     cpu = seconds(statistics.median(result["cpu"] for result in results))
     what = f"first-generation file with {root.count:,} rows"
-    yield limit_row("11", f"{what} migrated, wall", [r["wall"] for r in results], 20.0, count=f"CPU {cpu}")
+    yield limit_row("11", f"{what} migrated, wall", [r["wall"] for r in results], 20.0, beside=f"CPU {cpu}")
     yield limit_row("11", f"{what}, peak memory", [r["peak_mib"] for r in results], 1024, show=mib)
