@@ -51,15 +51,8 @@ public:
             return false;
         const QVariantMap entry = m_entries.at(m_next++ % m_entries.size()).toMap();
         m_name = entry.value(QStringLiteral("fileName")).toString();
-<<<<<<< HEAD
-        // Another one than it has, which may be of an earlier run.
-        m_code = entry.value(QStringLiteral("errorCode")).toInt() == ceSecDistantDirMissing
-                     ? ceSecDistantDirNotWritable
-                     : ceSecDistantDirMissing;
-=======
         const bool isMissing = m_database.getFileErrorCode(m_directoryId, m_name) == ceSecDistantDirMissing;
         m_code = isMissing ? ceSecDistantDirNotWritable : ceSecDistantDirMissing;
->>>>>>> bench
         return m_database.setFileStatus(m_directoryId, m_name, ceSfsError, m_code);
     }
 
