@@ -9,7 +9,7 @@ set -euo pipefail
 # place here before it gets a user.
 declare -A members=(
     [utilities]="vorn_utilities vorn_planted_bugs"
-    [sqlite]="vorn_sqlite_database vorn_sqlite_connection vorn_sqlite_connections vorn_sqlite_transaction
+    [sqlite]="vorn_sqlite_writer_line vorn_sqlite_database vorn_sqlite_connection vorn_sqlite_connections vorn_sqlite_transaction
         vorn_sqlite_silence"
     [floor]="vorn_sync_types vorn_sync_log vorn_sync_times vorn_sync_files vorn_sync_stat vorn_sync_local_siblings
         vorn_sync_thread"
@@ -28,7 +28,7 @@ declare -A members=(
 )
 declare -A may_know=(
     [utilities]=""
-    [sqlite]="utilities"
+    [sqlite]="vorn_sqlite_writer_line utilities"
     [floor]="utilities"
     [task]="utilities floor"
     [worker]="utilities floor task"
