@@ -1138,7 +1138,7 @@ bool VornSyncDatabase::readErrorFiles(const ErrorFileVisitor& visit)
 }
 
 // Without one of its triggers a table says nothing. They are looked for when the schema is not the one in which they
-// were found.
+// were found; they may have gone with a table that was moved aside.
 std::optional<VornSyncKeptCounters> VornSyncDatabase::keptCounters()
 {
     if (m_triggersSchema == kNoSchema && !areTriggersInPlace())
@@ -1159,8 +1159,8 @@ bool VornSyncDatabase::areTriggersInPlace()
     QVariantList triggers;
     return executeQuery(
                triggers,
-               QStringLiteral("SELECT COUNT(*) FROM sqlite_master WHERE type = 'trigger' AND (name GLOB "
-                              "? OR name GLOB ?)"),
+               QStringLiteral("SELECT COUNT(*) FROM sqlite_master WHERE type = 'trigger' AND tbl_name IN "
+                              "('file_tracking', 'directories') AND (name GLOB ? OR name GLOB ?)"),
                {VornSyncStatusCounts::triggerPattern(), VornSyncErrorRevision::triggerPattern()}) &&
            triggers.value(0).toInt() == triggerCount;
 }
