@@ -142,6 +142,7 @@ bool VornSyncDatabase::reset()
     // The other threads' statements wait until the tables are there again.
     bool isInitialized = false;
     const bool isReset = resetFile([&] { isInitialized = initialize(); });
+    m_triggersSchema = kNoSchema; // a number of the old file
     m_changes.noteAll();
     ++m_directoriesVersion;
     ++m_resetCount;
