@@ -142,6 +142,7 @@ bool VornSyncDatabase::reset()
     // The other threads' statements wait until the tables are there again.
     bool isInitialized = false;
     const bool isReset = resetFile([&] { isInitialized = initialize(); });
+    m_triggersSchema = kNoSchema; // a number of the old file
     m_changes.noteAll();
     ++m_directoriesVersion;
     ++m_resetCount;
@@ -1138,7 +1139,7 @@ bool VornSyncDatabase::readErrorFiles(const ErrorFileVisitor& visit)
 }
 
 // Without one of its triggers a table says nothing. They are looked for when the schema is not the one in which they
-// were found.
+// were found; they may have gone with a table that was moved aside.
 std::optional<VornSyncKeptCounters> VornSyncDatabase::keptCounters()
 {
     if (m_triggersSchema == kNoSchema && !areTriggersInPlace())
@@ -1159,8 +1160,8 @@ bool VornSyncDatabase::areTriggersInPlace()
     QVariantList triggers;
     return executeQuery(
                triggers,
-               QStringLiteral("SELECT COUNT(*) FROM sqlite_master WHERE type = 'trigger' AND (name GLOB "
-                              "? OR name GLOB ?)"),
+               QStringLiteral("SELECT COUNT(*) FROM sqlite_master WHERE type = 'trigger' AND tbl_name IN "
+                              "('file_tracking', 'directories') AND (name GLOB ? OR name GLOB ?)"),
                {VornSyncStatusCounts::triggerPattern(), VornSyncErrorRevision::triggerPattern()}) &&
            triggers.value(0).toInt() == triggerCount;
 }

@@ -28,15 +28,16 @@ QVector<VornSyncSchemaObject> objects()
                                "OLD.status OR NEW.error_code IS NOT OLD.error_code)"),
                 next),
         trigger("file_tracking_errors_key",
-                QStringLiteral("BEFORE UPDATE OF file_name, directories_id ON file_tracking WHEN "
+                QStringLiteral("BEFORE UPDATE OF file_name, directories_id, rowid ON file_tracking WHEN "
                                "OLD.error_code != 0 OR ") +
                     isErrorInTheWay,
                 next),
         trigger("file_tracking_errors_delete",
                 QStringLiteral("AFTER DELETE ON file_tracking WHEN OLD.error_code != 0"), next),
         trigger("file_tracking_errors_pair", QStringLiteral("AFTER INSERT ON directories"), next),
-        trigger("file_tracking_errors_alias", QStringLiteral("AFTER UPDATE OF id, alias_name ON directories"),
-                next),
+        // A local path, too, may take another pair away.
+        trigger("file_tracking_errors_alias",
+                QStringLiteral("AFTER UPDATE OF id, alias_name, local_path ON directories"), next),
         trigger("file_tracking_errors_no_pair", QStringLiteral("AFTER DELETE ON directories"), next),
     };
 }

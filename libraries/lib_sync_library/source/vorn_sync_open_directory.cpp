@@ -4,7 +4,8 @@
 
 #include <cerrno>
 
-#ifdef QT_READDIR // Qt's own names for the calls, where the system has them
+// Qt's own names for the calls, where the system has them; a test takes the other road, too.
+#if defined(QT_READDIR) && !defined(VORN_SYNC_PORTABLE_DIRECTORY)
 
 #include <fcntl.h>
 
@@ -110,6 +111,7 @@ struct VornSyncOpenDirectory::Entries
     }
 
     const QByteArray path;
+    bool isOpen = false;
     std::filesystem::directory_iterator position;
     std::filesystem::directory_entry entry;
     QByteArray name;
@@ -120,6 +122,7 @@ VornSyncOpenDirectory::VornSyncOpenDirectory(const QByteArray& nativePath)
 {
     m_entries->position =
         std::filesystem::directory_iterator(std::filesystem::path(nativePath.toStdString()), m_error);
+    m_entries->isOpen = !m_error;
 }
 
 bool VornSyncOpenDirectory::next()
@@ -145,6 +148,8 @@ bool VornSyncOpenDirectory::isPlainFile() const
 
 VornSyncFileFacts VornSyncOpenDirectory::facts(const char* nativeName) const
 {
+    if (!m_entries->isOpen)
+        return VornSyncFileFacts();
     return VornSyncFiles::listedFacts(m_entries->path + '/' + nativeName);
 }
 

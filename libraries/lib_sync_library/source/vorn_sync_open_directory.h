@@ -12,7 +12,8 @@
 // path is put together or walked for an entry, which would cost more than the entry itself: std::filesystem's
 // iterator needs several times as long, a look at a file by its whole path a quarter more. Used on one thread.
 //
-// What was looked at stays the directory that was opened, even when its path has come to mean another one.
+// What was looked at stays the directory that was opened, even when its path has come to mean another one. (Not so
+// facts() on systems without Qt's own names for the calls: there it goes by the path.)
 class VornSyncOpenDirectory
 {
     Q_DISABLE_COPY_MOVE(VornSyncOpenDirectory)

@@ -6,6 +6,7 @@
 #include <QSqlQuery>
 #include <QStringList>
 
+#include <algorithm>
 #include <numeric>
 
 namespace {
@@ -56,10 +57,13 @@ QStringList replaceTriggerStatements()
     const QString isInTheWay =
         QStringLiteral("SELECT 1 FROM file_tracking WHERE file_name = NEW.file_name AND "
                        "directories_id = NEW.directories_id");
+    // Of an insertion that does not name its row id, which is nearly every one, it is -1 before.
+    const QString isRowInTheWay =
+        QStringLiteral("NEW.rowid != -1 AND EXISTS (SELECT 1 FROM file_tracking WHERE rowid = NEW.rowid)");
     const QString noteInTheWay = QStringLiteral(
         "DELETE FROM file_tracking_in_the_way; INSERT INTO file_tracking_in_the_way (row_id, status) "
         "SELECT rowid, status FROM file_tracking "
-        "WHERE file_name = NEW.file_name AND directories_id = NEW.directories_id");
+        "WHERE (rowid = NEW.rowid OR (file_name = NEW.file_name AND directories_id = NEW.directories_id))");
     const QString discountReplaced = QStringLiteral(
         "UPDATE file_tracking_counts SET files = files - (SELECT COUNT(*) FROM file_tracking_in_the_way w "
         "WHERE w.status = file_tracking_counts.status AND (w.row_id = NEW.rowid OR NOT EXISTS "
@@ -69,15 +73,16 @@ QStringList replaceTriggerStatements()
 
     return {
         trigger("before_insert",
-                QStringLiteral("BEFORE INSERT ON file_tracking WHEN %1 OR EXISTS (%2)")
-                    .arg(someNoted, isInTheWay),
+                QStringLiteral("BEFORE INSERT ON file_tracking WHEN %1 OR EXISTS (%2) OR (%3)")
+                    .arg(someNoted, isInTheWay, isRowInTheWay),
                 noteInTheWay + QLatin1Char(';')),
         trigger("after_insert", QStringLiteral("AFTER INSERT ON file_tracking WHEN %1").arg(someNoted),
                 discountReplaced),
-        trigger("before_key", QStringLiteral("BEFORE UPDATE OF file_name, directories_id ON file_tracking"),
+        trigger("before_key",
+                QStringLiteral("BEFORE UPDATE OF file_name, directories_id, rowid ON file_tracking"),
                 noteInTheWay + QLatin1String(" AND rowid != OLD.rowid;")),
         trigger("after_key",
-                QStringLiteral("AFTER UPDATE OF file_name, directories_id ON file_tracking WHEN %1")
+                QStringLiteral("AFTER UPDATE OF file_name, directories_id, rowid ON file_tracking WHEN %1")
                     .arg(someNoted),
                 discountReplaced),
         trigger("after_delete", QStringLiteral("AFTER DELETE ON file_tracking WHEN %1").arg(someNoted),
@@ -118,6 +123,8 @@ bool VornSyncStatusCounts::install()
         return true;
 
     const bool wereInPlace = areTriggersInPlace();
+    if (!wereInPlace && !dropStrayTriggers())
+        return false;
     const QStringList statements =
         indexStatements() + tableStatements() + replaceTriggerStatements() + countTriggerStatements();
     for (const QString& statement : statements) {
@@ -143,6 +150,20 @@ bool VornSyncStatusCounts::areTriggersInPlace()
                                                   "tbl_name = 'file_tracking' AND name GLOB ?"),
                                    {triggerPattern()}) &&
            names.size() == kTriggerCount;
+}
+
+// A table that was moved aside took its triggers along; under their names none would be made here.
+bool VornSyncStatusCounts::dropStrayTriggers()
+{
+    QVariantList names;
+    if (!m_database.executeQuery(names,
+                                 QStringLiteral("SELECT name FROM sqlite_master WHERE type = 'trigger' AND "
+                                                "tbl_name != 'file_tracking' AND name GLOB ?"),
+                                 {triggerPattern()}))
+        return false;
+    return std::all_of(names.cbegin(), names.cend(), [this](const QVariant& name) {
+        return m_database.executeQuery(QStringLiteral("DROP TRIGGER \"%1\"").arg(name.toString()));
+    });
 }
 
 // Among a million rows nearly all are up to date, which is what the others leave of the whole: no row is looked at but
