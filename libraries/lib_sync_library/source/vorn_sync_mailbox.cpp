@@ -2,7 +2,8 @@
 
 #include <QElapsedTimer>
 #include <QObject>
-#include <QTimer>
+
+#include <utility>
 
 namespace {
 
@@ -13,11 +14,7 @@ constexpr qint64 kTurnMs = 2;
 
 VornSyncMailbox::VornSyncMailbox(QObject* receiver)
     : m_receiver(receiver)
-    , m_nextTurn(new QTimer(receiver))
 {
-    m_nextTurn->setSingleShot(true);
-    m_nextTurn->setInterval(0);
-    QObject::connect(m_nextTurn, &QTimer::timeout, receiver, [this] { deliver(); });
 }
 
 VornSyncMailbox::~VornSyncMailbox() = default;
@@ -42,6 +39,12 @@ void VornSyncMailbox::append(const Call& call, bool isMerged)
         return;
     }
     m_letters.push_back({call, 1, isMerged});
+    wakeUp();
+}
+
+// With the mutex held.
+void VornSyncMailbox::wakeUp()
+{
     if (m_isWakeUpPending)
         return;
     m_isWakeUpPending = true;
@@ -51,9 +54,10 @@ void VornSyncMailbox::append(const Call& call, bool isMerged)
 
 void VornSyncMailbox::close()
 {
+    std::deque<Letter> undelivered; // destroyed without the mutex: what a call holds may post
     const QMutexLocker lock(&m_mutex);
     m_receiver = nullptr;
-    m_letters.clear();
+    m_letters.swap(undelivered);
 }
 
 void VornSyncMailbox::deliver()
@@ -65,9 +69,12 @@ void VornSyncMailbox::deliver()
     const auto self = shared_from_this(); // a call may be the receiver's end
     QElapsedTimer turn;
     turn.start();
-    Letter letter;
-    while (turn.elapsed() < kTurnMs && take(letter))
+    do {
+        Letter letter;
+        if (!take(letter))
+            return;
         letter.call(letter.times);
+    } while (turn.elapsed() < kTurnMs);
 }
 
 // A call may run an event loop of its own: what comes after it must find a way there, too.
@@ -76,12 +83,9 @@ bool VornSyncMailbox::take(Letter& letter)
     const QMutexLocker lock(&m_mutex);
     if (!m_receiver || m_letters.empty())
         return false;
-    letter = m_letters.front();
+    letter = std::move(m_letters.front());
     m_letters.pop_front();
-    // A queued call would be delivered in this turn of the loop, too; a timer waits for the next.
-    if (!m_letters.empty() && !m_isWakeUpPending) {
-        m_isWakeUpPending = true;
-        m_nextTurn->start();
-    }
+    if (!m_letters.empty())
+        wakeUp();
     return true;
 }

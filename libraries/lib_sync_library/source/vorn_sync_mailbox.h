@@ -8,11 +8,10 @@
 #include <memory>
 
 class QObject;
-class QTimer;
 
 // Carries calls to a receiver on its thread, in the order in which they were posted, a few milliseconds at a time: Qt
-// delivers all queued calls in one turn of the event loop, those that come in meanwhile included, and with thousands
-// of them no timer and no user input would come in between. Any thread may post.
+// delivers all queued calls that wait in one turn of the event loop, and with thousands of them no timer and no user
+// input would come in between. Any thread may post.
 class VornSyncMailbox : public std::enable_shared_from_this<VornSyncMailbox>
 {
     Q_DISABLE_COPY_MOVE(VornSyncMailbox)
@@ -43,10 +42,10 @@ private:
     void append(const Call& call, bool isMerged);
     void deliver();
     bool take(Letter& letter);
+    void wakeUp();
 
     QMutex m_mutex; // taken by every thread that posts, and by the receiver's; guards what follows
     QObject* m_receiver;
     std::deque<Letter> m_letters;
-    bool m_isWakeUpPending = false; // a queued call, or m_nextTurn
-    QTimer* const m_nextTurn;       // the receiver's child; started on its thread
+    bool m_isWakeUpPending = false;
 };

@@ -1,6 +1,7 @@
 #include "vorn_sync_status_counts.h"
 
 #include "vorn_sqlite_database.h"
+#include "vorn_sync_schema_objects.h"
 #include "vorn_sync_types.h"
 
 #include <QSqlQuery>
@@ -8,6 +9,9 @@
 
 #include <algorithm>
 #include <numeric>
+
+using VornSyncSchemaObjects::table;
+using VornSyncSchemaObjects::trigger;
 
 namespace {
 
@@ -33,26 +37,20 @@ QStringList indexStatements()
     };
 }
 
-QStringList tableStatements()
+QVector<VornSyncSchemaObject> tables()
 {
     return {
-        QStringLiteral("CREATE TABLE IF NOT EXISTS file_tracking_counts (status INTEGER NOT NULL, "
-                       "files INTEGER NOT NULL, PRIMARY KEY (status)) WITHOUT ROWID"),
-        QStringLiteral("CREATE TABLE IF NOT EXISTS file_tracking_in_the_way "
-                       "(row_id INTEGER PRIMARY KEY, status INTEGER)"),
+        table("file_tracking_counts",
+              QStringLiteral("(status INTEGER NOT NULL, files INTEGER NOT NULL, PRIMARY KEY "
+                             "(status)) WITHOUT ROWID")),
+        table("file_tracking_in_the_way", QStringLiteral("(row_id INTEGER PRIMARY KEY, status INTEGER)")),
     };
-}
-
-QString trigger(const char* name, const QString& event, const QString& body)
-{
-    return QStringLiteral("CREATE TRIGGER IF NOT EXISTS file_tracking_counts_%1 %2 BEGIN %3 END")
-        .arg(QLatin1String(name), event, body);
 }
 
 // Rows that an INSERT OR REPLACE or UPDATE OR REPLACE takes away fire no DELETE trigger: the rows that stand
 // in its way are written down before, and those that are gone are discounted after. Usually there are none,
 // and the conditions keep that case cheap.
-QStringList replaceTriggerStatements()
+QVector<VornSyncSchemaObject> replaceTriggers()
 {
     const QString isInTheWay =
         QStringLiteral("SELECT 1 FROM file_tracking WHERE file_name = NEW.file_name AND "
@@ -72,25 +70,26 @@ QStringList replaceTriggerStatements()
     const QString someNoted = QStringLiteral("EXISTS (SELECT 1 FROM file_tracking_in_the_way)");
 
     return {
-        trigger("before_insert",
+        trigger("file_tracking_counts_before_insert",
                 QStringLiteral("BEFORE INSERT ON file_tracking WHEN %1 OR EXISTS (%2) OR (%3)")
                     .arg(someNoted, isInTheWay, isRowInTheWay),
                 noteInTheWay + QLatin1Char(';')),
-        trigger("after_insert", QStringLiteral("AFTER INSERT ON file_tracking WHEN %1").arg(someNoted),
-                discountReplaced),
-        trigger("before_key",
+        trigger("file_tracking_counts_after_insert",
+                QStringLiteral("AFTER INSERT ON file_tracking WHEN %1").arg(someNoted), discountReplaced),
+        trigger("file_tracking_counts_before_key",
                 QStringLiteral("BEFORE UPDATE OF file_name, directories_id, rowid ON file_tracking"),
                 noteInTheWay + QLatin1String(" AND rowid != OLD.rowid;")),
-        trigger("after_key",
+        trigger("file_tracking_counts_after_key",
                 QStringLiteral("AFTER UPDATE OF file_name, directories_id, rowid ON file_tracking WHEN %1")
                     .arg(someNoted),
                 discountReplaced),
-        trigger("after_delete", QStringLiteral("AFTER DELETE ON file_tracking WHEN %1").arg(someNoted),
+        trigger("file_tracking_counts_after_delete",
+                QStringLiteral("AFTER DELETE ON file_tracking WHEN %1").arg(someNoted),
                 QStringLiteral("DELETE FROM file_tracking_in_the_way WHERE row_id = OLD.rowid;")),
     };
 }
 
-QStringList countTriggerStatements()
+QVector<VornSyncSchemaObject> countTriggers()
 {
     const QString countNew =
         QStringLiteral("INSERT INTO file_tracking_counts (status, files) SELECT NEW.status, 0 "
@@ -101,9 +100,9 @@ QStringList countTriggerStatements()
         QStringLiteral("UPDATE file_tracking_counts SET files = files - 1 WHERE status = OLD.status; ");
 
     return {
-        trigger("insert", QStringLiteral("AFTER INSERT ON file_tracking"), countNew),
-        trigger("delete", QStringLiteral("AFTER DELETE ON file_tracking"), discountOld),
-        trigger("status",
+        trigger("file_tracking_counts_insert", QStringLiteral("AFTER INSERT ON file_tracking"), countNew),
+        trigger("file_tracking_counts_delete", QStringLiteral("AFTER DELETE ON file_tracking"), discountOld),
+        trigger("file_tracking_counts_status",
                 QStringLiteral("AFTER UPDATE OF status ON file_tracking WHEN OLD.status IS NOT NEW.status"),
                 discountOld + countNew),
     };
@@ -113,26 +112,19 @@ QStringList countTriggerStatements()
 
 bool VornSyncStatusCounts::install()
 {
-    // A view of that name has no triggers of this kind; it is counted row by row.
-    QVariantList tables;
-    if (!m_database.executeQuery(tables,
-                                 QStringLiteral("SELECT name FROM sqlite_master WHERE type = 'table' AND "
-                                                "name = 'file_tracking'")))
-        return false;
-    if (tables.isEmpty())
+    // A view of that name is counted row by row.
+    if (!VornSyncSchemaObjects::isTable(m_database, "file_tracking"))
         return true;
-
-    const bool wereInPlace = areTriggersInPlace();
-    if (!wereInPlace && !dropStrayTriggers())
+    bool wasAnyMade = false;
+    if (!VornSyncSchemaObjects::put(m_database, tables() + replaceTriggers() + countTriggers(), wasAnyMade))
         return false;
-    const QStringList statements =
-        indexStatements() + tableStatements() + replaceTriggerStatements() + countTriggerStatements();
+    const QStringList statements = indexStatements();
     for (const QString& statement : statements) {
         if (!m_database.executeQuery(statement))
             return false;
     }
     bool areRight = false;
-    if (wereInPlace && (!areCountsRight(areRight) || areRight))
+    if (!wasAnyMade && (!areCountsRight(areRight) || areRight))
         return areRight;
     return recount();
 }
@@ -150,20 +142,6 @@ bool VornSyncStatusCounts::areTriggersInPlace()
                                                   "tbl_name = 'file_tracking' AND name GLOB ?"),
                                    {triggerPattern()}) &&
            names.size() == kTriggerCount;
-}
-
-// A table that was moved aside took its triggers along; under their names none would be made here.
-bool VornSyncStatusCounts::dropStrayTriggers()
-{
-    QVariantList names;
-    if (!m_database.executeQuery(names,
-                                 QStringLiteral("SELECT name FROM sqlite_master WHERE type = 'trigger' AND "
-                                                "tbl_name != 'file_tracking' AND name GLOB ?"),
-                                 {triggerPattern()}))
-        return false;
-    return std::all_of(names.cbegin(), names.cend(), [this](const QVariant& name) {
-        return m_database.executeQuery(QStringLiteral("DROP TRIGGER \"%1\"").arg(name.toString()));
-    });
 }
 
 // Among a million rows nearly all are up to date, which is what the others leave of the whole: no row is looked at but

@@ -32,7 +32,6 @@ private:
     using Counts = QMap<QString, qint64>; // by status, as text: a foreign program may have stored anything
 
     bool areTriggersInPlace();
-    bool dropStrayTriggers();
     bool areCountsRight(bool& right);
     bool readCounts(const QString& sql, Counts& counts);
     bool recount();
