@@ -181,7 +181,7 @@ bool VornSqliteConnection::runKept(const QString& sql, const QVariantList& value
             fail(query.lastError());
             return false;
         }
-        kept = m_kept.emplace(sql, KeptQuery{query, values.size()}).first;
+        kept = m_kept.emplace(sql, KeptQuery{std::move(query), int(values.size())}).first;
     }
     if (execute(kept->second.query, values, reader))
         return true;
