@@ -116,7 +116,7 @@ bool isAnyLocked(Engine& engine, const QStringList& names)
 
 int errorsIn(const QStringList& events)
 {
-    return events.filter("database "_s).size() + events.filter("error "_s).size();
+    return int(events.filter("database "_s).size() + events.filter("error "_s).size());
 }
 
 QList<QVariantMap> allRows(Engine& engine)
