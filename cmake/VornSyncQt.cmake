@@ -4,7 +4,8 @@ if(TARGET Qt6::Core)
 else()
     set(vorn_sync_qt_default 5)
 endif()
-set(VORN_SYNC_QT_MAJOR ${vorn_sync_qt_default} CACHE STRING "Major version of Qt: 5 (5.15 or later) or 6 (6.4 or later)")
+set(VORN_SYNC_QT_MAJOR ${vorn_sync_qt_default} CACHE STRING
+    "Major version of Qt: 5 (5.15 or later) or 6 (6.4 or later)")
 set_property(CACHE VORN_SYNC_QT_MAJOR PROPERTY STRINGS 5 6)
 
 set(vorn_sync_qt5_minimum 5.15)

@@ -5,6 +5,8 @@
 
 #include <QSqlError>
 
+#include <utility>
+
 namespace {
 
 // SQLite's own names for the result codes that end a statement and nothing else. Any other failure (a full
