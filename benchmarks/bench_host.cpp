@@ -63,7 +63,7 @@ void BenchHost::onReadable()
         return QCoreApplication::quit();
     }
     m_pendingInput.append(buffer, int(length));
-    for (int end = m_pendingInput.indexOf('\n'); end >= 0; end = m_pendingInput.indexOf('\n')) {
+    for (auto end = m_pendingInput.indexOf('\n'); end >= 0; end = m_pendingInput.indexOf('\n')) {
         const QString line = QString::fromUtf8(m_pendingInput.left(end));
         m_pendingInput.remove(0, end + 1);
         obey(line.split(QLatin1Char('\t')));

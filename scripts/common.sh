@@ -2,9 +2,14 @@
 # Sourced by the other scripts: the Debian packages that each job needs, how they are installed, and how they
 # say what they do.
 
-# What building and running the library and its command-line host takes.
+packages_tools="g++ cmake ninja-build ccache"
+packages_qt5="qtbase5-dev libqt5sql5-sqlite qttools5-dev qttools5-dev-tools"
+# Instead of those of Qt 5 where VORN_SYNC_QT_MAJOR is 6.
 # shellcheck disable=SC2034 # used by the scripts that source this file
-packages_build="g++ cmake ninja-build ccache qtbase5-dev libqt5sql5-sqlite qttools5-dev qttools5-dev-tools"
+packages_qt6="qt6-base-dev libqt6sql6-sqlite qt6-tools-dev qt6-l10n-tools"
+# What building and running the library and its command-line host takes.
+# shellcheck disable=SC2034
+packages_build="$packages_tools $packages_qt5"
 # What the tests use besides.
 # shellcheck disable=SC2034
 packages_test="binutils pkg-config sqlite3 util-linux mount procps samba smbclient smbnetfs bindfs

@@ -55,6 +55,9 @@ copies='QFile::copy|[.>]copy\(|filesystem::copy'
 copy_classes='vorn_sync_task'
 # QFile::rename copies and unlinks on an I/O error; VornSyncFiles::rename never does.
 renames='QFile::rename|QDir::rename|QFile\([^)]*\)\.rename|QDir\([^)]*\)\.rename'
+# All sources are written so that each Qt understands them; what can't be asks in one header.
+qt_versions='\bQT_VERSION(_MAJOR|_MINOR|_CHECK)?\b'
+qt_version_classes='qt_compat'
 
 violations=0
 violation() { printf '%s\n' "$*"; violations=$((violations + 1)); }
@@ -113,6 +116,10 @@ check_tree() {
             reserved "$file" "${class%.*}" "$sql" "$app_sql_classes" "SQL outside the reader of the state"
         done < <(find "$root/apps" \( -name '*.h' -o -name '*.cpp' \) | sort)
     fi
+    while IFS= read -r file; do
+        class=$(basename "$file")
+        reserved "$file" "${class%.*}" "$qt_versions" "$qt_version_classes" "asks which Qt this is"
+    done < <(grep -rlE "$qt_versions" "$root"/{libraries,apps,tests,benchmarks} --include='*.h' --include='*.cpp' 2>/dev/null | sort)
 }
 
 patterns=$(mktemp)
@@ -122,7 +129,8 @@ expect_violation() {
     local name=$1 path=$2 text=$3 found
     local tree
     tree=$(mktemp -d)
-    mkdir -p "$tree/libraries/lib_utilities/source" "$tree/libraries/lib_sync_library/source" "$tree/apps/vorn_sync"
+    mkdir -p "$tree/libraries/lib_utilities/source" "$tree/libraries/lib_sync_library/source" "$tree/apps/vorn_sync" \
+        "$tree/tests/support"
     printf '#pragma once\n' >"$tree/libraries/lib_sync_library/source/vorn_sync_manager_p.h"
     printf '%s\n' "$text" >"$tree/$path"
     found=$(violations=0; check_tree "$tree" >/dev/null; printf '%s' "$violations")
@@ -149,6 +157,9 @@ if [ "${1:-}" = --self-test ]; then
     expect_violation "an inside header in an application" apps/vorn_sync/main.cpp '#include "vorn_sync_manager_p.h"' 1
     expect_violation "SQL in an application" apps/vorn_sync/main.cpp '#include <QSqlQuery>' 1
     expect_violation "SQL in its place in an application" apps/vorn_sync/vorn_cli_state_reader.cpp '#include <QSqlQuery>' 0
+    expect_violation "a Qt version" $lib/vorn_sync_task.cpp '#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)' 1
+    expect_violation "a Qt version in a test" tests/support/pair.cpp '#if QT_VERSION_MAJOR == 6' 1
+    expect_violation "a Qt version in its place" tests/support/qt_compat.h '#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)' 0
     expect_violation "a downward include" $lib/vorn_sync_worker.cpp '#include "vorn_sync_task.h"' 0
     expect_violation "a comment" $lib/vorn_sync_task.cpp '// like SELECT, QFile::rename or qDebug()' 0
     expect_violation "SQL in its place" $lib/vorn_sync_database.cpp 'q("SELECT 1"); // all of it' 0
@@ -162,4 +173,4 @@ if [ "$violations" -ne 0 ]; then
     printf 'FAIL: %s violations\n' "$violations"
     exit 1
 fi
-printf 'PASS: every include points downward, and SQL, log channels, copies and renames are where they belong\n'
+printf 'PASS: every include points downward, and SQL, log channels, copies, renames and Qt versions are where they belong\n'

@@ -104,7 +104,7 @@ void SimHost::noteErrors()
     for (const QVariant& entry : files) {
         const QVariantMap file = entry.toMap();
         const QString fileName = file.value(QStringLiteral("fileName")).toString();
-        const int number = m_world.profile().fileNames.indexOf(fileName);
+        const int number = int(m_world.profile().fileNames.indexOf(fileName));
         if (number < 0 && m_world.isLeftSibling(fileName))
             continue;
         if (number < 0)
@@ -265,8 +265,8 @@ void SimHost::endRename(int from, int to, bool isMoved)
 // -1: a leftover of a process that was killed.
 int SimHost::numberOf(const QVariant& errorFile) const
 {
-    return m_world.profile().fileNames.indexOf(
-        errorFile.toMap().value(QStringLiteral("fileName")).toString());
+    return int(
+        m_world.profile().fileNames.indexOf(errorFile.toMap().value(QStringLiteral("fileName")).toString()));
 }
 
 void SimHost::answerErrors()

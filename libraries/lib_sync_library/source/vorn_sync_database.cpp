@@ -966,7 +966,7 @@ int VornSyncDatabase::cleanupOrphanedProcessingStates()
     VORN_SYNC_TRACE(
         kTag, "cleanupOrphanedProcessingStates",
         QStringLiteral("Reset %1 orphaned files from processing states to Unknown").arg(names.size()));
-    return names.size();
+    return int(names.size());
 }
 
 bool VornSyncDatabase::isStale(int status, qint64 size, const QString& statusChangedAt, qint64 nowSecs)

@@ -61,6 +61,6 @@ bool VornSyncErrorRevision::install()
 
 int VornSyncErrorRevision::triggerCount()
 {
-    static const int count = objects().size() - 1; // one is the table
+    static const int count = int(objects().size()) - 1; // one is the table
     return count;
 }

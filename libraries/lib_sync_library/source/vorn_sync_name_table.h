@@ -14,7 +14,7 @@ class VornSyncNameTable
 public:
     void append(QStringView name)
     {
-        m_begins.push_back(m_characters.size());
+        m_begins.push_back(int(m_characters.size()));
         m_characters.append(name.data(), int(name.size()));
     }
 
@@ -23,7 +23,7 @@ public:
     QStringView at(int number) const
     {
         const int begin = m_begins[std::size_t(number)];
-        const int end = number + 1 < count() ? m_begins[std::size_t(number) + 1] : m_characters.size();
+        const int end = number + 1 < count() ? m_begins[std::size_t(number) + 1] : int(m_characters.size());
         return QStringView(m_characters).mid(begin, end - begin);
     }
 
@@ -40,7 +40,7 @@ public:
             return m_next++;
         if (m_slots.empty())
             makeIndex();
-        const uint hash = qHash(name, m_seed);
+        const uint hash = uint(qHash(name, m_seed));
         for (std::size_t slot = start(hash); m_slots[slot].number >= 0; slot = next(slot)) {
             if (m_slots[slot].hash == hash && at(m_slots[slot].number) == name) {
                 m_next = m_slots[slot].number + 1;
@@ -65,7 +65,7 @@ private:
             slotCount *= 2;
         m_slots.resize(slotCount);
         for (int number = 0; number < m_indexedCount; ++number) {
-            const uint hash = qHash(at(number), m_seed);
+            const uint hash = uint(qHash(at(number), m_seed));
             std::size_t slot = start(hash);
             while (m_slots[slot].number >= 0)
                 slot = next(slot);

@@ -248,11 +248,13 @@ void VornSyncSynchronizer::synchronizeDirectory(int directoryId)
     if (!hasDatabase())
         return;
 
-    VornSyncPass pass(*db(), directoryId, localDirPath(directoryId), distantDirPath(directoryId),
+    // Asked once: below a path that could not be read, but can be a moment later, every file would be missing.
+    const QString localPath = localDirPath(directoryId);
+    VornSyncPass pass(*db(), directoryId, localPath, distantDirPath(directoryId),
                       renames.lockedNames(directoryId));
     // A directory that is not registered, or whose path can't be read, has no files to decide on.
     QString error;
-    const bool isRegistered = !localDirPath(directoryId).isEmpty();
+    const bool isRegistered = !localPath.isEmpty();
     if (isRegistered && pass.gather(error))
         runPass(pass);
     else if (!error.isEmpty())

@@ -175,13 +175,13 @@ bool VornSqliteConnection::runKept(const QString& sql, const QVariantList& value
     if (kept == m_kept.end()) {
         if (m_kept.size() >= kMaximumKeptQueries)
             m_kept.clear();
-        QSqlQuery query(m_database);
-        query.setForwardOnly(true);
-        if (!query.prepare(sql)) {
-            fail(query.lastError());
+        kept = m_kept.emplace(sql, KeptQuery{QSqlQuery(m_database), int(values.size())}).first;
+        kept->second.query.setForwardOnly(true);
+        if (!kept->second.query.prepare(sql)) {
+            fail(kept->second.query.lastError());
+            m_kept.erase(sql);
             return false;
         }
-        kept = m_kept.emplace(sql, KeptQuery{query, values.size()}).first;
     }
     if (execute(kept->second.query, values, reader))
         return true;

@@ -58,7 +58,7 @@ public:
     // Errors wait here until nothing is held any more.
     void addError(const QString& message) { m_errors << message; }
     QStringList takeErrors();
-    int errorCount() const { return m_errors.size(); }
+    int errorCount() const { return int(m_errors.size()); }
     void dropErrorsAfter(int count);
 
     // How many statements and transactions of the thread are under way, one within the other.
