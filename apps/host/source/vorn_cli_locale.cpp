@@ -10,7 +10,7 @@
 // Of a static library; the macro can't stand in a namespace.
 static void initCatalogues()
 {
-    Q_INIT_RESOURCE(translations);
+    Q_INIT_RESOURCE(vorn_sync_translations);
 }
 
 namespace {

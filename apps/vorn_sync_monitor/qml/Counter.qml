@@ -1,0 +1,37 @@
+import QtQuick 2.15
+import QtQuick.Controls 2.15
+import QtQuick.Layouts 1.15
+
+// A number and what it counts.
+Card {
+    id: counter
+
+    property string title
+    property int value: 0
+    property color colour: Theme.text
+
+    implicitHeight: column.implicitHeight + 2 * Theme.gap
+    implicitWidth: 120
+    Accessible.role: Accessible.StaticText
+    Accessible.name: qsTrId("vorn_sync_monitor_counter").arg(title).arg(value)
+
+    ColumnLayout {
+        id: column
+        anchors { left: parent.left; right: parent.right; verticalCenter: parent.verticalCenter }
+        anchors.margins: Theme.margin
+        spacing: 0
+
+        PlainLabel {
+            Layout.fillWidth: true
+            objectName: "value"
+            text: Number(counter.value).toLocaleString(Qt.locale(), "f", 0)
+            color: counter.colour
+            font { pixelSize: 24; bold: true }
+        }
+        PlainLabel {
+            Layout.fillWidth: true
+            text: counter.title
+            color: Theme.faint
+        }
+    }
+}

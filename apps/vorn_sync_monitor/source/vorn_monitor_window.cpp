@@ -1,0 +1,26 @@
+#include "vorn_monitor_window.h"
+
+#include "vorn_monitor_host.h"
+#include "vorn_monitor_icon.h"
+
+#include "vorn_sync_manager.h"
+
+#include <QQmlContext>
+#include <QQuickStyle>
+#include <QQuickWindow>
+
+VornMonitorWindow::VornMonitorWindow(VornSyncManager& manager, VornMonitorHost& host)
+{
+    QQuickStyle::setStyle(QStringLiteral("Fusion")); // follows the palette, and looks the same everywhere
+    qmlRegisterUncreatableType<VornMonitorStatus>("VornSync", 1, 0, "MonitorStatus", QString());
+    m_engine.addImageProvider(QStringLiteral("status"), new VornMonitorIcon); // the engine's
+    m_engine.rootContext()->setContextProperty(QStringLiteral("syncManager"), &manager);
+    m_engine.rootContext()->setContextProperty(QStringLiteral("host"), &host);
+    m_engine.load(QUrl(QStringLiteral("qrc:/vorn_monitor/Main.qml")));
+}
+
+QQuickWindow* VornMonitorWindow::window() const
+{
+    const QList<QObject*> roots = m_engine.rootObjects();
+    return roots.isEmpty() ? nullptr : qobject_cast<QQuickWindow*>(roots.constFirst());
+}
