@@ -9,12 +9,25 @@ Button {
     property string hintText: ""
 
     focusPolicy: Qt.StrongFocus
+    padding: 6
+    leftPadding: 12
+    rightPadding: 12
     Accessible.role: Accessible.Button
     Accessible.name: accessibleName
     Accessible.description: hintText
     Accessible.onPressAction: button.clicked()
     Keys.onReturnPressed: button.clicked()
     Keys.onEnterPressed: button.clicked()
+
+    background: Rectangle {
+        implicitWidth: 72
+        implicitHeight: 30
+        radius: Theme.radius
+        color: button.down ? Theme.line : button.hovered ? Theme.hovered : Theme.raised
+        border.color: button.activeFocus ? Theme.accent : Theme.line
+        border.width: button.activeFocus ? 2 : 1
+        opacity: button.enabled ? 1 : 0.5
+    }
 
     Loader {
         active: button.hovered && button.hintText !== ""

@@ -70,8 +70,11 @@ ListRow {
                     objectName: modelData.key + "Button"
                     text: modelData.label
                     accessibleName: qsTrId("vorn_sync_monitor_answer_label").arg(modelData.label).arg(row.shownName)
-                    activeFocusOnTab: row.isCurrent
-                    onClicked: host.errors.give(modelData.answer, row.alias, row.fileName, row.errorCode, row.status)
+                    activeFocusOnTab: row.isCurrent || activeFocus
+                    onClicked: {
+                        row.choose() // the focus would go with the row
+                        host.errors.give(modelData.answer, row.alias, row.fileName, row.errorCode, row.status)
+                    }
                 }
             }
         }

@@ -6,7 +6,7 @@ import QtQuick.Layouts 1.15
 ColumnLayout {
     id: page
 
-    readonly property var group: host.errors.groups[groupBar.currentIndex]
+    readonly property var group: host.errors.groups[Math.max(0, groupBar.currentIndex)]
 
     spacing: Theme.gap
 

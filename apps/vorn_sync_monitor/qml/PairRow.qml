@@ -73,7 +73,7 @@ ListRow {
             text: row.isSuspended ? qsTrId("vorn_sync_monitor_resume_pair") : qsTrId("vorn_sync_monitor_pause_pair")
             accessibleName: (row.isSuspended ? qsTrId("vorn_sync_monitor_resume_pair_name")
                                              : qsTrId("vorn_sync_monitor_pause_pair_name")).arg(row.shownAlias)
-            activeFocusOnTab: row.isCurrent
+            activeFocusOnTab: row.isCurrent || activeFocus
             onClicked: host.setSuspended(row.alias, !row.isSuspended)
         }
     }

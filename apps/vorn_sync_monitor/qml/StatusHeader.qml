@@ -101,12 +101,28 @@ ColumnLayout {
     }
 
     ProgressBar {
+        id: bar
         Layout.fillWidth: true
         objectName: "progressBar"
         value: host.status.progress
         opacity: host.status.isWorking ? 1 : 0 // keeps its place, or all would jump
+        padding: 0
         Accessible.ignored: !host.status.isWorking
         Accessible.role: Accessible.ProgressBar
         Accessible.name: qsTrId("vorn_sync_monitor_progress")
+
+        background: Rectangle {
+            implicitHeight: 6
+            radius: 3
+            color: Theme.line
+        }
+        contentItem: Item {
+            Rectangle {
+                anchors { top: parent.top; bottom: parent.bottom; left: parent.left }
+                width: bar.visualPosition * parent.width
+                radius: 3
+                color: Theme.accent
+            }
+        }
     }
 }

@@ -10,6 +10,7 @@ QtObject {
     readonly property color window: isDark ? "#1c2128" : "#f3f5f8"
     readonly property color base: isDark ? "#262c35" : "#ffffff"
     readonly property color raised: isDark ? "#333b47" : "#ffffff"
+    readonly property color hovered: isDark ? "#3d4654" : "#e9edf2"
     readonly property color line: isDark ? "#454e5b" : "#cdd4dc"
     readonly property color text: isDark ? "#e8ecf1" : "#1c232b"
     readonly property color faint: isDark ? "#a9b4c0" : "#57626e"

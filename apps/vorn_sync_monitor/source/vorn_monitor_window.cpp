@@ -9,9 +9,25 @@
 #include <QQuickStyle>
 #include <QQuickWindow>
 
+#include <mutex>
+
+namespace {
+
+// For the process, before its first window.
+void chooseLooks()
+{
+    // Where OpenGL is missing, as over some remote desktops, the other one ends the process.
+    if (qEnvironmentVariableIsEmpty("QT_QUICK_BACKEND"))
+        QQuickWindow::setSceneGraphBackend(QStringLiteral("software"));
+    QQuickStyle::setStyle(QStringLiteral("Fusion")); // follows the palette, and looks the same everywhere
+}
+
+} // namespace
+
 VornMonitorWindow::VornMonitorWindow(VornSyncManager& manager, VornMonitorHost& host)
 {
-    QQuickStyle::setStyle(QStringLiteral("Fusion")); // follows the palette, and looks the same everywhere
+    static std::once_flag looks;
+    std::call_once(looks, chooseLooks);
     qmlRegisterUncreatableType<VornMonitorStatus>("VornSync", 1, 0, "MonitorStatus", QString());
     m_engine.addImageProvider(QStringLiteral("status"), new VornMonitorIcon); // the engine's
     m_engine.rootContext()->setContextProperty(QStringLiteral("syncManager"), &manager);
