@@ -4,11 +4,11 @@ import QtQuick.Controls 2.15
 // A tool tip whose text, a file name say, is never taken for markup.
 ToolTip {
     id: hint
-    objectName: "hint"
 
     delay: 500
 
     contentItem: Text {
+        objectName: "hintText"
         text: hint.text
         textFormat: Text.PlainText
         wrapMode: Text.Wrap
