@@ -16,6 +16,10 @@ Rectangle {
     Accessible.selected: isCurrent
     Accessible.selectable: true
 
+    // One that waits to be used again is no row, for a screen reader neither.
+    ListView.onPooled: visible = false
+    ListView.onReused: visible = true
+
     function choose() {
         ListView.view.currentIndex = index
         ListView.view.forceActiveFocus()

@@ -14,9 +14,10 @@ TabButton {
     palette.windowText: checked ? Theme.accent : Theme.text
     Accessible.role: Accessible.PageTab
     Accessible.name: text.replace("&", "")
-    Accessible.onPressAction: tab.toggle()
-    Keys.onReturnPressed: tab.toggle()
-    Keys.onEnterPressed: tab.toggle()
+    Accessible.onPressAction: tab.clicked()
+    Keys.onReturnPressed: tab.clicked()
+    Keys.onEnterPressed: tab.clicked()
+    onClicked: checked = true // its mnemonic only clicks it
 
     background: Rectangle {
         implicitHeight: 32
