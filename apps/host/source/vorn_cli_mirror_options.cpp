@@ -46,8 +46,10 @@ struct Options
 {
     QCommandLineOption help{{QStringLiteral("h"), QStringLiteral("help")},
                             QStringLiteral("Shows this text.")};
-    QCommandLineOption once{QStringLiteral("once"),
-                            QStringLiteral("Ends when everything is settled instead of mirroring on.")};
+    QCommandLineOption once{
+        QStringLiteral("once"),
+        QStringLiteral(
+            "Ends when everything is settled instead of mirroring on; --watch has no effect then.")};
     QCommandLineOption state{
         QStringLiteral("state"),
         QStringLiteral("Where the database, the trash and the remembered pairs are kept; "
@@ -67,8 +69,7 @@ struct Options
                                QStringLiteral("Wildcard of file names to leave out; may be repeated."),
                                QStringLiteral("PATTERN")};
     QCommandLineOption watch{QStringLiteral("watch"),
-                             QStringLiteral("Watches LOCAL and sends a saved file at once; of no effect with "
-                                            "--once.")};
+                             QStringLiteral("Watches LOCAL and sends a saved file at once.")};
     QCommandLineOption verbose{
         QStringLiteral("verbose"),
         QStringLiteral("Shows every signal, and the library's trace lines where they are "

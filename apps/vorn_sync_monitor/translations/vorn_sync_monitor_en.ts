@@ -185,10 +185,6 @@
         <source>What you may do</source>
         <translation>What you may do</translation>
     </message>
-    <message id="vorn_sync_monitor_group_label">
-        <source>%1: %2</source>
-        <translation>%1: %2</translation>
-    </message>
     <message id="vorn_sync_monitor_group_tab">
         <source>%1 (%2)</source>
         <translation>%1 (%2)</translation>
