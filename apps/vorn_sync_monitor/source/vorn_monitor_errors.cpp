@@ -8,9 +8,11 @@
 
 namespace {
 
-constexpr int kRefreshDelayMs = 100;    // the manager tells of each file; the eye needs no more than this
-constexpr int kAnswersInATurn = 50;     // each asks the database; the window is to stay awake
-constexpr int kPauseBetweenTurnsMs = 1; // for input and frames
+constexpr int kRefreshDelayMs = 100; // the manager tells of each file; the eye needs no more than this
+constexpr int kMostInATurn = 200;    // answers; each asks the database on this thread
+constexpr int kLongTurnMs = 100;     // from the answers to their effect: more of them would be felt
+constexpr int kLookAgainMs = 20;     // whether they have taken effect
+constexpr int kPatienceMs = 3000;    // an answer may have none, when the file is busy
 
 } // namespace
 
@@ -29,8 +31,10 @@ VornMonitorErrors::VornMonitorErrors(VornCliSession& session, QObject* parent)
             m_refreshTimer.start();
     });
     m_answerTimer.setSingleShot(true);
-    m_answerTimer.setInterval(kPauseBetweenTurnsMs);
+    m_answerTimer.setInterval(kLookAgainMs);
     connect(&m_answerTimer, &QTimer::timeout, this, &VornMonitorErrors::giveNext);
+    connect(session.manager(), &VornSyncManager::countersChanged, this,
+            [this] { m_isListedCurrent = false; });
     refresh();
 }
 
@@ -102,21 +106,51 @@ void VornMonitorErrors::confirm()
     giveNext();
 }
 
-void VornMonitorErrors::giveNext()
+void VornMonitorErrors::lookAgain()
 {
-    QHash<VornCliFileKey, QPair<int, int>> now; // code and status
+    if (m_isListedCurrent)
+        return;
+    m_isListedCurrent = true;
+    m_listed.clear();
     const QVector<VornCliFileError> errors = m_session.errors();
     for (const VornCliFileError& error : errors)
-        now.insert({error.alias, error.name}, {error.code, error.status});
-    for (int i = 0; i < kAnswersInATurn && !m_confirmed.isEmpty(); ++i) {
+        m_listed.insert({error.alias, error.name}, {error.code, error.status});
+}
+
+bool VornMonitorErrors::isAwaitingEffect() const
+{
+    return std::any_of(m_given.cbegin(), m_given.cend(), [this](const VornCliFileError& file) {
+        return m_listed.value({file.alias, file.name}) == qMakePair(file.code, file.status);
+    });
+}
+
+// The manager reads its whole list anew for each file that leaves it. So the next answers wait until the last ones
+// have taken effect, and are as many as the window can bear.
+void VornMonitorErrors::giveNext()
+{
+    lookAgain();
+    if (isAwaitingEffect() && !m_turnClock.hasExpired(kPatienceMs)) {
+        m_answerTimer.start();
+        return;
+    }
+    const bool wasLong = !m_given.isEmpty() && m_turnClock.hasExpired(kLongTurnMs);
+    m_answersInATurn =
+        wasLong ? std::max(1, m_answersInATurn / 2) : std::min(kMostInATurn, m_answersInATurn * 2);
+    m_given.clear();
+    m_turnClock.start();
+    while (m_given.size() < m_answersInATurn && !m_confirmed.isEmpty()) {
         const QPair<VornCliAnswer, VornCliFileError> next = m_confirmed.takeLast();
         const VornCliFileError& file = next.second;
-        const auto found = now.constFind({file.alias, file.name});
-        if (found != now.cend() && *found == qMakePair(file.code, file.status))
-            give(next.first, file);
+        const auto found = m_listed.constFind({file.alias, file.name});
+        if (found == m_listed.cend() || *found != qMakePair(file.code, file.status))
+            continue;
+        give(next.first, file);
+        m_given.append(file);
     }
     if (!m_confirmed.isEmpty())
         m_answerTimer.start();
+    else
+        m_given.clear();
 }
 
 void VornMonitorErrors::give(VornCliAnswer answer, const VornCliFileError& file)

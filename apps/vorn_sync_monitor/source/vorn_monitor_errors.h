@@ -2,6 +2,7 @@
 
 #include "vorn_monitor_error_group.h"
 
+#include <QElapsedTimer>
 #include <QHash>
 #include <QObject>
 #include <QTimer>
@@ -37,6 +38,8 @@ signals:
 private:
     VornMonitorErrorGroup::Kind kindOf(const VornCliFileError& error);
     void refresh();
+    void lookAgain();
+    bool isAwaitingEffect() const;
     void giveNext();
     void give(VornCliAnswer answer, const VornCliFileError& file);
 
@@ -48,4 +51,9 @@ private:
     VornCliAnswer m_askedAnswer = VornCliAnswer::ByHand;
     QVector<VornCliFileError> m_asked;
     QVector<QPair<VornCliAnswer, VornCliFileError>> m_confirmed; // not answered yet, the last one comes first
+    QVector<VornCliFileError> m_given;                           // in the last turn
+    int m_answersInATurn = 1;
+    QElapsedTimer m_turnClock;
+    QHash<VornCliFileKey, QPair<int, int>> m_listed; // code and status of what the manager lists
+    bool m_isListedCurrent = false;
 };
