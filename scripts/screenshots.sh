@@ -27,7 +27,8 @@ rm -rf "$world"
 trap 'rm -rf "$world"' EXIT
 readonly home=$world/home share=$world/share state=$world/state
 export LC_ALL=C.UTF-8 XDG_RUNTIME_DIR=$world/run
-mkdir -p -m 700 "$XDG_RUNTIME_DIR"
+mkdir -p "$XDG_RUNTIME_DIR"
+chmod 700 "$XDG_RUNTIME_DIR"
 mkdir -p "$home"/{Documents,Photos} "$share"/{documents,photos}
 
 long=$(printf 'Minutes of the meeting on the very long names of files %.0s' {1..5})

@@ -224,8 +224,8 @@ void TestMonitorWindow::longNamesAreElidedAndTold()
     QVERIFY(world.click("errorsTab"_s));
     QTRY_VERIFY_WITH_TIMEOUT(world.row("errorList"_s, name) != nullptr, kWaitMs);
     const QQuickItem* row = world.row("errorList"_s, name);
-    const QQuickItem* shown = world.item("errorName"_s, row);
-    QVERIFY(shown->property("truncated").toBool());
+    const QQuickItem* shown = world.await("errorName"_s, row);
+    QVERIFY(shown != nullptr && shown->property("truncated").toBool());
     const QQuickItem* button = world.await("trashButton"_s, row);
     QVERIFY(button != nullptr);
     QVERIFY(row->mapRectFromItem(button, button->boundingRect()).right() <= row->width());

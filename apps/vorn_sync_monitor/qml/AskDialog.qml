@@ -20,9 +20,22 @@ Dialog {
     anchors.centerIn: parent
     modal: true
     focus: true
-    title: qsTrId("vorn_sync_monitor_ask_title")
+    padding: 18
+    title: yes
     width: Math.min(420, parent ? parent.width - 2 * Theme.margin : 420)
 
+    background: Card {
+        color: Theme.base
+    }
+    Overlay.modal: Rectangle {
+        color: Theme.shade
+    }
+    header: PlainLabel {
+        text: dialog.title
+        padding: 18
+        bottomPadding: 0
+        font { pixelSize: 17; bold: true }
+    }
     contentItem: Label {
         objectName: "question"
         text: dialog.question
@@ -33,6 +46,10 @@ Dialog {
         Accessible.name: text
     }
     footer: DialogButtonBox {
+        padding: 18
+        topPadding: 0
+        background: Item {}
+
         ActionButton {
             objectName: "yesButton"
             text: dialog.yes

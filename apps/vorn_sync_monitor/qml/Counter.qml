@@ -9,24 +9,27 @@ Card {
     property string title
     property int value: 0
     property color colour: Theme.text
+    property bool isCompact: false // where there is little height
 
-    implicitHeight: column.implicitHeight + 2 * Theme.gap
+    implicitHeight: column.implicitHeight + (isCompact ? Theme.gap : 2 * Theme.gap)
     implicitWidth: 120
     Accessible.role: Accessible.StaticText
     Accessible.name: qsTrId("vorn_sync_monitor_counter").arg(title).arg(value)
 
-    ColumnLayout {
+    GridLayout {
         id: column
         anchors { left: parent.left; right: parent.right; verticalCenter: parent.verticalCenter }
         anchors.margins: Theme.margin
-        spacing: 0
+        columns: counter.isCompact ? 2 : 1
+        columnSpacing: Theme.gap
+        rowSpacing: 0
 
         PlainLabel {
-            Layout.fillWidth: true
+            Layout.fillWidth: !counter.isCompact
             objectName: "value"
             text: Number(counter.value).toLocaleString(Qt.locale(), "f", 0)
             color: counter.colour
-            font { pixelSize: 24; bold: true }
+            font { pixelSize: counter.isCompact ? 16 : 24; bold: true }
         }
         PlainLabel {
             Layout.fillWidth: true

@@ -1,11 +1,13 @@
 import QtQuick 2.15
 import QtQuick.Controls 2.15
 import QtQuick.Layouts 1.15
+import QtQuick.Window 2.15
 
 // The files in error, a tab for each thing that the user may do about them.
 ColumnLayout {
     id: page
 
+    readonly property bool isNarrow: Window.width < Theme.narrow + 2 * Theme.margin
     readonly property var group: host.errors.groups[Math.max(0, groupBar.currentIndex)]
 
     spacing: Theme.gap
@@ -28,6 +30,7 @@ ColumnLayout {
         id: groupBar
         Layout.fillWidth: true
         objectName: "groupBar"
+        visible: host.errors.count > 0
         accessibleName: qsTrId("vorn_sync_monitor_groups")
 
         Repeater {
@@ -38,34 +41,42 @@ ColumnLayout {
 
                 objectName: modelData.key + "Tab"
                 text: qsTrId("vorn_sync_monitor_group_tab").arg(modelData.title).arg(modelData.count)
-                font.bold: modelData.count > 0
+                visible: modelData.count > 0 || checked
+                width: visible ? implicitWidth : 0
             }
         }
     }
-    Label {
+    GridLayout {
         Layout.fillWidth: true
-        text: page.group.explanation
-        textFormat: Text.PlainText
-        horizontalAlignment: Text.AlignLeft
-        wrapMode: Text.Wrap
-        color: Theme.faint
-        Accessible.role: Accessible.StaticText
-        Accessible.name: text
-    }
-    Flow {
-        Layout.fillWidth: true
-        spacing: Theme.gap
+        columns: page.isNarrow ? 1 : 2
+        columnSpacing: Theme.margin
+        rowSpacing: Theme.gap
+        visible: groupBar.visible
 
-        Repeater {
-            model: page.group.answers
+        Label {
+            Layout.fillWidth: true
+            text: page.group.explanation
+            textFormat: Text.PlainText
+            horizontalAlignment: Text.AlignLeft
+            wrapMode: Text.Wrap
+            color: Theme.faint
+            Accessible.role: Accessible.StaticText
+            Accessible.name: text
+        }
+        Row {
+            spacing: Theme.gap
 
-            ActionButton {
-                required property var modelData
+            Repeater {
+                model: page.group.answers
 
-                objectName: modelData.key + "AllButton"
-                text: modelData.labelForAll
-                enabled: page.group.count > 0
-                onClicked: askDialog.ask(page.group, modelData)
+                ActionButton {
+                    required property var modelData
+
+                    objectName: modelData.key + "AllButton"
+                    text: modelData.labelForAll
+                    enabled: page.group.count > 0
+                    onClicked: askDialog.ask(page.group, modelData)
+                }
             }
         }
     }

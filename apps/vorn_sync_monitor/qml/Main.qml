@@ -63,6 +63,7 @@ ApplicationWindow {
 
         StatusHeader {
             Layout.fillWidth: true
+            isCompact: window.height < 560
         }
         PlainTabBar {
             id: pageBar

@@ -1,16 +1,20 @@
 import QtQuick 2.15
 import QtQuick.Controls 2.15
 import QtQuick.Layouts 1.15
+import QtQuick.Window 2.15
 
 // The state, what can be done about it, the counters, and how far the work has come.
 ColumnLayout {
     id: header
 
+    property bool isCompact: false
+    readonly property bool isNarrow: Window.width < Theme.narrow + 2 * Theme.margin
+
     spacing: Theme.gap
 
     GridLayout {
         Layout.fillWidth: true
-        columns: header.width < Theme.narrow ? 1 : 2
+        columns: header.isNarrow ? 1 : 2
         columnSpacing: Theme.margin
         rowSpacing: Theme.gap
 
@@ -45,7 +49,7 @@ ColumnLayout {
         }
         Flow {
             Layout.alignment: Qt.AlignVCenter
-            Layout.fillWidth: header.width < Theme.narrow
+            Layout.fillWidth: header.isNarrow
             spacing: Theme.gap
 
             ActionButton {
@@ -68,12 +72,13 @@ ColumnLayout {
 
     GridLayout {
         Layout.fillWidth: true
-        columns: header.width < Theme.narrow ? 2 : 4
+        columns: header.isNarrow ? 2 : 4
         columnSpacing: Theme.gap
         rowSpacing: Theme.gap
 
         Counter {
             Layout.fillWidth: true
+            isCompact: header.isCompact
             objectName: "doneCounter"
             title: qsTrId("vorn_sync_monitor_count_done")
             value: syncManager.doneCount
@@ -81,18 +86,21 @@ ColumnLayout {
         }
         Counter {
             Layout.fillWidth: true
+            isCompact: header.isCompact
             objectName: "pendingCounter"
             title: qsTrId("vorn_sync_monitor_count_pending")
             value: syncManager.pendingCount
         }
         Counter {
             Layout.fillWidth: true
+            isCompact: header.isCompact
             objectName: "inProgressCounter"
             title: qsTrId("vorn_sync_monitor_count_in_progress")
             value: syncManager.inProgressCount
         }
         Counter {
             Layout.fillWidth: true
+            isCompact: header.isCompact
             objectName: "errorCounter"
             title: qsTrId("vorn_sync_monitor_count_errors")
             value: syncManager.errorCount

@@ -19,6 +19,8 @@ QtObject {
     readonly property color good: isDark ? "#56d06b" : "#1a7330"
     readonly property color bad: isDark ? "#ff9a6b" : "#a84300"
 
+    readonly property color shade: isDark ? "#a0000000" : "#60000000" // behind a dialog
+
     readonly property int gap: 8
     readonly property int margin: 14
     readonly property int radius: 6

@@ -300,10 +300,6 @@
             <numerusform>Send %n local files over their distant copies, which may be newer?</numerusform>
         </translation>
     </message>
-    <message id="vorn_sync_monitor_ask_title">
-        <source>For all files</source>
-        <translation>For all files</translation>
-    </message>
     <message id="vorn_sync_monitor_error_label">
         <source>%1, pair %2. %3</source>
         <translation>%1, pair %2. %3</translation>

@@ -300,10 +300,6 @@
             <numerusform>Remplacer %n copies distantes, peut-être plus récentes, par les fichiers locaux ?</numerusform>
         </translation>
     </message>
-    <message id="vorn_sync_monitor_ask_title">
-        <source>For all files</source>
-        <translation>Pour tous les fichiers</translation>
-    </message>
     <message id="vorn_sync_monitor_error_label">
         <source>%1, pair %2. %3</source>
         <translation>%1, paire %2. %3</translation>
