@@ -16,7 +16,7 @@ mkdir -p "$images"
 # shellcheck disable=SC2086 # lists of packages
 install_missing $packages_build $packages_screenshots
 say "building what has changed"
-cmake --preset release >/dev/null
+cmake --preset release -DVORN_SYNC_BUILD_MONITOR=ON >/dev/null
 cmake --build --preset release --parallel "$(nproc)" --target vorn_sync vorn_sync_monitor >/dev/null
 readonly cli=$root/build/release/apps/vorn_sync/vorn_sync
 readonly monitor=$root/build/release/apps/vorn_sync_monitor/vorn_sync_monitor

@@ -7,6 +7,9 @@
 #include <QApplication>
 #include <QSignalSpy>
 
+#include <algorithm>
+#include <cmath>
+
 using namespace VornSyncTest;
 
 // What the window shows of a mirror, and what it asks for besides answers to errors.
@@ -24,7 +27,10 @@ private slots:
     void showsEventsAndLog();
     void namesAreShownAsTheyAre();
     void longNamesAreElidedAndTold();
+    void fitsASmallScreen();
     void followsTheTheme();
+    void textsStandOut_data();
+    void textsStandOut();
     void isMirroredFromRightToLeft();
     void trayTellsTheStateAndActs();
     void commandsReachTheWindow();
@@ -234,6 +240,75 @@ void TestMonitorWindow::longNamesAreElidedAndTold()
 
     QTest::mouseMove(world.window(), shown->mapToScene(shown->boundingRect().center()).toPoint());
     QTRY_COMPARE_WITH_TIMEOUT(world.textOf("hintText"_s), name, kWaitMs);
+    QCOMPARE(world.complaints(), QString());
+}
+
+// As little as 1366 by 768 pixels at 200 % are, and back again.
+void TestMonitorWindow::fitsASmallScreen()
+{
+    MonitorWorld world;
+    QVERIFY(world.mirror({"lost.doc"_s, "gone.doc"_s}));
+    QVERIFY(world.plantError("lost.doc"_s, 15, kUpToDateInError));
+    QVERIFY(world.plantError("gone.doc"_s, 2, kUpToDateInError));
+    QVERIFY(world.open());
+    QVERIFY(world.click("errorsTab"_s));
+    QVERIFY(world.await("errorRow"_s) != nullptr);
+    for (const QSize& size : {QSize(683, 384), QSize(480, 360), QSize(480, 700), QSize(940, 660)}) {
+        world.window()->resize(size);
+        QTRY_COMPARE_WITH_TIMEOUT(world.window()->size(), size, kWaitMs);
+        for (const QString& name : {"syncButton"_s, "pauseButton"_s, "errorsTab"_s, "logTab"_s,
+                                    "restoreTab"_s, "trashAllButton"_s, "errorCounter"_s, "errorList"_s}) {
+            const QQuickItem* item = world.await(name);
+            QVERIFY2(item != nullptr, qPrintable(name));
+            const QRectF place = item->mapRectToScene(item->boundingRect());
+            QVERIFY2(QRectF(QPointF(), QSizeF(size)).contains(place),
+                     qPrintable("%1 at %2 x %3"_s.arg(name).arg(size.width()).arg(size.height())));
+        }
+        const QQuickItem* list = world.item("errorList"_s);
+        QVERIFY2(list->height() >= world.item("errorRow"_s)->height(),
+                 qPrintable("%1 of the list at %2"_s.arg(list->height()).arg(size.height())));
+        const QQuickItem* button = world.item("trashButton"_s);
+        QVERIFY(button->mapRectToScene(button->boundingRect()).right() <= size.width());
+    }
+    QCOMPARE(world.complaints(), QString());
+}
+
+void TestMonitorWindow::textsStandOut_data()
+{
+    QTest::addColumn<QString>("theme");
+    QTest::newRow("light") << "light"_s;
+    QTest::newRow("dark") << "dark"_s;
+}
+
+// 4.5 to 1 is what people with weak sight need.
+void TestMonitorWindow::textsStandOut()
+{
+    QFETCH(const QString, theme);
+    MonitorWorld world;
+    QVERIFY(world.mirror({"old.doc"_s}));
+    QVERIFY(world.open({"--theme"_s, theme}));
+    const auto luminance = [](const QColor& colour) {
+        const auto linear = [](double part) {
+            return part <= 0.03928 ? part / 12.92 : std::pow((part + 0.055) / 1.055, 2.4);
+        };
+        return 0.2126 * linear(colour.redF()) + 0.7152 * linear(colour.greenF()) +
+               0.0722 * linear(colour.blueF());
+    };
+    const auto contrast = [&luminance](const QColor& left, const QColor& right) {
+        const double one = luminance(left) + 0.05;
+        const double other = luminance(right) + 0.05;
+        return std::max(one, other) / std::min(one, other);
+    };
+    const QObject* colours = world.window()->property("theme").value<QObject*>();
+    QVERIFY(colours != nullptr);
+    for (const char* text : {"text", "faint", "accent", "good", "bad"}) {
+        for (const char* ground : {"window", "base", "raised"}) {
+            const double found =
+                contrast(colours->property(text).value<QColor>(), colours->property(ground).value<QColor>());
+            QVERIFY2(found >= 4.5,
+                     qPrintable("%1 on %2: %3"_s.arg(QLatin1String(text), QLatin1String(ground)).arg(found)));
+        }
+    }
     QCOMPARE(world.complaints(), QString());
 }
 

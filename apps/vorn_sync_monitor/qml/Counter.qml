@@ -11,13 +11,13 @@ Card {
     property color colour: Theme.text
     property bool isCompact: false // where there is little height
 
-    implicitHeight: column.implicitHeight + (isCompact ? Theme.gap : 2 * Theme.gap)
+    implicitHeight: isCompact ? number.implicitHeight + Theme.gap
+                              : number.implicitHeight + caption.implicitHeight + 2 * Theme.gap
     implicitWidth: 120
     Accessible.role: Accessible.StaticText
     Accessible.name: qsTrId("vorn_sync_monitor_counter").arg(title).arg(value)
 
     GridLayout {
-        id: column
         anchors { left: parent.left; right: parent.right; verticalCenter: parent.verticalCenter }
         anchors.margins: Theme.margin
         columns: counter.isCompact ? 2 : 1
@@ -25,6 +25,7 @@ Card {
         rowSpacing: 0
 
         PlainLabel {
+            id: number
             Layout.fillWidth: !counter.isCompact
             objectName: "value"
             text: Number(counter.value).toLocaleString(Qt.locale(), "f", 0)
@@ -32,6 +33,7 @@ Card {
             font { pixelSize: counter.isCompact ? 16 : 24; bold: true }
         }
         PlainLabel {
+            id: caption
             Layout.fillWidth: true
             text: counter.title
             color: Theme.faint

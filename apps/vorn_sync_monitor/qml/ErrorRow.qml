@@ -20,13 +20,11 @@ ListRow {
     height: line.implicitHeight + 2 * Theme.gap
     accessibleName: qsTrId("vorn_sync_monitor_error_label").arg(shownName).arg(shownAlias).arg(sentence)
 
-    GridLayout {
+    RowLayout {
         id: line
         anchors { left: parent.left; right: parent.right; verticalCenter: parent.verticalCenter }
         anchors { leftMargin: Theme.margin; rightMargin: Theme.margin + Theme.gap }
-        columns: row.width < Theme.narrow ? 1 : 2
-        columnSpacing: Theme.margin
-        rowSpacing: Theme.gap
+        spacing: Theme.margin
 
         ColumnLayout {
             Layout.fillWidth: true

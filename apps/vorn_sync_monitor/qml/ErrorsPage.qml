@@ -7,10 +7,11 @@ import QtQuick.Window 2.15
 ColumnLayout {
     id: page
 
-    readonly property bool isNarrow: Window.width < Theme.narrow + 2 * Theme.margin
+    readonly property bool isCompact: Window.height < Theme.low
+    readonly property bool isNarrow: Window.width < Theme.narrow && !isCompact
     readonly property var group: host.errors.groups[Math.max(0, groupBar.currentIndex)]
 
-    spacing: Theme.gap
+    spacing: isCompact ? Theme.gap / 2 : Theme.gap
 
     // Shows the first group that has files, when the chosen one has none.
     function chooseGroup() {
@@ -53,13 +54,13 @@ ColumnLayout {
         rowSpacing: Theme.gap
         visible: groupBar.visible
 
-        Label {
+        PlainLabel {
             Layout.fillWidth: true
             text: page.group.explanation
-            textFormat: Text.PlainText
-            horizontalAlignment: Text.AlignLeft
-            wrapMode: Text.Wrap
+            maximumLineCount: page.isCompact ? 1 : 4
+            wrapMode: page.isCompact ? Text.NoWrap : Text.Wrap
             color: Theme.faint
+            Accessible.ignored: false
             Accessible.role: Accessible.StaticText
             Accessible.name: text
         }

@@ -1,15 +1,18 @@
 import QtQuick 2.15
 import QtQuick.Controls 2.15
 import QtQuick.Layouts 1.15
+import QtQuick.Window 2.15
 
 ApplicationWindow {
     id: window
     objectName: "monitorWindow"
 
-    width: 940
-    height: 660
-    minimumWidth: 420
-    minimumHeight: 340
+    readonly property var theme: Theme
+
+    width: Math.min(940, Screen.desktopAvailableWidth)
+    height: Math.min(660, Screen.desktopAvailableHeight)
+    minimumWidth: 480
+    minimumHeight: 360
     visible: true
     title: qsTrId("vorn_sync_monitor_title")
     color: Theme.window
@@ -58,12 +61,11 @@ ApplicationWindow {
     }
 
     ColumnLayout {
-        anchors { fill: parent; margins: Theme.margin }
-        spacing: Theme.gap
+        anchors { fill: parent; margins: window.height < Theme.low ? Theme.gap : Theme.margin }
+        spacing: window.height < Theme.low ? Theme.gap / 2 : Theme.gap
 
         StatusHeader {
             Layout.fillWidth: true
-            isCompact: window.height < 560
         }
         PlainTabBar {
             id: pageBar

@@ -13,7 +13,7 @@ ColumnLayout {
     Card {
         Layout.fillWidth: true
         Layout.fillHeight: true
-        Layout.minimumHeight: 70
+        Layout.minimumHeight: 56
 
         RowList {
             objectName: "pairList"
@@ -30,8 +30,9 @@ ColumnLayout {
     }
     Card {
         Layout.fillWidth: true
-        Layout.preferredHeight: 148
-        Layout.minimumHeight: 70
+        Layout.fillHeight: true
+        Layout.minimumHeight: 30
+        Layout.maximumHeight: 132 // what there is at most, five rows
 
         RowList {
             objectName: "eventList"

@@ -5,8 +5,6 @@ import QtQuick.Controls 2.15
 Label {
     id: label
 
-    property bool isNarrow: false
-
     textFormat: Text.PlainText
     maximumLineCount: 1
     elide: Text.ElideRight

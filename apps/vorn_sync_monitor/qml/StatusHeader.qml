@@ -7,10 +7,10 @@ import QtQuick.Window 2.15
 ColumnLayout {
     id: header
 
-    property bool isCompact: false
-    readonly property bool isNarrow: Window.width < Theme.narrow + 2 * Theme.margin
+    readonly property bool isCompact: Window.height < Theme.low
+    readonly property bool isNarrow: Window.width < Theme.narrow && !isCompact
 
-    spacing: Theme.gap
+    spacing: isCompact ? Theme.gap / 2 : Theme.gap
 
     GridLayout {
         Layout.fillWidth: true

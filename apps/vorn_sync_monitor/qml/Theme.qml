@@ -14,7 +14,7 @@ QtObject {
     readonly property color line: isDark ? "#454e5b" : "#cdd4dc"
     readonly property color text: isDark ? "#e8ecf1" : "#1c232b"
     readonly property color faint: isDark ? "#a9b4c0" : "#57626e"
-    readonly property color accent: isDark ? "#5aa2f7" : "#0b5cc4"
+    readonly property color accent: isDark ? "#6cb0ff" : "#0b5cc4"
     readonly property color onAccent: isDark ? "#0d1117" : "#ffffff"
     readonly property color good: isDark ? "#56d06b" : "#1a7330"
     readonly property color bad: isDark ? "#ff9a6b" : "#a84300"
@@ -24,5 +24,6 @@ QtObject {
     readonly property int gap: 8
     readonly property int margin: 14
     readonly property int radius: 6
-    readonly property int narrow: 620 // below this width things stand under each other
+    readonly property int narrow: 640 // below this width of the window things stand under each other,
+    readonly property int low: 560    // but below this height they share a line, however little they show of it
 }
