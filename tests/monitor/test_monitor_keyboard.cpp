@@ -1,7 +1,11 @@
 #include "monitor_world.h"
 
+#include "vorn_monitor_tray.h"
+
 #include <QAccessible>
+#include <QQmlEngine>
 #include <QSet>
+#include <QSignalSpy>
 
 using namespace VornSyncTest;
 
@@ -13,6 +17,7 @@ class TestMonitorKeyboard : public QObject
 private slots:
     void tabReachesEverythingInReadingOrder();
     void mnemonicsAndShortcutsOpenThePages();
+    void closingAndQuittingEnd();
     void anErrorIsAnsweredByKeysAlone();
     void allAreAnsweredByKeysAlone();
     void longListsAreWalked();
@@ -93,6 +98,20 @@ void TestMonitorKeyboard::mnemonicsAndShortcutsOpenThePages()
     QVERIFY(world.local().write("new.doc"_s, "content"));
     world.press(Qt::Key_S, Qt::AltModifier);
     QTRY_VERIFY_WITH_TIMEOUT(world.distant().exists("new.doc"_s), kWaitMs);
+    QCOMPARE(world.complaints(), QString());
+}
+
+// Here is no tray that would keep a mirror without a window within reach.
+void TestMonitorKeyboard::closingAndQuittingEnd()
+{
+    MonitorWorld world;
+    QVERIFY(world.mirror({"old.doc"_s}));
+    QVERIFY(world.open());
+    QVERIFY(!world.monitor().tray()->isShown());
+    QVERIFY(QGuiApplication::quitOnLastWindowClosed());
+    const QSignalSpy quits(qmlEngine(world.window()), &QQmlEngine::quit);
+    world.press(Qt::Key_Q, Qt::ControlModifier);
+    QCOMPARE(quits.count(), 1);
     QCOMPARE(world.complaints(), QString());
 }
 
