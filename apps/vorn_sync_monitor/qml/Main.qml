@@ -44,7 +44,7 @@ ApplicationWindow {
         onActivated: host.setPaused(!host.status.isPaused)
     }
     Shortcut {
-        sequence: StandardKey.Quit
+        sequence: "Ctrl+Q"
         onActivated: Qt.quit()
     }
     Shortcut {
