@@ -11,7 +11,7 @@ packages_window="qtdeclarative5-dev qtquickcontrols2-5-dev qml-module-qtquick2 q
 # What the tests use besides, those of the window among them.
 # shellcheck disable=SC2034
 packages_test="$packages_window binutils pkg-config sqlite3 util-linux mount procps samba smbclient smbnetfs bindfs
-    e2fsprogs xfsprogs xvfb xauth fonts-dejavu-core"
+    e2fsprogs xfsprogs xvfb xauth trayer fonts-dejavu-core"
 # What the continuous integration uses besides; the second line is for the instrumented Qt.
 # shellcheck disable=SC2034
 packages_ci="clang clang-format clang-tidy clang-tools clazy shellcheck file

@@ -1,10 +1,13 @@
 #include "monitor_world.h"
 
+#include "child_process.h"
+
 #include "vorn_monitor_icon.h"
 #include "vorn_monitor_tray.h"
 
 #include <QAction>
 #include <QApplication>
+#include <QScreen>
 #include <QSignalSpy>
 
 #include <algorithm>
@@ -33,6 +36,7 @@ private slots:
     void textsStandOut();
     void isMirroredFromRightToLeft();
     void trayTellsTheStateAndActs();
+    void livesInTheTray();
     void commandsReachTheWindow();
     void speaksFrench();
 
@@ -374,6 +378,52 @@ void TestMonitorWindow::trayTellsTheStateAndActs()
     const QSignalSpy quits(&tray, &VornMonitorTray::quitRequested);
     action("trayQuit"_s)->trigger();
     QCOMPARE(quits.count(), 1);
+    QCOMPARE(world.complaints(), QString());
+}
+
+// With a tray, closing the window leaves the mirror running.
+void TestMonitorWindow::livesInTheTray()
+{
+    if (QGuiApplication::platformName() != "xcb"_s)
+        QSKIP("There is no tray without a screen; the run on X11 has one.");
+    ChildProcess trayer;
+    const QString program = ChildProcess::find("trayer"_s);
+    if (program.isEmpty())
+        QSKIP("trayer is missing.");
+    QVERIFY(trayer.begin(program, {"--edge"_s, "bottom"_s, "--widthtype"_s, "request"_s}));
+    QVERIFY(waitFor([] { return QSystemTrayIcon::isSystemTrayAvailable(); }));
+    MonitorWorld world;
+    QVERIFY(world.mirror({"old.doc"_s}));
+    QVERIFY(world.open());
+    VornMonitorTray& tray = *world.monitor().tray();
+    QVERIFY(tray.isShown());
+    QVERIFY(!QGuiApplication::quitOnLastWindowClosed());
+    const auto isSignSeen = [&tray] {
+        const QRect place = tray.icon().geometry();
+        const QColor sign = VornMonitorIcon::icon(VornMonitorStatus::State::UpToDate)
+                                .pixmap(16, 16)
+                                .toImage()
+                                .pixelColor(8, 2);
+        const QImage screen = QGuiApplication::primaryScreen()->grabWindow(0).toImage();
+        for (int x = place.left(); x <= place.right(); ++x) {
+            for (int y = place.top(); y <= place.bottom(); ++y) {
+                if (screen.rect().contains(x, y) && screen.pixelColor(x, y) == sign)
+                    return true;
+            }
+        }
+        return false;
+    };
+    QTRY_VERIFY_WITH_TIMEOUT(isSignSeen(), kWaitMs);
+
+    world.window()->close();
+    QVERIFY(!world.window()->isVisible());
+    QVERIFY(world.local().write("new.doc"_s, "content"));
+    tray.menu()->findChild<QAction*>("traySync"_s)->trigger();
+    QTRY_VERIFY_WITH_TIMEOUT(world.distant().exists("new.doc"_s), kWaitMs);
+    tray.menu()->findChild<QAction*>("trayShow"_s)->trigger();
+    QVERIFY(QTest::qWaitForWindowExposed(world.window()));
+    world.close();
+    QGuiApplication::setQuitOnLastWindowClosed(true);
     QCOMPARE(world.complaints(), QString());
 }
 
