@@ -224,6 +224,8 @@ void TestMonitorAnswers::eachAnswerForAll()
     for (const QString& name : names)
         QTRY_COMPARE_WITH_TIMEOUT(world.statusOf(name), statusThen, kWaitMs);
     QCOMPARE(world.statusOf("other.doc"_s), kUpToDateInError);
+    QTRY_COMPARE_WITH_TIMEOUT(world.textOf("emptyText"_s), "None is left here; look at the other tabs."_s,
+                              kWaitMs);
     QCOMPARE(world.complaints(), QString());
 }
 

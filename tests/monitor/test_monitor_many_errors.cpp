@@ -90,11 +90,15 @@ void TestMonitorManyErrors::scrolling()
         QVector<double> frames; // from the key to the frame that shows what it did
         for (int i = 0; i < kKeys; ++i) {
             QEventLoop loop; // no polling: it would be part of the time
-            connect(world.window(), &QQuickWindow::frameSwapped, &loop, &QEventLoop::quit);
+            bool isShown = false;
+            connect(world.window(), &QQuickWindow::frameSwapped, &loop, [&] {
+                isShown = true;
+                loop.quit();
+            });
             QTimer::singleShot(kWaitMs, &loop, [&loop] { loop.exit(1); });
             clock.start();
             world.press(key);
-            QCOMPARE(loop.exec(), 0);
+            QVERIFY(isShown || loop.exec() == 0);
             frames << double(clock.nsecsElapsed()) / 1e6;
         }
         say(summary(key == Qt::Key_Down ? "frames of a row" : "frames of a page", frames));

@@ -262,17 +262,19 @@ void TestMonitorWindow::fitsASmallScreen()
         QTRY_COMPARE_WITH_TIMEOUT(world.window()->size(), size, kWaitMs);
         for (const QString& name : {"syncButton"_s, "pauseButton"_s, "errorsTab"_s, "logTab"_s,
                                     "restoreTab"_s, "trashAllButton"_s, "errorCounter"_s, "errorList"_s}) {
-            const QQuickItem* item = world.await(name);
-            QVERIFY2(item != nullptr, qPrintable(name));
-            const QRectF place = item->mapRectToScene(item->boundingRect());
-            QVERIFY2(QRectF(QPointF(), QSizeF(size)).contains(place),
+            const auto isInside = [&] {
+                const QQuickItem* item = world.item(name);
+                return item != nullptr &&
+                       QRectF(QPointF(), QSizeF(size)).contains(item->mapRectToScene(item->boundingRect()));
+            };
+            QVERIFY2(waitFor(isInside),
                      qPrintable("%1 at %2 x %3"_s.arg(name).arg(size.width()).arg(size.height())));
         }
         const QQuickItem* list = world.item("errorList"_s);
-        QVERIFY2(list->height() >= world.item("errorRow"_s)->height(),
-                 qPrintable("%1 of the list at %2"_s.arg(list->height()).arg(size.height())));
+        QTRY_VERIFY_WITH_TIMEOUT(list->height() >= world.item("errorRow"_s)->height(), kWaitMs);
         const QQuickItem* button = world.item("trashButton"_s);
-        QVERIFY(button->mapRectToScene(button->boundingRect()).right() <= size.width());
+        QTRY_VERIFY_WITH_TIMEOUT(button->mapRectToScene(button->boundingRect()).right() <= size.width(),
+                                 kWaitMs);
     }
     QCOMPARE(world.complaints(), QString());
 }

@@ -91,7 +91,8 @@ ColumnLayout {
             anchors { fill: parent; margins: 1 }
             model: page.group
             title: page.group.title
-            emptyText: qsTrId("vorn_sync_monitor_no_errors")
+            emptyText: host.errors.count === 0 ? qsTrId("vorn_sync_monitor_no_errors")
+                                               : qsTrId("vorn_sync_monitor_group_empty")
             delegate: ErrorRow { answers: page.group.answers }
         }
     }

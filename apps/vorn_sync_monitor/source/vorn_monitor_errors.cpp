@@ -129,7 +129,7 @@ bool VornMonitorErrors::isAwaitingEffect() const
 void VornMonitorErrors::giveNext()
 {
     lookAgain();
-    if (isAwaitingEffect() && !m_turnClock.hasExpired(kPatienceMs)) {
+    if (m_session.isResetting() || (isAwaitingEffect() && !m_turnClock.hasExpired(kPatienceMs))) {
         m_answerTimer.start();
         return;
     }

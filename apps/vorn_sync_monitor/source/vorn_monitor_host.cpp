@@ -25,7 +25,7 @@ QString VornMonitorHost::statePath() const
 
 void VornMonitorHost::setPaused(bool paused)
 {
-    if (paused == m_session.isPaused())
+    if (paused == m_session.isPaused() || m_session.isResetting()) // which pauses and resumes itself
         return;
     if (paused)
         m_session.pauseAll();
@@ -35,7 +35,8 @@ void VornMonitorHost::setPaused(bool paused)
 
 void VornMonitorHost::setSuspended(const QString& alias, bool suspended)
 {
-    m_session.setSuspended(alias, suspended);
+    if (!m_session.isResetting())
+        m_session.setSuspended(alias, suspended);
 }
 
 QString VornMonitorHost::printable(const QString& text) const

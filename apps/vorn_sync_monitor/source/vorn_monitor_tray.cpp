@@ -40,7 +40,10 @@ VornMonitorTray::VornMonitorTray(VornMonitorHost& host, QWindow& window, QObject
 void VornMonitorTray::refresh()
 {
     const VornMonitorStatus& status = *m_host.status();
-    m_icon.setIcon(VornMonitorIcon::icon(status.state()));
+    if (m_icon.icon().isNull() || status.state() != m_shownState) { // each new icon flickers
+        m_shownState = status.state();
+        m_icon.setIcon(VornMonitorIcon::icon(m_shownState));
+    }
     m_icon.setToolTip(QStringLiteral("VornSync: %1").arg(status.text()));
     m_pause->setChecked(status.isPaused());
 }

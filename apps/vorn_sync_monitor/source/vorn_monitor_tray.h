@@ -1,5 +1,7 @@
 #pragma once
 
+#include "vorn_monitor_status.h"
+
 #include <QAction>
 #include <QMenu>
 #include <QSystemTrayIcon>
@@ -35,4 +37,5 @@ private:
     QMenu m_menu;
     QAction* m_pause = nullptr; // the menu's
     QSystemTrayIcon m_icon;
+    VornMonitorStatus::State m_shownState = VornMonitorStatus::State::UpToDate;
 };

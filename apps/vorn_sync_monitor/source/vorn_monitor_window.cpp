@@ -28,7 +28,6 @@ VornMonitorWindow::VornMonitorWindow(VornSyncManager& manager, VornMonitorHost& 
 {
     static std::once_flag looks;
     std::call_once(looks, chooseLooks);
-    qmlRegisterUncreatableType<VornMonitorStatus>("VornSync", 1, 0, "MonitorStatus", QString());
     m_engine.addImageProvider(QStringLiteral("status"), new VornMonitorIcon); // the engine's
     m_engine.rootContext()->setContextProperty(QStringLiteral("syncManager"), &manager);
     m_engine.rootContext()->setContextProperty(QStringLiteral("host"), &host);

@@ -181,6 +181,10 @@
         <source>No file is in error.</source>
         <translation>No file is in error.</translation>
     </message>
+    <message id="vorn_sync_monitor_group_empty">
+        <source>None is left here; look at the other tabs.</source>
+        <translation>None is left here; look at the other tabs.</translation>
+    </message>
     <message id="vorn_sync_monitor_groups">
         <source>What you may do</source>
         <translation>What you may do</translation>

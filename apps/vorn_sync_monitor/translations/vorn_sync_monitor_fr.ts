@@ -181,6 +181,10 @@
         <source>No file is in error.</source>
         <translation>Aucun fichier n'est en erreur.</translation>
     </message>
+    <message id="vorn_sync_monitor_group_empty">
+        <source>None is left here; look at the other tabs.</source>
+        <translation>Il n'en reste plus ici ; voyez les autres onglets.</translation>
+    </message>
     <message id="vorn_sync_monitor_groups">
         <source>What you may do</source>
         <translation>Ce que vous pouvez faire</translation>
