@@ -1,5 +1,5 @@
 # What a host installs: the shared library, its one header, find_package(VornSync), the pkg-config file and
-# the command-line host. lib_utilities and the objects stay inside the shared library.
+# the applications. lib_utilities and the objects stay inside the shared library.
 include(CMakePackageConfigHelpers)
 
 set(vorn_sync_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/VornSync)
@@ -35,6 +35,8 @@ file(RELATIVE_PATH vorn_sync_pkgconfig_to_prefix
 configure_file(packaging/vornsync.pc.in ${PROJECT_BINARY_DIR}/vornsync.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/vornsync.pc DESTINATION ${vorn_sync_pkgconfig_dir})
 
-if(TARGET vorn_sync)
-    install(TARGETS vorn_sync RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-endif()
+foreach(program vorn_sync vorn_sync_monitor)
+    if(TARGET ${program})
+        install(TARGETS ${program} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+    endif()
+endforeach()

@@ -10,14 +10,19 @@ packages_qt6="qt6-base-dev libqt6sql6-sqlite qt6-tools-dev qt6-l10n-tools"
 # What building and running the library and its command-line host takes.
 # shellcheck disable=SC2034
 packages_build="$packages_tools $packages_qt5"
-# What the tests use besides.
+# What the window takes besides.
+packages_window="qtdeclarative5-dev qtquickcontrols2-5-dev qml-module-qtquick2 qml-module-qtquick-controls2
+    qml-module-qtquick-layouts qml-module-qtquick-templates2 qml-module-qtquick-window2"
+# What the tests use besides, those of the window among them.
 # shellcheck disable=SC2034
-packages_test="binutils pkg-config sqlite3 util-linux mount procps samba smbclient smbnetfs bindfs
-    e2fsprogs xfsprogs"
+packages_test="$packages_window binutils pkg-config sqlite3 util-linux mount procps samba smbclient smbnetfs bindfs
+    e2fsprogs xfsprogs xvfb xauth trayer fonts-dejavu-core"
 # What the continuous integration uses besides; the second line is for the instrumented Qt.
 # shellcheck disable=SC2034
 packages_ci="clang clang-format clang-tidy clang-tools clazy shellcheck file
     dpkg-dev make perl python3 libsqlite3-dev ca-certificates"
+# shellcheck disable=SC2034
+packages_screenshots="$packages_window xvfb xauth xdotool imagemagick optipng sqlite3 fonts-dejavu-core"
 # shellcheck disable=SC2034
 packages_coverage="gcovr"
 # shellcheck disable=SC2034

@@ -44,7 +44,7 @@ QStringList errorIds()
 // Texts of a catalogue's source by id; plural forms are joined.
 QHash<QString, QString> catalogue(const QString& language)
 {
-    QFile file(QStringLiteral(VORN_SYNC_APP_DIR "/translations/vorn_sync_%1.ts").arg(language));
+    QFile file(QStringLiteral(VORN_SYNC_APPS_DIR "/host/translations/vorn_sync_%1.ts").arg(language));
     QHash<QString, QString> texts;
     if (!file.open(QIODevice::ReadOnly))
         return texts;
@@ -65,14 +65,17 @@ QSet<QString> idsInSources()
 {
     QSet<QString> ids;
     const QRegularExpression use(QStringLiteral("\"(vorn_sync_[a-z_]*[a-z])\""));
-    QDirIterator files(QStringLiteral(VORN_SYNC_APP_DIR "/source"), {QStringLiteral("*.cpp")}, QDir::Files);
-    while (files.hasNext()) {
-        QFile file(files.next());
-        if (!file.open(QIODevice::ReadOnly))
-            continue;
-        QRegularExpressionMatchIterator matches = use.globalMatch(QString::fromUtf8(file.readAll()));
-        while (matches.hasNext())
-            ids.insert(matches.next().captured(1));
+    for (const char* directory : {"/host/source", "/vorn_sync/source"}) {
+        QDirIterator files(QStringLiteral(VORN_SYNC_APPS_DIR) + QLatin1String(directory),
+                           {QStringLiteral("*.cpp")}, QDir::Files);
+        while (files.hasNext()) {
+            QFile file(files.next());
+            if (!file.open(QIODevice::ReadOnly))
+                continue;
+            QRegularExpressionMatchIterator matches = use.globalMatch(QString::fromUtf8(file.readAll()));
+            while (matches.hasNext())
+                ids.insert(matches.next().captured(1));
+        }
     }
     return ids;
 }

@@ -195,11 +195,12 @@ QStringList errors(const QVector<VornCliFileError>& errors, int count, const QSt
         lines.append(text("vorn_sync_error_line",
                           {printable(error.alias), printable(error.name), QString::number(error.code),
                            VornCliErrorGuide::sentence(error.code)}));
-        const QVector<VornCliAdvice> advices = VornCliErrorGuide::advice(error, program, statePath);
+        const QVector<VornCliAdvice> advices = VornCliErrorGuide::advice(error);
         for (const VornCliAdvice& advice : advices) {
             lines.append(QStringLiteral("    ") + advice.sentence);
-            if (!advice.command.isEmpty())
-                lines.append(QStringLiteral("        ") + VornCliShell::commandLine(advice.command));
+            const QStringList command = VornCliErrorGuide::command(error, advice.answer, program, statePath);
+            if (!command.isEmpty())
+                lines.append(QStringLiteral("        ") + VornCliShell::commandLine(command));
         }
     }
     if (errors.size() < count)

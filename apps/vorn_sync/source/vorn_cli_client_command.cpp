@@ -38,13 +38,14 @@ constexpr int kLongestReply = 64; // of what is typed to confirm a reset
 QJsonArray adviceOf(const VornCliFileError& error, const QString& program, const QString& statePath)
 {
     QJsonArray array;
-    const QVector<VornCliAdvice> advices = VornCliErrorGuide::advice(error, program, statePath);
+    const QVector<VornCliAdvice> advices = VornCliErrorGuide::advice(error);
     for (const VornCliAdvice& advice : advices) {
         QJsonObject object{{QStringLiteral("message"), advice.sentence}};
-        if (!advice.command.isEmpty()) {
-            object.insert(QStringLiteral("action"), advice.action);
-            object.insert(QStringLiteral("command"), VornCliShell::commandLine(advice.command));
-            object.insert(QStringLiteral("arguments"), QJsonArray::fromStringList(advice.command));
+        const QStringList command = VornCliErrorGuide::command(error, advice.answer, program, statePath);
+        if (!command.isEmpty()) {
+            object.insert(QStringLiteral("action"), command.at(1));
+            object.insert(QStringLiteral("command"), VornCliShell::commandLine(command));
+            object.insert(QStringLiteral("arguments"), QJsonArray::fromStringList(command));
         }
         array.append(object);
     }
@@ -80,7 +81,7 @@ int VornCliClientCommand::run(const QStringList& arguments)
 {
     switch (m_options.parse(arguments)) {
     case VornCliCommandOptions::Result::Run:
-        VornCliLocale::installCatalogue(m_options.language(), QCoreApplication::instance());
+        VornCliLocale::installCatalogue(QStringLiteral("vorn_sync"), m_options.language());
         VornCliMessageHandler::install(false);
         return ask();
     case VornCliCommandOptions::Result::ShowHelp:

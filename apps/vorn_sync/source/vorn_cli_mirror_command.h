@@ -2,11 +2,10 @@
 
 #include "vorn_cli_mirror_options.h"
 #include "vorn_cli_output.h"
-#include "vorn_cli_pair_list.h"
-#include "vorn_cli_state_directory.h"
 
 #include <memory>
 
+class VornCliMirror;
 class VornCliSession;
 class VornCliSignalWatcher;
 
@@ -24,17 +23,11 @@ public:
 
 private:
     int mirror();
-    int openState();
-    int addPairs(VornCliSession* session);
-    int addPair(VornCliSession* session, const VornCliPair& pair);
-    int chooseAlias(const VornCliSession& session, QStringList* taken, VornCliPair* pair) const;
-    int runOnce(VornCliSession* session);
+    int runOnce(const VornCliMirror& mirror);
     int runUntilSignal(VornCliSession* session);
     std::unique_ptr<VornCliOutput> createOutput() const;
 
     VornCliMirrorOptions m_options;
-    std::unique_ptr<VornCliStateDirectory> m_state;
-    std::unique_ptr<VornCliPairList> m_pairList;
     std::unique_ptr<VornCliOutput> m_output;
     std::unique_ptr<VornCliSignalWatcher> m_signalWatcher;
 };

@@ -202,6 +202,7 @@ void VornCliSession::pauseAll()
 {
     m_manager->pauseAll();
     m_output.note(VornCliMessages::paused());
+    emit pausedChanged();
 }
 
 void VornCliSession::resumeAll()
@@ -211,6 +212,7 @@ void VornCliSession::resumeAll()
     for (const Entry& entry : qAsConst(m_entries))
         applyAvailability(entry);
     m_output.note(VornCliMessages::resumed());
+    emit pausedChanged();
 }
 
 void VornCliSession::setSuspended(const QString& alias, bool suspended)

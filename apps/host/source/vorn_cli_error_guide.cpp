@@ -44,45 +44,63 @@ enum Code {
     kDistantFileMissing = 15
 };
 
-// One way out: the sentence that explains it, and the command that takes it.
 struct WayOut
 {
     const char* sentenceId;
-    const char* action; // null: something to be done by hand
+    VornCliAnswer answer = VornCliAnswer::ByHand;
+    bool mayReplaceNewer = false;
 };
 
 QVector<WayOut> waysOut(const VornCliFileError& error)
 {
-    const WayOut retry{"vorn_sync_may_retry", "retry"};
+    const WayOut retry{"vorn_sync_may_retry", VornCliAnswer::Retry};
     switch (error.code) {
     case kLocalFileMissing:
-        return {{"vorn_sync_may_acknowledge", "acknowledge"}, {"vorn_sync_may_put_back", nullptr}};
+        return {{"vorn_sync_may_acknowledge", VornCliAnswer::Acknowledge}, {"vorn_sync_may_put_back"}};
     case kDistantFileMissing:
-        return {{"vorn_sync_may_restore", "restore"}, {"vorn_sync_may_trash", "trash"}};
+        return {{"vorn_sync_may_restore", VornCliAnswer::Restore},
+                {"vorn_sync_may_trash", VornCliAnswer::Trash}};
     case kLocalFileNotReadable:
-        return {{"vorn_sync_may_make_readable", nullptr}, retry};
+        return {{"vorn_sync_may_make_readable"}, retry};
     case kDistantDirMissing:
-        return {{"vorn_sync_may_bring_back", nullptr}, retry};
+        return {{"vorn_sync_may_bring_back"}, retry};
     case kDistantDirNotWritable:
-        return {{"vorn_sync_may_make_writable", nullptr}, retry};
+        return {{"vorn_sync_may_make_writable"}, retry};
     case kCopyFailed:
-        return {{"vorn_sync_may_make_room", nullptr}, retry};
+        return {{"vorn_sync_may_make_room"}, retry};
     case kSizeMismatch:
         if (error.status == kUpToDateInError)
-            return {{"vorn_sync_may_compare", nullptr}, {"vorn_sync_may_send_over", "retry"}};
+            return {{"vorn_sync_may_compare"}, {"vorn_sync_may_send_over", VornCliAnswer::Retry, true}};
         return {retry};
     case kRenameFailed:
     case kDistantRenameFailed:
-        return {{"vorn_sync_may_close_distant", nullptr}, retry};
+        return {{"vorn_sync_may_close_distant"}, retry};
     case kAssociatedDirectory:
     case kLocalDirNotRemoved:
-        return {{"vorn_sync_may_check_directory", nullptr}, retry};
+        return {{"vorn_sync_may_check_directory"}, retry};
     case kGivenUp:
-        return {{"vorn_sync_may_clear_the_way", nullptr}, retry};
+        return {{"vorn_sync_may_clear_the_way"}, retry};
     case kTaskNotCreated:
     default:
         return {retry};
     }
+}
+
+QString commandName(VornCliAnswer answer)
+{
+    switch (answer) {
+    case VornCliAnswer::ByHand:
+        break;
+    case VornCliAnswer::Retry:
+        return QStringLiteral("retry");
+    case VornCliAnswer::Acknowledge:
+        return QStringLiteral("acknowledge");
+    case VornCliAnswer::Restore:
+        return QStringLiteral("restore");
+    case VornCliAnswer::Trash:
+        return QStringLiteral("trash");
+    }
+    return QString();
 }
 
 } // namespace
@@ -95,22 +113,22 @@ QString sentence(int code)
                                                                          : qtTrId(kSentenceIds[code]);
 }
 
-QVector<VornCliAdvice> advice(const VornCliFileError& error, const QString& program, const QString& statePath)
+QVector<VornCliAdvice> advice(const VornCliFileError& error)
 {
     QVector<VornCliAdvice> advices;
     const QVector<WayOut> ways = waysOut(error);
-    for (const WayOut& way : ways) {
-        VornCliAdvice advice;
-        advice.sentence = qtTrId(way.sentenceId);
-        if (way.action != nullptr) {
-            advice.action = QLatin1String(way.action);
-            advice.command = QStringList{program,   advice.action,        QStringLiteral("--state"),
-                                         statePath, QStringLiteral("--"), error.alias,
-                                         error.name};
-        }
-        advices.append(advice);
-    }
+    for (const WayOut& way : ways)
+        advices.append({qtTrId(way.sentenceId), way.answer, way.mayReplaceNewer});
     return advices;
+}
+
+QStringList command(const VornCliFileError& error, VornCliAnswer answer, const QString& program,
+                    const QString& statePath)
+{
+    if (answer == VornCliAnswer::ByHand)
+        return QStringList();
+    return {program,     commandName(answer), QStringLiteral("--state"), statePath, QStringLiteral("--"),
+            error.alias, error.name};
 }
 
 } // namespace VornCliErrorGuide

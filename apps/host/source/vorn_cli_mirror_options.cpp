@@ -20,7 +20,7 @@ namespace {
 constexpr int kDefaultIntervalMs = 30000; // with --watch nothing waits for it; without, half a minute is soon
 constexpr int kLeastIntervalMs = 100;     // the smallest budget of a cycle's verification
 
-const char kDescription[] =
+const char kTerminalDescription[] =
     "Keeps each LOCAL directory mirrored to its DISTANT one until interrupted.\n"
     "Without a pair the ones that the state directory remembers are mirrored; new pairs are added to them.\n"
     "Only the plain files directly in LOCAL are mirrored, hidden ones are not.\n"
@@ -29,12 +29,27 @@ const char kDescription[] =
     "could not be mirrored; 2 usage error; 4 the state directory can't be used; 5 another instance uses the\n"
     "state directory; 128 + N: --once was ended by signal N before everything was settled.";
 
+const char kWindowDescription[] =
+    "Keeps each LOCAL directory mirrored to its DISTANT one and shows it in a window, until that is closed.\n"
+    "Without a pair the ones that the state directory remembers are mirrored; new pairs are added to them.\n"
+    "Only the plain files directly in LOCAL are mirrored, hidden ones are not.\n"
+    "\n"
+    "Exit codes: 0 the window was closed; 2 usage error; 4 the state directory can't be used; 5 another\n"
+    "instance uses the state directory.";
+
+QStringList themes()
+{
+    return {QStringLiteral("light"), QStringLiteral("dark")};
+}
+
 struct Options
 {
     QCommandLineOption help{{QStringLiteral("h"), QStringLiteral("help")},
                             QStringLiteral("Shows this text.")};
-    QCommandLineOption once{QStringLiteral("once"),
-                            QStringLiteral("Ends when everything is settled instead of mirroring on.")};
+    QCommandLineOption once{
+        QStringLiteral("once"),
+        QStringLiteral(
+            "Ends when everything is settled instead of mirroring on; --watch has no effect then.")};
     QCommandLineOption state{
         QStringLiteral("state"),
         QStringLiteral("Where the database, the trash and the remembered pairs are kept; "
@@ -54,8 +69,7 @@ struct Options
                                QStringLiteral("Wildcard of file names to leave out; may be repeated."),
                                QStringLiteral("PATTERN")};
     QCommandLineOption watch{QStringLiteral("watch"),
-                             QStringLiteral("Watches LOCAL and sends a saved file at once; of no effect with "
-                                            "--once.")};
+                             QStringLiteral("Watches LOCAL and sends a saved file at once.")};
     QCommandLineOption verbose{
         QStringLiteral("verbose"),
         QStringLiteral("Shows every signal, and the library's trace lines where they are "
@@ -67,8 +81,15 @@ struct Options
                                     .arg(VornCliLocale::languages().join(QStringLiteral(", "))),
                                 QStringLiteral("CODE")};
 
-    QList<QCommandLineOption> all() const
+    QCommandLineOption theme{QStringLiteral("theme"),
+                             QStringLiteral("Colours of the window (%1); default: the desktop's.")
+                                 .arg(themes().join(QStringLiteral(", "))),
+                             QStringLiteral("NAME")};
+
+    QList<QCommandLineOption> of(VornCliShownIn shownIn) const
     {
+        if (shownIn == VornCliShownIn::Window)
+            return {help, state, alias, interval, exclude, watch, verbose, language, theme};
         return {help, once, state, alias, interval, exclude, watch, verbose, json, quiet, language};
     }
 };
@@ -83,9 +104,10 @@ QString absolute(const QString& path)
 VornCliMirrorOptions::Result VornCliMirrorOptions::parse(const QStringList& arguments)
 {
     const Options options;
+    const bool isTerminal = m_shownIn == VornCliShownIn::Terminal;
     QCommandLineParser parser;
-    parser.setApplicationDescription(QLatin1String(kDescription));
-    parser.addOptions(options.all());
+    parser.setApplicationDescription(QLatin1String(isTerminal ? kTerminalDescription : kWindowDescription));
+    parser.addOptions(options.of(m_shownIn));
     parser.addPositionalArgument(
         QStringLiteral("LOCAL DISTANT"),
         QStringLiteral("An existing directory and where its mirror is; may be repeated."),
@@ -100,11 +122,13 @@ VornCliMirrorOptions::Result VornCliMirrorOptions::parse(const QStringList& argu
         return Result::Refused;
     }
 
-    m_once = parser.isSet(options.once);
     m_watch = parser.isSet(options.watch);
     m_verbose = parser.isSet(options.verbose);
-    m_json = parser.isSet(options.json);
-    m_quiet = parser.isSet(options.quiet);
+    if (isTerminal) {
+        m_once = parser.isSet(options.once);
+        m_json = parser.isSet(options.json);
+        m_quiet = parser.isSet(options.quiet);
+    }
     m_exclusions = parser.values(options.exclude);
     m_statePath = absolute(parser.isSet(options.state) ? parser.value(options.state)
                                                        : VornCliStateDirectory::defaultPath());
@@ -116,6 +140,7 @@ VornCliMirrorOptions::Result VornCliMirrorOptions::parse(const QStringList& argu
                                                          : QString::number(kDefaultIntervalMs)) &&
              readLanguage(parser.isSet(options.language) ? parser.value(options.language)
                                                          : VornCliLocale::environmentLanguage()) &&
+             (isTerminal || !parser.isSet(options.theme) || readTheme(parser.value(options.theme))) &&
              readPairs(parser.positionalArguments(), parser.values(options.alias)) && checkPairs())
         return Result::Run;
     return Result::Refused;
@@ -139,6 +164,15 @@ bool VornCliMirrorOptions::readLanguage(const QString& text)
         return true;
     return refuse(QStringLiteral("--lang needs one of: %1; not '%2'.")
                       .arg(VornCliLocale::languages().join(QStringLiteral(", ")), printable(text)));
+}
+
+bool VornCliMirrorOptions::readTheme(const QString& text)
+{
+    m_theme = text;
+    if (themes().contains(text))
+        return true;
+    return refuse(QStringLiteral("--theme needs one of: %1; not '%2'.")
+                      .arg(themes().join(QStringLiteral(", ")), printable(text)));
 }
 
 bool VornCliMirrorOptions::readPairs(const QStringList& paths, const QStringList& aliases)

@@ -2,11 +2,19 @@
 
 #include "vorn_cli_types.h"
 
-// The command line of "mirror", checked as far as it can be without looking into the state. A value.
+// Where a mirror shows itself: by the command "vorn_sync mirror", or in a window.
+enum class VornCliShownIn { Terminal, Window };
+
+// The command line of a mirror, checked as far as it can be without looking into the state. A value.
 class VornCliMirrorOptions
 {
 public:
     enum class Result { Run, ShowHelp, Refused };
+
+    explicit VornCliMirrorOptions(VornCliShownIn shownIn = VornCliShownIn::Terminal)
+        : m_shownIn(shownIn)
+    {
+    }
 
     // `arguments` are the program's name and what follows the command's name.
     Result parse(const QStringList& arguments);
@@ -20,6 +28,7 @@ public:
     QStringList exclusions() const { return m_exclusions; }
     QString language() const { return m_language; }
     int intervalMs() const { return m_intervalMs; }
+    QString theme() const { return m_theme; } // of a window: "light", "dark"; empty: the desktop's
     bool once() const { return m_once; }
     bool watch() const { return m_watch; }
     bool verbose() const { return m_verbose; }
@@ -29,10 +38,12 @@ public:
 private:
     bool readInterval(const QString& text);
     bool readLanguage(const QString& text);
+    bool readTheme(const QString& text);
     bool readPairs(const QStringList& paths, const QStringList& aliases);
     bool checkPairs();
     bool refuse(const QString& error);
 
+    VornCliShownIn m_shownIn;
     QString m_error;
     QString m_helpText;
     QVector<VornCliPair> m_pairs;
@@ -40,6 +51,7 @@ private:
     QStringList m_exclusions;
     QString m_language;
     int m_intervalMs = 0;
+    QString m_theme;
     bool m_once = false;
     bool m_watch = false;
     bool m_verbose = false;

@@ -50,6 +50,7 @@ public:
     bool restart();
     void close(); // the manager's bounded shutdown; emits nothing afterwards
 
+    VornSyncManager* manager() const { return m_manager.get(); }
     VornCliCycleProbe* probe() { return m_probe.get(); }
 
     // ---- What commands ask for
@@ -87,6 +88,7 @@ signals:
     void closing();
     void fileStarted(const VornCliFile& file);
     void fileCompleted(const VornCliFile& file, bool ok);
+    void pausedChanged();
     void refreshed(); // counters or errors may have changed
 
 private:

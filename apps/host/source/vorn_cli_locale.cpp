@@ -1,10 +1,17 @@
 #include "vorn_cli_locale.h"
 
+#include <QCoreApplication>
 #include <QTranslator>
 
 #include <clocale>
 #include <cstring>
 #include <langinfo.h>
+
+// Of a static library; the macro can't stand in a namespace.
+static void initCatalogues()
+{
+    Q_INIT_RESOURCE(vorn_sync_translations);
+}
 
 namespace {
 
@@ -54,10 +61,11 @@ QString environmentLanguage()
     return languages().contains(language) ? language : languages().constFirst();
 }
 
-bool installCatalogue(const QString& language, QCoreApplication* application)
+bool installCatalogue(const QString& program, const QString& language)
 {
-    auto* catalogue = new QTranslator(application);
-    if (!catalogue->load(QStringLiteral(":/translations/vorn_sync_%1.qm").arg(language)))
+    initCatalogues();
+    auto* catalogue = new QTranslator(QCoreApplication::instance());
+    if (!catalogue->load(QStringLiteral(":/translations/%1_%2.qm").arg(program, language)))
         return false;
     return QCoreApplication::installTranslator(catalogue);
 }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QCoreApplication>
 #include <QString>
 #include <QStringList>
 
@@ -16,7 +15,7 @@ QStringList languages(); // of which there is a catalogue
 // The language of the user's environment, where there is a catalogue for it; otherwise English.
 QString environmentLanguage();
 
-// Installs the catalogue of one of languages() in the application.
-bool installCatalogue(const QString& language, QCoreApplication* application);
+// Installs the program's catalogue of one of languages() in the application.
+bool installCatalogue(const QString& program, const QString& language);
 
 } // namespace VornCliLocale
