@@ -9,7 +9,7 @@ function(vorn_sync_catalogues program result)
         set(source ${CMAKE_CURRENT_SOURCE_DIR}/translations/${name}.ts)
         add_custom_command(
             OUTPUT ${name}.qm
-            COMMAND Qt5::lrelease -idbased -silent ${source} -qm ${name}.qm
+            COMMAND Qt${VORN_SYNC_QT_MAJOR}::lrelease -idbased -silent ${source} -qm ${name}.qm
             DEPENDS ${source}
             VERBATIM
         )
@@ -21,7 +21,7 @@ function(vorn_sync_catalogues program result)
         CONTENT "<RCC><qresource prefix=\"/translations\">@files@</qresource></RCC>\n")
     add_custom_command(
         OUTPUT qrc_translations.cpp
-        COMMAND Qt5::rcc --name ${program}_translations -o qrc_translations.cpp translations.qrc
+        COMMAND Qt${VORN_SYNC_QT_MAJOR}::rcc --name ${program}_translations -o qrc_translations.cpp translations.qrc
         DEPENDS ${catalogues} ${CMAKE_CURRENT_BINARY_DIR}/translations.qrc
         VERBATIM
     )

@@ -1,65 +1,51 @@
 // What the comparison scripts run beside a peer's program. Prints one JSON object.
-//   vorn_sync_bench prepare ROOT N      makes a mirrored directory of N files
-//   vorn_sync_bench pass ROOT N         one pass over it that finds nothing to do: CPU and wall time
-//   vorn_sync_bench copy SOURCE DEST    one file, as a copy task of the library sends it: CPU and wall time
+//   vorn_sync_bench prepare ROOT N               makes a mirrored directory of N files
+//   vorn_sync_bench pass DATABASE                one pass over it that finds nothing to do
+//   vorn_sync_bench floor LOCAL DISTANT          lists both and asks for each file, and nothing else
+//   vorn_sync_bench copy SOURCE DESTINATION      one file, as a copy task of the library sends it
+//   vorn_sync_bench open DATABASE                brings a state database of any generation to the current schema
+//   vorn_sync_bench refresh DATABASE WRITER N    N refreshes of the manager's counters; WRITER changes one row in
+//                                                error before each: "nobody", "own" or "other" (process)
 
+#include "bench_figures.h"
+#include "engine_bench.h"
 #include "mirrored_directory.h"
-
-#include "vorn_sync_database.h"
-#include "vorn_sync_synchronizer.h"
-#include "vorn_sync_task.h"
+#include "scan_floor.h"
 
 #include <QCoreApplication>
-#include <QElapsedTimer>
-#include <QJsonDocument>
-#include <QJsonObject>
+#include <QHash>
 #include <QTextStream>
-
-#include <functional>
-#include <sys/resource.h>
 
 namespace {
 
-double cpuSeconds()
-{
-    rusage usage;
-    getrusage(RUSAGE_SELF, &usage);
-    const auto seconds = [](const timeval& t) { return double(t.tv_sec) + double(t.tv_usec) / 1e6; };
-    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
-}
-
-void print(const QJsonObject& object)
-{
-    QTextStream(stdout) << QJsonDocument(object).toJson(QJsonDocument::Compact) << "\n";
-}
-
-int measure(const std::function<bool()>& run)
-{
-    QElapsedTimer wall;
-    wall.start();
-    const double cpu = cpuSeconds();
-    const bool succeeded = run();
-    print({{QStringLiteral("cpu"), cpuSeconds() - cpu},
-           {QStringLiteral("wall"), double(wall.nsecsElapsed()) / 1e9},
-           {QStringLiteral("ok"), succeeded}});
-    return succeeded ? 0 : 1;
-}
-
-int measurePass(const QString& root, int count)
+QJsonObject prepare(const QString& root, int count)
 {
     const MirroredDirectory directory(root, count);
-    VornSyncDatabase database(directory.databasePath());
-    if (!database.initialize())
-        return 1;
-    const int id = database.getDirectoryIdByAlias(MirroredDirectory::alias());
-    VornSyncSynchronizer synchronizer(directory.trashRoot(), 60000, {});
-    synchronizer.initialize(&database);
-    int tasks = 0;
-    QObject::connect(&synchronizer, &VornSyncSynchronizer::sigRunTask, [&tasks] { ++tasks; });
-    return measure([&] {
-        synchronizer.synchronizeDirectory(id);
-        return tasks == 0;
-    });
+    return {{QStringLiteral("local"), directory.localPath()},
+            {QStringLiteral("distant"), directory.distantPath()},
+            {QStringLiteral("database"), directory.databasePath()}};
+}
+
+QJsonObject run(const QStringList& words)
+{
+    using EngineBench::Writer;
+    static const QHash<QString, Writer> writers{{QStringLiteral("nobody"), Writer::Nobody},
+                                                {QStringLiteral("own"), Writer::OwnProcess},
+                                                {QStringLiteral("other"), Writer::OtherProcess}};
+    const QString what = words.value(0);
+    if (what == QLatin1String("prepare") && words.size() == 3)
+        return prepare(words.at(1), words.at(2).toInt());
+    if (what == QLatin1String("pass") && words.size() == 2)
+        return EngineBench::pass(words.at(1));
+    if (what == QLatin1String("floor") && words.size() == 3)
+        return BenchFigures::measured([&words] { return ScanFloor::scan(words.at(1), words.at(2)) > 0; });
+    if (what == QLatin1String("copy") && words.size() == 3)
+        return EngineBench::copy(words.at(1), words.at(2));
+    if (what == QLatin1String("open") && words.size() == 2)
+        return EngineBench::open(words.at(1));
+    if (what == QLatin1String("refresh") && words.size() == 4 && writers.contains(words.at(2)))
+        return EngineBench::refresh(words.at(1), writers.value(words.at(2)), words.at(3).toInt());
+    return QJsonObject();
 }
 
 } // namespace
@@ -67,24 +53,13 @@ int measurePass(const QString& root, int count)
 int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);
-    const QStringList arguments = QCoreApplication::arguments();
-    if (arguments.size() == 4) {
-        const QString what = arguments.at(1);
-        const int count = arguments.at(3).toInt();
-        if (what == QLatin1String("prepare")) {
-            const MirroredDirectory directory(arguments.at(2), count);
-            print({{QStringLiteral("local"), directory.localPath()},
-                   {QStringLiteral("distant"), directory.distantPath()},
-                   {QStringLiteral("database"), directory.databasePath()}});
-            return 0;
-        }
-        if (what == QLatin1String("pass"))
-            return measurePass(arguments.at(2), count);
-        if (what == QLatin1String("copy")) {
-            const pVornSyncTask task = VornSyncTask::create(arguments.at(2), arguments.at(3), ceStoCopy);
-            return measure([&task] { return task && task->runtask(); });
-        }
+    const QJsonObject figures = run(QCoreApplication::arguments().mid(1));
+    if (figures.isEmpty()) {
+        QTextStream(stderr)
+            << "usage: vorn_sync_bench prepare ROOT N | pass DATABASE | copy SOURCE DESTINATION | "
+               "open DATABASE | refresh DATABASE nobody|own|other N\n";
+        return 2;
     }
-    QTextStream(stderr) << "usage: vorn_sync_bench prepare ROOT N | pass ROOT N | copy SOURCE DEST\n";
-    return 2;
+    BenchFigures::print(figures);
+    return figures.value(QStringLiteral("ok")).toBool(true) ? 0 : 1;
 }

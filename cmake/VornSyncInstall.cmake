@@ -19,6 +19,10 @@ configure_package_config_file(packaging/VornSyncConfig.cmake.in
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/VornSyncConfigVersion.cmake
     COMPATIBILITY SameMajorVersion
 )
+math(EXPR vorn_sync_other_qt "11 - ${VORN_SYNC_QT_MAJOR}")
+configure_file(packaging/VornSyncConfigQt.cmake.in ${PROJECT_BINARY_DIR}/VornSyncConfigQt.cmake @ONLY)
+file(READ ${PROJECT_BINARY_DIR}/VornSyncConfigQt.cmake vorn_sync_config_qt)
+file(APPEND ${PROJECT_BINARY_DIR}/VornSyncConfigVersion.cmake "${vorn_sync_config_qt}")
 install(FILES
     ${PROJECT_BINARY_DIR}/VornSyncConfig.cmake
     ${PROJECT_BINARY_DIR}/VornSyncConfigVersion.cmake

@@ -2,12 +2,21 @@
 # Sourced by the other scripts: the Debian packages that each job needs, how they are installed, and how they
 # say what they do.
 
-# What building and running the library and its command-line host takes.
+packages_tools="g++ cmake ninja-build ccache"
+packages_qt5="qtbase5-dev libqt5sql5-sqlite qttools5-dev qttools5-dev-tools"
+# Instead of those of Qt 5 where VORN_SYNC_QT_MAJOR is 6.
 # shellcheck disable=SC2034 # used by the scripts that source this file
-packages_build="g++ cmake ninja-build ccache qtbase5-dev libqt5sql5-sqlite qttools5-dev qttools5-dev-tools"
-# What the window takes besides.
+packages_qt6="qt6-base-dev libqt6sql6-sqlite qt6-tools-dev qt6-l10n-tools"
+# What building and running the library and its command-line host takes.
+# shellcheck disable=SC2034
+packages_build="$packages_tools $packages_qt5"
+# What the window takes besides, with Qt 5 and with Qt 6.
 packages_window="qtdeclarative5-dev qtquickcontrols2-5-dev qml-module-qtquick2 qml-module-qtquick-controls2
     qml-module-qtquick-layouts qml-module-qtquick-templates2 qml-module-qtquick-window2"
+# shellcheck disable=SC2034
+packages_window_qt6="qt6-declarative-dev qml6-module-qtquick qml6-module-qtquick-controls qml6-module-qtquick-layouts
+    qml6-module-qtquick-templates qml6-module-qtquick-window qml6-module-qtqml qml6-module-qtqml-models
+    qml6-module-qtqml-workerscript"
 # What the tests use besides, those of the window among them.
 # shellcheck disable=SC2034
 packages_test="$packages_window binutils pkg-config sqlite3 util-linux mount procps samba smbclient smbnetfs bindfs
@@ -21,10 +30,10 @@ packages_screenshots="$packages_window xvfb xauth xdotool imagemagick optipng sq
 # shellcheck disable=SC2034
 packages_coverage="gcovr"
 # shellcheck disable=SC2034
-packages_benchmark="libbenchmark-dev"
-# What benchmarks/compare/peers.py runs.
+packages_benchmark="libbenchmark-dev valgrind sqlite3"
+# What the scripts of benchmarks/compare run.
 # shellcheck disable=SC2034
-packages_peers="rsync lsyncd unison syncthing bindfs"
+packages_peers="python3 rsync rclone lsyncd unison syncthing bindfs gnuplot-nox"
 
 # Most tests wait for timers most of the time: more of them than cores may run at once.
 # shellcheck disable=SC2034

@@ -99,7 +99,7 @@ bool allQtComesFrom(const QString& prefix)
     for (const QString& line : lines) {
         const bool isDriver = line.contains(QLatin1String("libqsqlite"));
         isDriverSeen = isDriverSeen || isDriver;
-        if ((isDriver || line.contains(QLatin1String("libQt5"))) && !line.contains(prefix)) {
+        if ((isDriver || line.contains(QLatin1String("libQt"))) && !line.contains(prefix)) {
             std::printf("not instrumented: %s\n", qPrintable(line));
             return false;
         }

@@ -44,7 +44,7 @@ void useDatabase(VornSyncDatabase& database)
     const QList<int> ids = database.getDirectoryIds(false);
     for (int known : ids) {
         QVector<VornSyncFileRow> rows;
-        database.readDirectoryRows(known, rows);
+        database.readDirectoryRows(known, [&rows](const VornSyncFileRow& row) { rows.append(row); });
         for (const VornSyncFileRow& row : rows) {
             VornSyncFileRow again;
             bool found = false;

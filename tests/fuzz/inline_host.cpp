@@ -3,7 +3,6 @@
 #include "sandbox.h"
 #include "sync_manager_access.h"
 
-#include <QAbstractEventDispatcher>
 #include <QCoreApplication>
 #include <QDir>
 #include <QThread>
@@ -16,13 +15,33 @@ namespace {
 
 constexpr int kNoCyclesMs = 600000;
 
+// Whether anything was delivered on the application's thread.
+class EventWatch : public QObject
+{
+public:
+    EventWatch() { QCoreApplication::instance()->installEventFilter(this); }
+
+    bool takeSeen() { return std::exchange(m_seen, false); }
+
+protected:
+    bool eventFilter(QObject* /*watched*/, QEvent* /*event*/) override
+    {
+        m_seen = true;
+        return false;
+    }
+
+private:
+    bool m_seen = false;
+};
+
 // One call hands out what is posted by then, and leaves what that posts.
 void turnEventLoop()
 {
-    while (QThread::currentThread()->eventDispatcher()->hasPendingEvents()) {
+    EventWatch watch;
+    do {
         QCoreApplication::sendPostedEvents();
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    }
+    } while (watch.takeSeen());
 }
 
 } // namespace

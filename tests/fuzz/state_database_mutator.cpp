@@ -91,7 +91,7 @@ const char* const kStatements[] = {
     "CREATE TRIGGER refusing_rows BEFORE INSERT ON {t} BEGIN SELECT RAISE(ROLLBACK, 'no'); END",
     "CREATE TRIGGER ignoring BEFORE DELETE ON {t} BEGIN SELECT RAISE(IGNORE); END",
     "DROP TRIGGER file_tracking_counts_insert",
-    "DROP INDEX file_tracking_by_status",
+    "DROP INDEX file_tracking_not_up_to_date",
     "PRAGMA user_version = {n}",
     "PRAGMA auto_vacuum = 1",
     "PRAGMA page_size = 1024",

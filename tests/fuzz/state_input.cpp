@@ -20,7 +20,7 @@ StateInput StateInput::fromBytes(const std::uint8_t* data, std::size_t size)
         return result;
     result.way = data[0] & (WholeManager | WipedAfterwards);
     result.file = QByteArray(reinterpret_cast<const char*>(data) + 1, int(size) - 1);
-    const int marker = result.file.lastIndexOf(kMarker);
+    const int marker = int(result.file.lastIndexOf(kMarker));
     if (marker >= 0) {
         result.log = result.file.mid(marker + kMarker.size());
         result.file.truncate(marker);

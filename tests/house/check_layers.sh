@@ -9,26 +9,26 @@ set -euo pipefail
 # place here before it gets a user.
 declare -A members=(
     [utilities]="vorn_utilities vorn_planted_bugs"
-    [sqlite]="vorn_sqlite_database vorn_sqlite_connection vorn_sqlite_connections vorn_sqlite_transaction
+    [sqlite]="vorn_sqlite_writer_line vorn_sqlite_database vorn_sqlite_connection vorn_sqlite_connections vorn_sqlite_transaction
         vorn_sqlite_silence"
-    [floor]="vorn_sync_types vorn_sync_log vorn_sync_times vorn_sync_files vorn_sync_local_siblings
+    [floor]="vorn_sync_types vorn_sync_log vorn_sync_times vorn_sync_files vorn_sync_stat vorn_sync_local_siblings
         vorn_sync_thread"
     [task]="vorn_sync_task"
     [worker]="vorn_sync_worker"
-    [database]="vorn_sync_database vorn_sync_distant_marks vorn_sync_status_counts vorn_sync_row_changes
+    [database]="vorn_sync_database vorn_sync_error_revision vorn_sync_schema_objects vorn_sync_distant_marks vorn_sync_status_counts vorn_sync_row_changes
         vorn_sync_file_comparison vorn_sync_migration vorn_sync_progress_notes"
     [observer]="vorn_sync_observer"
-    [engine]="vorn_sync_synchronizer vorn_sync_pass vorn_sync_directory_listing vorn_sync_file_decision
+    [engine]="vorn_sync_synchronizer vorn_sync_open_directory vorn_sync_pass vorn_sync_directory_listing vorn_sync_file_decision
         vorn_sync_exclusions vorn_sync_flight_table vorn_sync_observations vorn_sync_path_cache
         vorn_sync_rename_locks vorn_sync_verify_queue vorn_sync_side_car_deferrals vorn_sync_task_results
-        vorn_sync_verification vorn_sync_error_resolution vorn_sync_name_index vorn_sync_pass_report
+        vorn_sync_verification vorn_sync_error_resolution vorn_sync_name_table vorn_sync_pass_report
         vorn_sync_verify_rounds"
     # The private object emits the facade's signals, so the two know each other.
-    [manager]="vorn_sync_manager_p vorn_sync_manager vorn_sync_file_ready"
+    [manager]="vorn_sync_manager_p vorn_sync_mailbox vorn_sync_error_list vorn_sync_manager vorn_sync_file_ready"
 )
 declare -A may_know=(
     [utilities]=""
-    [sqlite]="utilities"
+    [sqlite]="vorn_sqlite_writer_line utilities"
     [floor]="utilities"
     [task]="utilities floor"
     [worker]="utilities floor task"
@@ -55,6 +55,9 @@ copies='QFile::copy|[.>]copy\(|filesystem::copy'
 copy_classes='vorn_sync_task'
 # QFile::rename copies and unlinks on an I/O error; VornSyncFiles::rename never does.
 renames='QFile::rename|QDir::rename|QFile\([^)]*\)\.rename|QDir\([^)]*\)\.rename'
+# All sources are written so that each Qt understands them; what can't be asks in one header.
+qt_versions='\bQT_VERSION(_MAJOR|_MINOR|_CHECK)?\b'
+qt_version_classes='qt_compat'
 
 violations=0
 violation() { printf '%s\n' "$*"; violations=$((violations + 1)); }
@@ -113,6 +116,10 @@ check_tree() {
             reserved "$file" "${class%.*}" "$sql" "$app_sql_classes" "SQL outside the reader of the state"
         done < <(find "$root/apps" \( -name '*.h' -o -name '*.cpp' \) | sort)
     fi
+    while IFS= read -r file; do
+        class=$(basename "$file")
+        reserved "$file" "${class%.*}" "$qt_versions" "$qt_version_classes" "asks which Qt this is"
+    done < <(grep -rlE "$qt_versions" "$root"/{libraries,apps,tests,benchmarks} --include='*.h' --include='*.cpp' 2>/dev/null | sort)
 }
 
 patterns=$(mktemp)
@@ -122,7 +129,8 @@ expect_violation() {
     local name=$1 path=$2 text=$3 found
     local tree
     tree=$(mktemp -d)
-    mkdir -p "$tree/libraries/lib_utilities/source" "$tree/libraries/lib_sync_library/source" "$tree/apps/vorn_sync"
+    mkdir -p "$tree/libraries/lib_utilities/source" "$tree/libraries/lib_sync_library/source" "$tree/apps/vorn_sync" \
+        "$tree/tests/support"
     printf '#pragma once\n' >"$tree/libraries/lib_sync_library/source/vorn_sync_manager_p.h"
     printf '%s\n' "$text" >"$tree/$path"
     found=$(violations=0; check_tree "$tree" >/dev/null; printf '%s' "$violations")
@@ -149,6 +157,9 @@ if [ "${1:-}" = --self-test ]; then
     expect_violation "an inside header in an application" apps/vorn_sync/main.cpp '#include "vorn_sync_manager_p.h"' 1
     expect_violation "SQL in an application" apps/vorn_sync/main.cpp '#include <QSqlQuery>' 1
     expect_violation "SQL in its place in an application" apps/vorn_sync/vorn_cli_state_reader.cpp '#include <QSqlQuery>' 0
+    expect_violation "a Qt version" $lib/vorn_sync_task.cpp '#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)' 1
+    expect_violation "a Qt version in a test" tests/support/pair.cpp '#if QT_VERSION_MAJOR == 6' 1
+    expect_violation "a Qt version in its place" tests/support/qt_compat.h '#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)' 0
     expect_violation "a downward include" $lib/vorn_sync_worker.cpp '#include "vorn_sync_task.h"' 0
     expect_violation "a comment" $lib/vorn_sync_task.cpp '// like SELECT, QFile::rename or qDebug()' 0
     expect_violation "SQL in its place" $lib/vorn_sync_database.cpp 'q("SELECT 1"); // all of it' 0
@@ -162,4 +173,4 @@ if [ "$violations" -ne 0 ]; then
     printf 'FAIL: %s violations\n' "$violations"
     exit 1
 fi
-printf 'PASS: every include points downward, and SQL, log channels, copies and renames are where they belong\n'
+printf 'PASS: every include points downward, and SQL, log channels, copies, renames and Qt versions are where they belong\n'

@@ -7,7 +7,6 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
-#include <QLibraryInfo>
 #include <QLocalSocket>
 #include <QTest>
 
@@ -252,8 +251,7 @@ void TestCliCommandsHost::socketIsTheOwnersAlone()
 
 void TestCliCommandsHost::foreignUserIsRefused()
 {
-    const QString qtCore = QLibraryInfo::location(QLibraryInfo::LibrariesPath) + "/libQt5Core.so.5"_s;
-    const ProcessResult sameQt = runAsUser("test"_s, {"-r"_s, qtCore});
+    const ProcessResult sameQt = runAsUser("test"_s, {"-r"_s, QStringLiteral(VORN_SYNC_QT_CORE)});
     if (!sameQt.hasRun || sameQt.exitCode != 0 || ::geteuid() != 0)
         QSKIP("an ordinary user can't read the Qt in use, or there is no way to become one");
     CliHost host;

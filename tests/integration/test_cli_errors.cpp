@@ -5,7 +5,6 @@
 
 #include <QFile>
 #include <QFileInfo>
-#include <QLibraryInfo>
 #include <QTest>
 
 using VornSyncTest::CliResult;
@@ -150,10 +149,8 @@ void TestCliErrors::missingDistantFile()
 void TestCliErrors::unreadableFile()
 {
     // Where only root can read the Qt that the program was built with, the user would run it with another one.
-    const QString qtCore =
-        QLibraryInfo::location(QLibraryInfo::LibrariesPath) + QStringLiteral("/libQt5Core.so.5");
-    const VornSyncTest::ProcessResult sameQt =
-        VornSyncTest::runAsUser(QStringLiteral("test"), {QStringLiteral("-r"), qtCore});
+    const VornSyncTest::ProcessResult sameQt = VornSyncTest::runAsUser(
+        QStringLiteral("test"), {QStringLiteral("-r"), QStringLiteral(VORN_SYNC_QT_CORE)});
     if (!sameQt.hasRun || sameQt.exitCode != 0)
         QSKIP("an ordinary user can't read the Qt in use, or there is no way to become one");
     const OnePair pair;

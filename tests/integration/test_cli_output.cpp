@@ -302,7 +302,7 @@ void TestCliOutput::progressLineIsClipped()
         segment.chop(3);
         QVERIFY2(!segment.contains(QLatin1Char('\x1b')) && !segment.contains(QLatin1Char('\n')),
                  qPrintable(segment));
-        const int wide = segment.count(QChar(0x65e5)) + segment.count(QChar(0x672c)); // two columns each
+        const auto wide = segment.count(QChar(0x65e5)) + segment.count(QChar(0x672c)); // two columns each
         QVERIFY2(segment.size() + wide < kColumns, qPrintable(segment));
         withFile += segment.contains(QLatin1String("| local/")) ? 1 : 0;
     }

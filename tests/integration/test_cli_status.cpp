@@ -7,7 +7,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QLibraryInfo>
 #include <QStandardPaths>
 #include <QTest>
 
@@ -192,8 +191,7 @@ void TestCliStatus::limitsOnTheCommandLine()
 // The mirror of a user who may not read one of his files.
 void TestCliStatus::unreadableSource()
 {
-    const QString qtCore = QLibraryInfo::location(QLibraryInfo::LibrariesPath) + "/libQt5Core.so.5"_s;
-    const ProcessResult sameQt = runAsUser("test"_s, {"-r"_s, qtCore});
+    const ProcessResult sameQt = runAsUser("test"_s, {"-r"_s, QStringLiteral(VORN_SYNC_QT_CORE)});
     const QString setpriv = QStandardPaths::findExecutable("setpriv"_s);
     if (!sameQt.hasRun || sameQt.exitCode != 0 || ::geteuid() != 0 || setpriv.isEmpty())
         QSKIP("an ordinary user can't read the Qt in use, or there is no way to become one");

@@ -142,8 +142,8 @@ void TestManagerLifecycle::deletedByASlot()
         manager->delDirectory(QStringLiteral("unknown"));
     host.releaseManager();
     QVERIFY(waitForDestruction(manager));
-    const int startedCount = host.started().size();
-    const int completedCount = host.completed().size();
+    const int startedCount = int(host.started().size());
+    const int completedCount = int(host.completed().size());
     QCoreApplication::processEvents();
     QCOMPARE(host.started().size(), startedCount);
     QCOMPARE(host.completed().size(), completedCount);

@@ -168,7 +168,7 @@ void TestMirrorDistant::aSuspendedPairIsLeftAloneUntilItComesBack()
     for (int round = 2; round < 5; ++round) {
         host.manager()->setDirectoryAvailability("docs"_s, false);
         QVERIFY(host.awaitCycles(1)); // a cycle that had begun before goes to its end
-        const int sent = host.started().size();
+        const int sent = int(host.started().size());
         const QByteArray content = QByteArray("version ") + QByteArray(round, '!');
         QVERIFY(host.local().write("text.txt"_s, content));
         QVERIFY(host.awaitCycles(2));

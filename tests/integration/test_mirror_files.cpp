@@ -262,7 +262,7 @@ void TestMirrorFiles::aFileThatGrowsWhileItIsSentEndsWhole()
     const QString path = host.local().filePath("growing.log"_s);
     for (int i = 0; i < 5; ++i) {
         const int sent = host.completedCount(path);
-        const int begun = host.started().count(path);
+        const int begun = int(host.started().count(path));
         // In the middle of an operation, if one runs, otherwise before the next one is found.
         QVERIFY(
             waitFor([&] { return host.started().count(path) > begun || host.completedCount(path) > sent; }));

@@ -126,7 +126,7 @@ void TestMirrorPairs::aPairMayBeRemovedWhileItsFilesAreSent()
         QVERIFY(host.local().write("file %1"_s.arg(i), QByteArray(300000, char('a' + i))));
     QVERIFY(host.start());
     for (int i = 0; i < 3; ++i) {
-        const int sent = host.started().size();
+        const int sent = int(host.started().size());
         QVERIFY(waitFor([&] { return host.started().size() > sent; }));
         QVERIFY(host.manager()->delDirectory("docs"_s));
         QVERIFY(host.manager()->addDirectory("docs"_s, host.pair().localPath(), host.pair().distantPath()));
@@ -379,7 +379,7 @@ void TestMirrorPairs::pausedPairsAreLeftAlone()
     QVERIFY(waitFor([&] {
         return host.raw().value("SELECT COUNT(*) FROM directories WHERE available = 1"_s).toInt() == 0;
     }));
-    const int sent = host.started().size();
+    const int sent = int(host.started().size());
     QVERIFY(host.local().write("text.txt"_s, "t"));
     QVERIFY(host.pair("more"_s).local().write("text.txt"_s, "t"));
     host.manager()->requestSync();

@@ -154,7 +154,7 @@ void TestMirrorRestart::whatACrashLeftIsTakenUp()
     }
     QVERIFY(host.raw().exec("UPDATE file_tracking SET size = NULL, local_lmd = NULL, distant_lmd = NULL "
                             "WHERE file_name LIKE 'unsent%'"_s));
-    const int sent = host.started().size();
+    const int sent = int(host.started().size());
     QVERIFY(host.start());
     VERIFY_AT_REST(host);
     QCOMPARE(host.started().size(), sent + statuses.size());
@@ -297,7 +297,7 @@ void TestMirrorRestart::unusableDatabasesAreReportedFromTheEventLoop()
     QCOMPARE(manager.doneCount() + manager.pendingCount() + manager.errorCount() + manager.inProgressCount(),
              0);
     // The synchronizer has met it too.
-    const int errorsBefore = host.errors().size();
+    const int errorsBefore = int(host.errors().size());
     QVERIFY(waitFor([&] { return host.errors().size() > errorsBefore; }));
     host.stop();
 

@@ -283,8 +283,8 @@ void TestMirrorSignals::noSignalFollowsDestruction()
     QVERIFY(host.start());
     QVERIFY(waitFor([&] { return host.completed().size() == 1; }));
     host.stop();
-    const int started = host.started().size();
-    const int completed = host.completed().size();
+    const int started = int(host.started().size());
+    const int completed = int(host.completed().size());
     // Another manager's life takes longer than anything that the first one could have left behind.
     Host other;
     QVERIFY(other.local().write("text.txt"_s, "t"));

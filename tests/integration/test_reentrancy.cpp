@@ -56,7 +56,7 @@ int openOperations(const Host& host)
     int ended = 0;
     for (const auto& operation : host.completed())
         ended += operation.first.startsWith(host.local().path()) ? 1 : 0;
-    return host.started().size() - ended;
+    return int(host.started().size()) - ended;
 }
 
 bool awaitAllDone(Host& host, int fileCount)
@@ -243,11 +243,11 @@ void TestReentrancy::theNextFileIsAskedForInTheAnswer()
     QVERIFY(host.start());
     QStringList answers;
     const auto ask = [&] {
-        host.manager()->requestFileReady(host.distant().filePath(fileName(answers.size())));
+        host.manager()->requestFileReady(host.distant().filePath(fileName(int(answers.size()))));
     };
     connect(host.manager(), &VornSyncManager::fileReady, &host, [&](const QString& path, bool isFound) {
         QVERIFY(isFound);
-        QCOMPARE(path, host.local().filePath(fileName(answers.size())));
+        QCOMPARE(path, host.local().filePath(fileName(int(answers.size()))));
         answers << path;
         if (answers.size() < kFiles)
             ask();

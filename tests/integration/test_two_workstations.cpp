@@ -79,7 +79,7 @@ private:
             return;
         }
         m_buffer.append(bytes, int(count));
-        for (int end = m_buffer.indexOf('\n'); end >= 0; end = m_buffer.indexOf('\n')) {
+        for (auto end = m_buffer.indexOf('\n'); end >= 0; end = m_buffer.indexOf('\n')) {
             const QJsonArray line = QJsonDocument::fromJson(m_buffer.left(end)).array();
             m_buffer.remove(0, end + 1);
             answer(line);
@@ -307,7 +307,7 @@ void TestTwoWorkstations::cleanup()
 // Ben opens a file of the share, as his program does.
 bool TestTwoWorkstations::bring(const QString& fileName)
 {
-    const int before = m_ben->answers().size();
+    const int before = int(m_ben->answers().size());
     m_ben->tell({"ready"_s, m_distant->filePath(fileName)});
     QJsonArray answers;
     if (!waitFor([&] {

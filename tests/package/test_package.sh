@@ -2,7 +2,8 @@
 # Installs the build into a prefix of its own, builds a small host against nothing but that prefix, and lets
 # it mirror a file.
 #
-# usage: test_package.sh cmake|pkgconfig     the environment is set by CMakeLists.txt
+# usage: test_package.sh cmake|pkgconfig               the environment is set by CMakeLists.txt
+#        test_package.sh same_qt|other_qt|embedded     configures a host that has found a Qt before
 set -euo pipefail
 
 way=$1
@@ -31,10 +32,45 @@ soname=$(readelf -d "$libdir/lib_sync_library.so" | sed -n 's/.*SONAME.*\[\(.*\)
 [[ $soname =~ ^lib_sync_library\.so\.[0-9]+$ ]] || fail "the SONAME is '$soname'"
 [ -e "$libdir/$soname" ] || fail "the file of the SONAME is not installed"
 
+# configure_with_qt MAJOR OPTION...: a host that finds that Qt first; what it prints goes to $work/host.log.
+configure_with_qt() {
+    local major=$1
+    shift
+    "$CMAKE" -S "$(dirname "$host_source")/host_with_qt" -B "$work/host" -DCMAKE_CXX_COMPILER="$CXX" \
+        -DHOST_QT_MAJOR="$major" "$@" >"$work/host.log" 2>&1
+}
+
 case $way in
+same_qt)
+    configure_with_qt "$QT_MAJOR" "-DQt${QT_MAJOR}_DIR=$QT_DIR" -DCMAKE_PREFIX_PATH="$prefix" ||
+        fail "a host with the same Qt does not find it: $(cat "$work/host.log")"
+    printf 'PASS: %s\n' "$way"
+    exit
+    ;;
+other_qt)
+    other=$((11 - QT_MAJOR))
+    if configure_with_qt "$other" -DCMAKE_PREFIX_PATH="$prefix"; then
+        fail "a host with Qt $other took the library that needs Qt $QT_MAJOR"
+    fi
+    if ! grep -q "the host has found Qt $other" "$work/host.log"; then
+        printf 'SKIP: Qt %s is not installed for developers\n' "$other"
+        exit 77
+    fi
+    grep -q "version: .*(with Qt $QT_MAJOR)" "$work/host.log" || fail "no reason is given: $(cat "$work/host.log")"
+    printf 'PASS: %s\n' "$way"
+    exit
+    ;;
+embedded)
+    configure_with_qt "$QT_MAJOR" "-DQt${QT_MAJOR}_DIR=$QT_DIR" -DVORN_SYNC_SOURCE="$(dirname "$0")/../.." ||
+        fail "a host with Qt $QT_MAJOR can't hold the sources: $(cat "$work/host.log")"
+    grep -q "the library links Qt${QT_MAJOR}::Core" "$work/host.log" ||
+        fail "the library was not given the host's Qt: $(cat "$work/host.log")"
+    printf 'PASS: %s\n' "$way"
+    exit
+    ;;
 cmake)
     "$CMAKE" -S "$host_source" -B "$work/host" -DCMAKE_CXX_COMPILER="$CXX" -DCMAKE_CXX_FLAGS="$CXX_FLAGS" \
-        -DCMAKE_PREFIX_PATH="$prefix" -DQt5_DIR="$QT_DIR"
+        -DCMAKE_PREFIX_PATH="$prefix" "-DQt${QT_MAJOR}_DIR=$QT_DIR"
     "$CMAKE" --build "$work/host"
     ;;
 pkgconfig)
@@ -50,7 +86,7 @@ pkgconfig)
 esac
 needed=$(readelf -d "$work/host/host" | sed -n 's/.*NEEDED.*\[\(.*\)\]/\1/p')
 grep -qx "$soname" <<<"$needed" || fail "the host does not need $soname but: $needed"
-if grep -q 'Qt5Sql' <<<"$needed"; then
+if grep -q 'Qt[56]Sql' <<<"$needed"; then
     fail "the host was made to link Qt SQL"
 fi
 

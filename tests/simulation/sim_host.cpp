@@ -73,6 +73,11 @@ void SimHost::start()
         QString::fromUtf8(m_world.root() + "/state/state.db"), QString::fromUtf8(m_world.root() + "/trash"),
         profile.syncIntervalSecs * kMsPerSec, profile.exclusionPatterns);
     connect(m_manager.get(), &VornSyncManager::countersChanged, this, &SimHost::noteErrors);
+    m_isStateUnusable = false;
+    connect(m_manager.get(), &VornSyncManager::errorOccurred, this, [this](const QString& message) {
+        m_isStateUnusable =
+            m_isStateUnusable || message.startsWith(QLatin1String("ERROR: State database is not usable"));
+    });
     m_world.log(QStringLiteral("host starts"));
     addPair();
     noteErrors();
@@ -99,7 +104,7 @@ void SimHost::noteErrors()
     for (const QVariant& entry : files) {
         const QVariantMap file = entry.toMap();
         const QString fileName = file.value(QStringLiteral("fileName")).toString();
-        const int number = m_world.profile().fileNames.indexOf(fileName);
+        const int number = int(m_world.profile().fileNames.indexOf(fileName));
         if (number < 0 && m_world.isLeftSibling(fileName))
             continue;
         if (number < 0)
@@ -260,8 +265,8 @@ void SimHost::endRename(int from, int to, bool isMoved)
 // -1: a leftover of a process that was killed.
 int SimHost::numberOf(const QVariant& errorFile) const
 {
-    return m_world.profile().fileNames.indexOf(
-        errorFile.toMap().value(QStringLiteral("fileName")).toString());
+    return int(
+        m_world.profile().fileNames.indexOf(errorFile.toMap().value(QStringLiteral("fileName")).toString()));
 }
 
 void SimHost::answerErrors()
@@ -417,6 +422,11 @@ QString SimHost::openWork()
 
 void SimHost::awaitRest()
 {
+    // Said of a state that could not be read or made when the host started: it works after a start that can.
+    if (m_isStateUnusable) {
+        stop();
+        start();
+    }
     m_manager->resumeAll();
     addPair();
     m_manager->setDirectoryAvailability(alias(), true);

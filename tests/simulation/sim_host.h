@@ -66,6 +66,7 @@ private:
     RawDatabase m_raw;
     std::unique_ptr<VornSyncManager> m_manager;
     int m_openRenames = 0;
+    bool m_isStateUnusable = false;
 };
 
 } // namespace VornSyncTest

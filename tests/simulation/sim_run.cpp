@@ -39,8 +39,8 @@ void onMessage(QtMsgType, const QMessageLogContext&, const QString& text)
     const QByteArray line = text.toUtf8();
     if (SimScheduler::isSimulated()) {
         // The name of the directory, addresses and process numbers differ from run to run.
-        const int end = line.indexOf(';');
-        SimScheduler::note(end < 0 ? QByteArray(line).replace(rootPath, "~").constData() : "critical");
+        SimScheduler::note(!line.contains(';') ? QByteArray(line).replace(rootPath, "~").constData()
+                                               : "critical");
     }
     if (isTraceLoud)
         std::fprintf(stderr, "             | %s\n", line.constData());

@@ -289,7 +289,7 @@ int SimWorld::find(const QByteArray& path, SimSide& side) const
         if (!path.startsWith(start))
             continue;
         side = candidate;
-        return m_profile.fileNames.indexOf(QFile::decodeName(path.mid(start.size())));
+        return int(m_profile.fileNames.indexOf(QFile::decodeName(path.mid(start.size()))));
     }
     return -1;
 }
@@ -304,10 +304,10 @@ SimWorld::Found SimWorld::look(const QByteArray& path) const
     if (!found.exists || !isNumber || bytes.at(0) != 'v' || number >= m_state.versionCount)
         return found;
     const SimVersion& known = m_state.versions[number];
-    if (bytes != content(number, bytes.size()))
+    if (bytes != content(number, int(bytes.size())))
         return found;
     found.version = number;
-    found.length = bytes.size();
+    found.length = int(bytes.size());
     found.isWhole =
         bytes.size() == known.length || bytes.size() == known.shownLength || bytes.size() == known.length / 2;
     return found;
@@ -407,7 +407,7 @@ void SimWorld::judgeUnknownArrival(const QByteArray& path)
     const QString fileName = QFile::decodeName(path.mid(path.lastIndexOf('/') + 1));
     const QStringList& patterns = m_profile.exclusionPatterns;
     const bool isExcluded = std::any_of(patterns.begin(), patterns.end(), [&](const QString& pattern) {
-        return fileName.endsWith(pattern.midRef(1)); // all of them begin with "*"
+        return fileName.endsWith(QStringView(pattern).mid(1)); // all of them begin with "*"
     });
     if (isExcluded && path.startsWith(directory(SimSide::Distant) + '/'))
         fail(QStringLiteral("'%1' was sent and is excluded").arg(fileName));

@@ -100,7 +100,7 @@ public:
     QByteArray directory(SimSide side) const;
     QByteArray path(SimSide side, int name) const;
     QString fileName(int name) const { return m_profile.fileNames.at(name); }
-    int nameCount() const { return m_profile.fileNames.size(); }
+    int nameCount() const { return int(m_profile.fileNames.size()); }
     SimFile& file(int name) { return m_state.files[name]; }
     SimVersion& version(int number) { return m_state.versions[number]; }
 

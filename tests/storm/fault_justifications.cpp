@@ -76,12 +76,12 @@ constexpr Justification kJustifications[] = {
      "again."},
     {kAny, "unlink", kAny, kHarmless,
      "The last step of a move back is not looked at either: both files are there."},
-    {kAny, "lstat|openat|fdopendir|readdir", kAny, kHarmless,
+    {kAny, "lstat|openat|fdopendir|opendir|readdir", kAny, kHarmless,
      "Only a name that is surely free counts as free. A temporary name that may be taken is not overwritten "
      "(QFile::copy "
      "refuses that) and not tidied away; where it matters that a file is absent, doubt is an error of its "
      "own."},
-    {kAny, "stat64|stat|statx", kAny, kHarmless,
+    {kAny, "stat64|stat|statx|fstatat64", kAny, kHarmless,
      "The question is asked again by the step that depends on it: opening the file, the size check of a "
      "copy, the last "
      "look at what was sent. A size or time that stayed unknown is found out by the next pass."},

@@ -154,7 +154,7 @@ QVector<Fault> faultsAt(int number)
     if (FaultSweep::isWhole())
         return faults;
     // Of a call that fails once and of one that goes on failing one each, in turn.
-    const int once = errorNames(Fault::Reach::Once).size();
+    const int once = int(errorNames(Fault::Reach::Once).size());
     return {faults.at(number % once), faults.at(once + number % (faults.size() - once))};
 }
 
@@ -478,7 +478,7 @@ QString FaultSweep::compareAfterKill(FaultOutcome& outcome)
 // After every kill of a whole sweep some calls of the start, in turn: all would take a day.
 QString FaultSweep::sweepRecoveries()
 {
-    const int killStep = isWhole() ? 1 : qMax(1, m_calls.size() / kShortKills);
+    const int killStep = isWhole() ? 1 : qMax(1, callCount() / kShortKills);
     const int callStep = isExhaustive() ? 1 : isWhole() ? kWholeCallStep : kShortCallStep;
     for (int killedAt = killStep / 2; killedAt < m_calls.size(); killedAt += killStep) {
         if (!layOut("before"_s) || !killAt(killedAt))

@@ -51,7 +51,7 @@ public:
     // A kill, and a fault in the start that follows.
     QString sweepRecoveries();
 
-    int callCount() const { return m_calls.size(); }
+    int callCount() const { return int(m_calls.size()); }
     int recoveryCount() const { return m_recoveryCount; }
     const QVector<FaultOutcome>& outcomes() const { return m_outcomes; }
 

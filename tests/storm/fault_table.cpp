@@ -298,7 +298,7 @@ QStringList FaultTable::operations() const
 
 int FaultTable::callCount(const QString& operation) const
 {
-    return m_rows.value(operation).size();
+    return int(m_rows.value(operation).size());
 }
 
 bool FaultTable::isJustificationUsed(int number) const

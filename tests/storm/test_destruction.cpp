@@ -174,7 +174,7 @@ void TestDestruction::whileABigFileIsSent()
     QCOMPARE(host.takeErrors(), QStringList{"ERROR: Failed to stop worker thread"_s});
 
     // It ends by itself. What becomes of it is told to nobody.
-    const int started = host.started().size();
+    const int started = int(host.started().size());
     load.clear();
     QVERIFY(waitFor([&] { return host.distant().exists("big.bin"_s); }, 120000));
     QCOMPARE(host.started().size(), started);

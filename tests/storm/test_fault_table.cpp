@@ -54,7 +54,7 @@ void TestFaultTable::needsEveryReason()
 {
     FaultTable table;
     QVERIFY(table.read(FaultTable::filePath()));
-    const int count = FaultJustifications::texts().size();
+    const int count = int(FaultJustifications::texts().size());
     QVERIFY(count > 0);
     for (int number = 1; number <= count; ++number)
         QVERIFY2(table.isJustificationUsed(number), qPrintable("no call needs reason %1"_s.arg(number)));

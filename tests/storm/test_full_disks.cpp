@@ -142,7 +142,7 @@ void TestFullDisks::aFullStateDatabaseLosesNoRow()
     // While rows are being written.
     for (int i = 0; i < kBefore; ++i)
         QVERIFY(host.local().write("during %1"_s.arg(i), filler(i)));
-    const int completed = host.completed().size();
+    const int completed = int(host.completed().size());
     QVERIFY(waitFor([&] { return host.completed().size() > completed; }));
     QVERIFY(fill(state, "filler"_s));
     host.expectErrors("ERROR: Database VornSyncDB_Connection: "_s);

@@ -157,7 +157,7 @@ void TestKillStorm::writeVersion(const QString& name)
     const int least = m_largest.value(name, -1) + 1;
     if (version.size() < least)
         version.append(QByteArray(least - version.size(), 'x'));
-    m_largest[name] = version.size();
+    m_largest[name] = int(version.size());
     // Known before it is there: a running copy may be quicker than this function's end.
     m_versions[name] << digest(version);
     const Side outside(m_host->pair().rootPath());
@@ -383,7 +383,7 @@ void TestKillStorm::aHostThatIsKilledAgainAndAgainLosesNothing()
         if (i % 2 == 0) {
             const QByteArray old = content();
             m_versions[name] << digest(old);
-            m_largest[name] = old.size();
+            m_largest[name] = int(old.size());
             QVERIFY(m_host->distant().write(name, old));
             m_seen << name;
         }

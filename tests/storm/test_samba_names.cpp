@@ -105,7 +105,7 @@ void TestSambaNames::twoSecondTimes()
     VERIFY_AT_REST(host);
     for (const QString& name : names)
         QCOMPARE(host.distant().lmd(name).toMSecsSinceEpoch() % 2000, 0);
-    const int sent = host.started().size();
+    const int sent = int(host.started().size());
     QVERIFY(host.restart());
     VERIFY_AT_REST(host);
     QCOMPARE(host.started().size(), sent);

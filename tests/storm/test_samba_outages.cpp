@@ -179,7 +179,7 @@ void TestSambaOutages::inTheMiddleOfABigCopy()
     QVERIFY(host.local().write("big.bin"_s, content));
     host.manager()->notifyLocalFileChanged(Host::alias(), "big.bin"_s);
     QVERIFY(waitFor([&] { return largestOnServer() > kMiddleBytes; }));
-    const int failures = host.errors().size();
+    const int failures = int(host.errors().size());
     begin(outage);
     QVERIFY2(largestOnServer() < kBigBytes, "the copy was too quick to be met");
     if (outage == Outage::Killed) {
@@ -241,7 +241,7 @@ void TestSambaOutages::atShutdown()
     mirrorSome();
     for (int i = 0; i < kFileCount; ++i)
         QVERIFY(host.local().append("file %1.txt"_s.arg(i), " more"));
-    const int started = host.started().size();
+    const int started = int(host.started().size());
     QVERIFY(waitFor([&] { return host.started().size() > started; }));
     begin(outage);
     if (outage == Outage::Frozen)

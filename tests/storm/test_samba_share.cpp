@@ -140,7 +140,7 @@ void TestSambaShare::newAndChangedFiles()
     QCOMPARE(serverProblems(), QString());
 
     // A restart finds nothing to do.
-    const int sent = host.started().size();
+    const int sent = int(host.started().size());
     QVERIFY(host.restart());
     VERIFY_AT_REST(host);
     QCOMPARE(host.started().size(), sent);
@@ -163,7 +163,7 @@ void TestSambaShare::oddFileNames()
     VERIFY_AT_REST(host);
     QCOMPARE(serverProblems(), QString());
     QCOMPARE(host.seenErrorFiles(), QStringList());
-    QCOMPARE(rowProblems(oddNames().size()), QString());
+    QCOMPARE(rowProblems(int(oddNames().size())), QString());
 }
 
 // The others are mirrored, and the user is told which ones are not.
@@ -192,7 +192,7 @@ void TestSambaShare::renames()
         QVERIFY(host.local().write(QLatin1String(name), name));
     QVERIFY(host.start());
     QCOMPARE(host.settle(), QString());
-    const int sent = host.started().size();
+    const int sent = int(host.started().size());
     const QList<QPair<QString, QString>> renames = {
         {"one.txt"_s, "eins – été.txt"_s}, {"two.txt"_s, "one.txt"_s}, {"Case.txt"_s, "case.TXT"_s}};
     for (const auto& [oldName, newName] : renames) {

@@ -140,7 +140,7 @@ bool TestShutdown::bringQueue()
         if (!host.local().write("queued %1"_s.arg(i), "queued"))
             return false;
     }
-    const int started = host.started().size();
+    const int started = int(host.started().size());
     return waitFor([&] { return host.started().size() > started; });
 }
 

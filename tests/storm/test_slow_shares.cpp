@@ -247,7 +247,7 @@ void TestSlowShares::anEditDuringALateCopy()
     QCOMPARE(slow.setRates({kBytesPerSecond, 0}), QString());
 
     ReadyWatch ready(host);
-    const int completedBefore = host.completed().size();
+    const int completedBefore = int(host.completed().size());
     ready.ask(slow.distant("plan.bin"_s));
     QVERIFY(waitFor([&] { return !ready.answers.isEmpty(); }));
     QVERIFY(!ready.answers.first().found);

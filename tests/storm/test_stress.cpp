@@ -62,8 +62,8 @@ QStringList publicMembers()
     text.remove(
         QRegularExpression(QStringLiteral("/\\*.*?\\*/"), QRegularExpression::DotMatchesEverythingOption));
     text.remove(QRegularExpression(QStringLiteral("//[^\\n]*")));
-    const int begin = text.indexOf(QLatin1String("public:"));
-    const int end = text.indexOf(QLatin1String("signals:"));
+    const auto begin = text.indexOf(QLatin1String("public:"));
+    const auto end = text.indexOf(QLatin1String("signals:"));
     text = text.mid(begin, end - begin);
     QStringList result;
     const QRegularExpression declaration(
@@ -253,13 +253,13 @@ void Desk::registerPair(const QString& alias)
 QString Desk::anyName()
 {
     static const QStringList special = {"50%1 off"_s, "Ünï\ncode"_s, "a'b\""_s, "report.doc"_s};
-    return below(3) == 0 ? special.at(below(special.size())) : "file %1"_s.arg(below(kNames));
+    return below(3) == 0 ? special.at(below(int(special.size()))) : "file %1"_s.arg(below(kNames));
 }
 
 QString Desk::anyFile(const QString& alias)
 {
     const QMap<QString, QByteArray>& files = of(alias).files;
-    return files.isEmpty() ? QString() : std::next(files.cbegin(), below(files.size())).key();
+    return files.isEmpty() ? QString() : std::next(files.cbegin(), below(int(files.size()))).key();
 }
 
 QByteArray Desk::newContent(const QString& name)
@@ -378,8 +378,9 @@ void Desk::addDecisions()
 {
     m_members.push_back({"retrySync", 6 * kOften, [this] {
                              const QVariantList errors = manager().errorFiles();
-                             const QVariantMap entry =
-                                 errors.isEmpty() ? QVariantMap() : errors.at(below(errors.size())).toMap();
+                             const QVariantMap entry = errors.isEmpty()
+                                                           ? QVariantMap()
+                                                           : errors.at(below(int(errors.size()))).toMap();
                              manager().retrySync(entry.value("aliasName"_s, anyAlias()).toString(),
                                                  entry.value("fileName"_s, anyName()).toString());
                              return true;
@@ -577,7 +578,7 @@ void Desk::act()
 
 void Desk::lull()
 {
-    const int ended = m_host->completed().size();
+    const int ended = int(m_host->completed().size());
     if (!waitFor([&] { return m_host->completed().size() > ended; }, kLullMs))
         note("no task ended"_s);
 }

@@ -91,7 +91,7 @@ void ChildProcess::killGroup()
 }
 
 // Between fork and exec.
-void ChildProcess::setupChildProcess()
+void ChildProcess::prepareChild()
 {
     ::setpgid(0, 0);
     ::prctl(PR_SET_PDEATHSIG, SIGTERM);

@@ -1,6 +1,7 @@
 #pragma once
 
-#include <QProcess>
+#include "qt_compat.h"
+
 #include <QString>
 #include <QStringList>
 
@@ -8,7 +9,7 @@ namespace VornSyncTest {
 
 // A server or a file system that serves a test: in a process group of its own, so that it ends with all that it
 // forked, and gone when the test's process is.
-class ChildProcess : public QProcess
+class ChildProcess : public PreparedProcess
 {
     Q_OBJECT
     Q_DISABLE_COPY_MOVE(ChildProcess)
@@ -30,7 +31,7 @@ public:
     void killGroup();
 
 protected:
-    void setupChildProcess() override;
+    void prepareChild() override;
 };
 
 } // namespace VornSyncTest

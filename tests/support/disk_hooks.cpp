@@ -48,7 +48,9 @@ int beforeCall(const Call& call)
 {
     if (listing && call.path == listing->path)
         return beforeListing(call);
-    if (!look || !startsWith(call, "stat") || startsWith(call, "statx"))
+    const bool isLook =
+        (startsWith(call, "stat") && !startsWith(call, "statx")) || startsWith(call, "fstatat");
+    if (!look || !isLook)
         return 0;
     const QString name = QFile::decodeName(call.path);
     return look->paths.match(name).hasMatch() ? look->action(name) : 0;

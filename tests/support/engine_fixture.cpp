@@ -210,7 +210,7 @@ QStringList Engine::takeLines()
     QStringList taken;
     for (int i = m_linesTaken; i < all.size(); ++i)
         taken << shortened(all.at(i));
-    m_linesTaken = all.size();
+    m_linesTaken = int(all.size());
     return taken;
 }
 
@@ -239,7 +239,7 @@ QString Engine::shortened(QString text) const
 
 void Engine::forget()
 {
-    m_linesTaken = m_trace.linesOf(QStringLiteral("Sync: ")).size();
+    m_linesTaken = int(m_trace.linesOf(QStringLiteral("Sync: ")).size());
     m_events.clear();
 }
 

@@ -67,7 +67,7 @@ public:
 
     // --- Tasks ---
 
-    int taskCount() const { return m_tasks.size(); }
+    int taskCount() const { return int(m_tasks.size()); }
     pVornSyncTask takeTask();
     // Runs a task and gives its end to the engine, as the worker and the manager do.
     bool run(const pVornSyncTask& task);

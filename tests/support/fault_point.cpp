@@ -110,7 +110,7 @@ int FaultPoint::errorOf(const FileCalls::Call& call)
         return 0;
     if (m_isSendfileRefused && is(call, "sendfile"))
         return EINVAL;
-    const int number = m_calls.size();
+    const int number = int(m_calls.size());
     m_calls.append(inWords(m_root, call));
     const bool isAboutJournal = (is(call, "stat64") || is(call, "access")) && call.path.endsWith("-journal");
     if (!isReached(number) || (m_isJournalSpared && isAboutJournal))

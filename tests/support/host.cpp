@@ -371,7 +371,7 @@ QString Host::restProblems()
     add(m_raw.integrityProblems());
 
     const QStringList before = snapshot();
-    const int startedBefore = m_started.size();
+    const auto startedBefore = m_started.size();
     if (!awaitCycles(2))
         add(QStringLiteral("no further cycle came by"));
     add(firstDifference(before, snapshot()));

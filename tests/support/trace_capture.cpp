@@ -79,7 +79,7 @@ bool TraceCapture::contains(const QString& text) const
 
 int TraceCapture::count(const QString& text) const
 {
-    return debugLines().filter(text).size();
+    return int(debugLines().filter(text).size());
 }
 
 QStringList TraceCapture::linesOf(const QString& tag) const

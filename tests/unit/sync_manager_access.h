@@ -62,7 +62,7 @@ struct VornSyncManagerTestAccess
     }
     static int waitingFileReadyRequests(const VornSyncManager& manager)
     {
-        return inside(manager)->m_fileReadyWaiting.size();
+        return int(inside(manager)->m_fileReadyWaiting.size());
     }
     static void ageWaitingFileReadyRequests(VornSyncManager& manager)
     {

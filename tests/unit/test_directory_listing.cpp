@@ -3,6 +3,7 @@
 #include "mounts.h"
 #include "trace_capture.h"
 #include "vorn_sync_directory_listing.h"
+#include "vorn_sync_open_directory.h"
 
 #include <QDir>
 #include <QFile>
@@ -14,6 +15,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <memory>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -70,6 +72,11 @@ bool write(const QString& path)
     return file.open(QIODevice::WriteOnly) && file.write("x") == 1;
 }
 
+VornSyncFileFacts factsIn(const QString& path, const char* name)
+{
+    return VornSyncOpenDirectory(QFile::encodeName(path)).facts(name);
+}
+
 bool makeSocket(const QString& path)
 {
     sockaddr_un address = {};
@@ -102,6 +109,15 @@ private slots:
     void vanishedHalfWay_isNotMissing();
     void interruptedThread_stopsListing();
     void keptEntriesStayAsTheyWere();
+
+    void factsOfAPlainFile();
+    void factsOfOtherKinds();
+    void factsOfAVanishedEntry();
+    void factsWithoutADirectory();
+    void factsOfAForbiddenDirectory();
+    void factsOfAReplacedDirectory();
+    void factsWhileListing();
+    void factsThatCantBeHad();
 };
 
 void TestDirectoryListing::kindsOfEntries()
@@ -297,6 +313,149 @@ void TestDirectoryListing::keptEntriesStayAsTheyWere()
         seen.append(entry.name);
     seen.sort();
     QCOMPARE(seen, names);
+}
+
+// --- What the disk says of one entry --------------------------------------------------------------------
+
+void TestDirectoryListing::factsOfAPlainFile()
+{
+    QTemporaryDir root;
+    QFile file(root.filePath("Ünï %1"_s));
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write("12345") == 5);
+    file.close();
+    const timespec times[2] = {{1600000000, 0}, {1700000000, 123456000}};
+    QVERIFY(::utimensat(AT_FDCWD, QFile::encodeName(file.fileName()).constData(), times, 0) == 0);
+    QVERIFY(QFile::link("Ünï %1"_s, root.filePath("link"_s)));
+    for (const char* name : {"Ünï %1", "link"}) {
+        const VornSyncFileFacts facts = factsIn(root.path(), name);
+        QCOMPARE(facts.presence, VornSyncPresence::Present);
+        QVERIFY(facts.isPlainFile);
+        QCOMPARE(facts.size, 5);
+        QCOMPARE(facts.lmdSecs, 1700000000);
+        QCOMPARE(facts.lmdNanosecs, 123456000);
+    }
+}
+
+// Nothing is opened: a FIFO without a writer would hold the test up for ever.
+void TestDirectoryListing::factsOfOtherKinds()
+{
+    QTemporaryDir root;
+    const QDir dir(root.path());
+    QVERIFY(dir.mkdir("sub"_s));
+    QVERIFY(QFile::link(dir.filePath("sub"_s), dir.filePath("dirlink"_s)));
+    QVERIFY(QFile::link(dir.filePath("nowhere"_s), dir.filePath("dangling"_s)));
+    QVERIFY(::mkfifo(QFile::encodeName(dir.filePath("fifo"_s)).constData(), 0600) == 0);
+    QVERIFY(makeSocket(dir.filePath("socket"_s)));
+    for (const char* name : {"sub", "dirlink", "dangling", "fifo", "socket"}) {
+        const VornSyncFileFacts facts = factsIn(root.path(), name);
+        QVERIFY2(facts.presence == VornSyncPresence::Present, name);
+        QVERIFY2(!facts.isPlainFile, name);
+        QCOMPARE(facts.size, 0);
+        QCOMPARE(facts.lmdSecs, 0);
+    }
+}
+
+// It was listed a moment ago: what has become of it, nobody knows.
+void TestDirectoryListing::factsOfAVanishedEntry()
+{
+    QTemporaryDir root;
+    const VornSyncFileFacts facts = factsIn(root.path(), "vanished");
+    QCOMPARE(facts.presence, VornSyncPresence::Unknown);
+    QVERIFY(!facts.isPlainFile);
+
+    QVERIFY(QFile::link("loop"_s, root.filePath("loop"_s)));
+    QCOMPARE(factsIn(root.path(), "loop").presence, VornSyncPresence::Unknown);
+}
+
+void TestDirectoryListing::factsWithoutADirectory()
+{
+    QTemporaryDir root;
+    QVERIFY(write(root.filePath("file"_s)));
+    for (const QString& path : {root.filePath("nowhere"_s), root.filePath("file"_s)}) {
+        VornSyncOpenDirectory directory(QFile::encodeName(path));
+        QCOMPARE(directory.facts("a").presence, VornSyncPresence::Unknown);
+        QVERIFY(!directory.next());
+        QVERIFY(directory.error());
+        QVERIFY(!directory.next());
+        QCOMPARE(directory.facts("a").presence, VornSyncPresence::Unknown);
+    }
+}
+
+// What can't be listed is not looked into, even where the system would let one.
+void TestDirectoryListing::factsOfAForbiddenDirectory()
+{
+    QTemporaryDir root;
+    QVERIFY(::chmod(QFile::encodeName(root.path()).constData(), 0755) == 0);
+    QVERIFY(QDir().mkpath(root.filePath("closed"_s)));
+    QVERIFY(write(root.filePath("closed/a.txt"_s)));
+    const QByteArray closed = QFile::encodeName(root.filePath("closed"_s));
+    QVERIFY(::chmod(closed.constData(), 0711) == 0);
+    UnprivilegedScope scope;
+    if (!scope.isActive())
+        QSKIP("permissions are not checked for this user");
+    struct stat buffer = {};
+    QVERIFY(::stat((closed + "/a.txt").constData(), &buffer) == 0);
+    VornSyncOpenDirectory directory(closed);
+    QVERIFY(!directory.next());
+    QCOMPARE(directory.error(), std::error_code(EACCES, std::generic_category()));
+    QCOMPARE(directory.facts("a.txt").presence, VornSyncPresence::Unknown);
+}
+
+void TestDirectoryListing::factsOfAReplacedDirectory()
+{
+    QTemporaryDir root;
+    QVERIFY(QDir().mkpath(root.filePath("dir"_s)));
+    QVERIFY(write(root.filePath("dir/old"_s)));
+    VornSyncOpenDirectory directory(QFile::encodeName(root.filePath("dir"_s)));
+    QVERIFY(QFile::rename(root.filePath("dir"_s), root.filePath("moved"_s)));
+    QVERIFY(QDir().mkpath(root.filePath("dir"_s)));
+    QVERIFY(write(root.filePath("dir/new"_s)));
+
+    QVERIFY(directory.next());
+    QCOMPARE(QByteArray(directory.name()), QByteArray("old"));
+    QVERIFY(!directory.next());
+    QVERIFY(!directory.error());
+#ifdef VORN_SYNC_PORTABLE_DIRECTORY
+    // It goes by the path: "old" is not there, and what that means is unknown.
+    QCOMPARE(directory.facts("old").presence, VornSyncPresence::Unknown);
+    QVERIFY(directory.facts("new").isPlainFile);
+#else
+    QVERIFY(directory.facts("old").isPlainFile);
+    QCOMPARE(directory.facts("new").presence, VornSyncPresence::Unknown);
+#endif
+}
+
+void TestDirectoryListing::factsWhileListing()
+{
+    QTemporaryDir root;
+    for (int i = 0; i < kManyEntries; ++i) {
+        QFile file(root.filePath(QString::number(i)));
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.resize(i));
+    }
+    VornSyncOpenDirectory directory(QFile::encodeName(root.path()));
+    QVector<bool> seen(kManyEntries);
+    while (directory.next()) {
+        const QByteArray name = directory.name();
+        QCOMPARE(directory.facts(directory.name()).size, name.toLongLong());
+        QCOMPARE(directory.facts("7").size, 7); // another one: the order goes on
+        QCOMPARE(QByteArray(directory.name()), name);
+        QVERIFY(directory.isPlainFile());
+        QVERIFY(!std::exchange(seen[name.toInt()], true));
+    }
+    QVERIFY(!directory.error());
+    QCOMPARE(seen.count(true), kManyEntries);
+    QCOMPARE(directory.facts("7").size, 7); // after the end
+}
+
+void TestDirectoryListing::factsThatCantBeHad()
+{
+    QTemporaryDir root;
+    QVERIFY(write(root.filePath("a"_s)));
+    QCOMPARE(factsIn(root.path(), QByteArray(256, 'n').constData()).presence, VornSyncPresence::Unknown);
+    const StatHook hook(root.filePath("a"_s), [] { return EIO; });
+    const VornSyncFileFacts facts = factsIn(root.path(), "a");
+    QCOMPARE(facts.presence, VornSyncPresence::Unknown);
+    QVERIFY(!facts.isPlainFile);
 }
 
 QTEST_GUILESS_MAIN(TestDirectoryListing)

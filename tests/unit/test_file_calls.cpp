@@ -151,7 +151,7 @@ void TestFileCalls::unseenCalls_areNotSeen()
     m_recorder = Recorder();
     int hookBytes = 0;
     FileCalls::setHooks({[&](const Call& call) {
-                             hookBytes = content(path("a"_s)).size();
+                             hookBytes = int(content(path("a"_s)).size());
                              return m_recorder.before(call);
                          },
                          nullptr});
@@ -166,8 +166,8 @@ void TestFileCalls::otherThreads_areSeen()
     int first = -1;
     int second = -1;
     std::thread([&] {
-        first = content(path("a"_s)).size();
-        second = content(path("a"_s)).size();
+        first = int(content(path("a"_s)).size());
+        second = int(content(path("a"_s)).size());
     }).join();
     QCOMPARE(first, 0);
     QCOMPARE(second, kBytes);

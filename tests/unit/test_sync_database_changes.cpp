@@ -1,3 +1,4 @@
+#include "collect.h"
 #include "sync_database_fixture.h"
 #include "vorn_sync_file_comparison.h"
 #include "vorn_sync_row_changes.h"
@@ -351,7 +352,7 @@ void TestSyncDatabaseChanges::directoryRows()
     QVERIFY(m_fixture->insert("y"_s, 148, {{"distant_lmd"_s, "UNDEFINED"_s}}));
     QVERIFY(db().setFileStatus(other, "elsewhere"_s, 17, 0));
     QVector<VornSyncFileRow> rows(1);
-    QVERIFY(db().readDirectoryRows(id(), rows));
+    QVERIFY(db().readDirectoryRows(id(), into(rows)));
     QCOMPARE(rows.size(), 3);
     const VornSyncFileRow& x = rows.at(1).fileName == "x"_s ? rows.at(1) : rows.at(2);
     const VornSyncFileRow& y = rows.at(1).fileName == "x"_s ? rows.at(2) : rows.at(1);
@@ -368,7 +369,7 @@ void TestSyncDatabaseChanges::directoryRows()
     QVERIFY(y.distantLmdUndefined);
 
     QVERIFY(m_fixture->raw.exec("DROP TABLE file_tracking"_s));
-    QVERIFY(!db().readDirectoryRows(id(), rows));
+    QVERIFY(!db().readDirectoryRows(id(), into(rows)));
 }
 
 void TestSyncDatabaseChanges::directoryRowsOfTimesWithOffset()
@@ -402,13 +403,13 @@ void TestSyncDatabaseChanges::trackingOfRows()
     QVERIFY(m_fixture->insert("y"_s, 17));
     QVERIFY(db().isRowChangedSinceRead(id(), "x"_s));
     QVector<VornSyncFileRow> rows;
-    QVERIFY(db().readDirectoryRows(id(), rows));
+    QVERIFY(db().readDirectoryRows(id(), into(rows)));
     QVERIFY(!db().isRowChangedSinceRead(id(), "x"_s));
     QVERIFY(db().setFileDeleted(id(), "x"_s));
     QVERIFY(db().isRowChangedSinceRead(id(), "x"_s));
     QVERIFY(!db().isRowChangedSinceRead(id(), "y"_s));
     QVERIFY(db().isRowChangedSinceRead(id() + 1, "y"_s));
-    QVERIFY(db().readDirectoryRows(id(), rows));
+    QVERIFY(db().readDirectoryRows(id(), into(rows)));
     QVERIFY(!db().isRowChangedSinceRead(id(), "x"_s));
     db().endChangeTracking();
     QVERIFY(db().isRowChangedSinceRead(id(), "x"_s));
@@ -417,7 +418,7 @@ void TestSyncDatabaseChanges::trackingOfRows()
 void TestSyncDatabaseChanges::trackingByOtherThreads()
 {
     QVector<VornSyncFileRow> rows;
-    QVERIFY(db().readDirectoryRows(id(), rows));
+    QVERIFY(db().readDirectoryRows(id(), into(rows)));
     bool done = false;
     std::thread host([&] { done = db().setFileDeleted(id(), "x"_s); });
     host.join();
@@ -453,7 +454,7 @@ void TestSyncDatabaseChanges::trackingOfEveryWrite()
     QFETCH(int, which);
     QVERIFY(m_fixture->insert("x"_s, 17, {{"size"_s, 5}, {"distant_lmd"_s, "UNDEFINED"_s}}));
     QVector<VornSyncFileRow> rows;
-    QVERIFY(db().readDirectoryRows(id(), rows));
+    QVERIFY(db().readDirectoryRows(id(), into(rows)));
     const QDateTime time = utc(kSecs);
     const QString x = "x"_s;
     const QList<std::function<bool()>> writes = {
@@ -493,7 +494,7 @@ void TestSyncDatabaseChanges::trackingOfBulkWrites()
     QVERIFY(m_fixture->insert("x"_s, 20));
     for (const auto& write : writes) {
         QVector<VornSyncFileRow> rows;
-        QVERIFY(db().readDirectoryRows(id(), rows));
+        QVERIFY(db().readDirectoryRows(id(), into(rows)));
         QVERIFY(!db().isRowChangedSinceRead(id(), "any"_s));
         write();
         QVERIFY(db().isRowChangedSinceRead(id(), "any"_s));

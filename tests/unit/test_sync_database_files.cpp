@@ -1,3 +1,4 @@
+#include "collect.h"
 #include "sync_database_fixture.h"
 
 using namespace VornSyncTest;
@@ -718,7 +719,7 @@ void TestSyncDatabaseFiles::marks()
 
     QVERIFY(db().recordFileSync(id(), "y"_s, 7, utc(1000), utc(1000)));
     QVector<VornSyncFileRow> rows;
-    QVERIFY(db().readDirectoryRows(id(), rows));
+    QVERIFY(db().readDirectoryRows(id(), into(rows)));
     QCOMPARE(rows.size(), 2);
     for (const VornSyncFileRow& read : qAsConst(rows)) {
         QCOMPARE(read.isDistantNewer, read.fileName == "x"_s);
@@ -814,7 +815,7 @@ void TestSyncDatabaseFiles::oddNames()
     QVERIFY(db().recordDistantGrown(id(), name, 6, utc(1), utc(2), 5));
     QCOMPARE(db().getActiveFileNames(id()), QSet<QString>{name});
     QVector<VornSyncFileRow> rows;
-    QVERIFY(db().readDirectoryRows(id(), rows));
+    QVERIFY(db().readDirectoryRows(id(), into(rows)));
     QCOMPARE(rows.size(), 1);
     QCOMPARE(rows.first().fileName, name);
     QVERIFY(rows.first().isDistantNewer);

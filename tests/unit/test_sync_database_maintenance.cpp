@@ -374,6 +374,12 @@ void TestSyncDatabaseMaintenance::countsFollowForeignWrites_data()
         "REPLACE INTO file_tracking (file_name, directories_id, status) VALUES ('a', 1, 18)"_s};
     QTest::newRow("replace by row id") << QStringList{
         "REPLACE INTO file_tracking (rowid, file_name, directories_id, status) SELECT rowid, file_name, directories_id, 20 FROM file_tracking WHERE file_name = 'a'"_s};
+    QTest::newRow("replace by row id alone") << QStringList{
+        "REPLACE INTO file_tracking (rowid, file_name, directories_id, status) SELECT rowid, 'new', 1, 20 FROM file_tracking WHERE file_name = 'a'"_s};
+    QTest::newRow("replace by row id and by key") << QStringList{
+        "REPLACE INTO file_tracking (rowid, file_name, directories_id, status) SELECT rowid, 'b', 1, 20 FROM file_tracking WHERE file_name = 'c'"_s};
+    QTest::newRow("another row id") << QStringList{
+        "UPDATE OR REPLACE file_tracking SET rowid = (SELECT rowid FROM file_tracking WHERE file_name = 'a') WHERE file_name = 'c'"_s};
     QTest::newRow("replace by rename")
         << QStringList{"UPDATE OR REPLACE file_tracking SET file_name = 'b' WHERE file_name = 'a'"_s};
     QTest::newRow("ignore, then insert") << QStringList{
@@ -466,7 +472,7 @@ void TestSyncDatabaseMaintenance::countsInErrorUseTheirIndex()
         const auto steps = m_fixture->raw.rows("EXPLAIN QUERY PLAN "_s + sql, {128});
         for (const QVariantMap& step : steps)
             plan << step.value("detail"_s).toString();
-        QVERIFY2(plan.join("; "_s).contains("file_tracking_with_error"_s), qPrintable(plan.join("; "_s)));
+        QVERIFY2(plan.join("; "_s).contains("file_tracking_in_error"_s), qPrintable(plan.join("; "_s)));
     }
 }
 

@@ -1,3 +1,4 @@
+#include "collect.h"
 #include "literals.h"
 #include "mounts.h"
 #include "pair.h"
@@ -624,7 +625,7 @@ void TestSyncDatabaseSchema::unusableFile()
     QVERIFY(!database.renameFile(1, "x"_s, "y"_s));
     QVERIFY(!database.removeFileSync(1, "x"_s));
     QVERIFY(!database.getFileInfo(info, "x"_s, "/l"_s, VornSyncDatabase::LocalPath));
-    QVERIFY(!database.readDirectoryRows(1, rows));
+    QVERIFY(!database.readDirectoryRows(1, into(rows)));
     QVERIFY(!database.setFileErrorIf(1, "x"_s, 0, ceSecCopyFailed));
     QCOMPARE(database.cleanupOrphanedProcessingStates(), 0);
     QCOMPARE(database.cleanupStaleProcessingStates(nullptr), 0);

@@ -1,3 +1,4 @@
+#include "collect.h"
 #include "sync_database_fixture.h"
 #include "vorn_sqlite_transaction.h"
 #include "wait.h"
@@ -363,7 +364,7 @@ void TestSyncDatabaseThreads::resetWhileOthersHammer()
                 db().setFileStatus(1, name, ceSfsPendingSync, 0);
                 db().updateStatusToProcess(1, name);
                 QVector<VornSyncFileRow> rows;
-                db().readDirectoryRows(1, rows);
+                db().readDirectoryRows(1, into(rows));
                 ++statements;
             }
         });

@@ -1040,9 +1040,9 @@ void TestSyncManagerActions::reset()
     const QStringList lines = capture.linesOf(kManagerTag);
     QCOMPARE(lines.first(), QStringLiteral("resetSyncDatabase - Begin"));
     QCOMPARE(lines.last(), QStringLiteral("resetSyncDatabase - End, success=1"));
-    const int paused = lines.indexOf(QStringLiteral("pauseAll - Paused 1 directories"));
-    const int wiped = lines.indexOf(QStringLiteral("wipeSyncDatabaseFile - End, success=1"));
-    const int resumed = lines.indexOf(QStringLiteral("resumeAll - Resumed 1 directories"));
+    const auto paused = lines.indexOf(QStringLiteral("pauseAll - Paused 1 directories"));
+    const auto wiped = lines.indexOf(QStringLiteral("wipeSyncDatabaseFile - End, success=1"));
+    const auto resumed = lines.indexOf(QStringLiteral("resumeAll - Resumed 1 directories"));
     QVERIFY(0 < paused && paused < wiped && wiped < resumed);
 }
 
@@ -1068,7 +1068,7 @@ void TestSyncManagerActions::resetWithoutTime()
     if (!traceLinesBuiltIn())
         return;
     const QStringList lines = capture.linesOf(kManagerTag);
-    const int timedOut = lines.indexOf(
+    const auto timedOut = lines.indexOf(
         QStringLiteral("resetSyncDatabase - Drain timeout (0 ms) reached, inProgress=2 fileReadyDirId=-1"));
     QVERIFY(timedOut > 0);
     QCOMPARE(lines.at(timedOut + 1), QStringLiteral("wipeSyncDatabaseFile - Begin"));

@@ -1,6 +1,7 @@
 #include "sync_manager_access.h"
 
 #include "pair.h"
+#include "raw_database.h"
 
 #include <QMetaMethod>
 #include <QPointer>
@@ -105,6 +106,10 @@ private slots:
     void errorListEntries();
     void errorWithoutCodeIsNotListed();
     void errorListFollowsAtTheSameCount();
+    void keptListSpeaksAllTheSame();
+    void errorsOfAnotherProcess_data();
+    void errorsOfAnotherProcess();
+    void countersWithoutTriggers();
     void propertiesReadTheFields();
     void deletedByASlot_data();
     void deletedByASlot();
@@ -316,6 +321,94 @@ void TestSyncManagerCounters::errorListFollowsAtTheSameCount()
     QCOMPARE(fixture.manager->errorFiles().size(), 1);
     QCOMPARE(fixture.manager->errorFiles().first().toMap().value(QStringLiteral("fileName")),
              QVariant(QStringLiteral("g")));
+}
+
+// The list is the same object, and the host is told as often as when it was put together each time.
+void TestSyncManagerCounters::keptListSpeaksAllTheSame()
+{
+    Fixture fixture;
+    QVERIFY(fixture.setError(QStringLiteral("f"), ceSecCopyFailed));
+    Access::refresh(*fixture.manager);
+    const QVariantList before = fixture.manager->errorFiles();
+    QCOMPARE(before.size(), 1);
+    fixture.takeOrder();
+    for (int i = 0; i < 3; ++i) {
+        QVERIFY(fixture.setStatus(QStringLiteral("healthy %1").arg(i), ceSfsUpToDate));
+        Access::refresh(*fixture.manager);
+        QCOMPARE(fixture.takeOrder(), QStringList{QStringLiteral("countersChanged")});
+        QVERIFY(fixture.manager->errorFiles().isSharedWith(before));
+        QCOMPARE(fixture.manager->doneCount(), i + 1);
+        QCOMPARE(fixture.manager->errorCount(), 1);
+    }
+}
+
+void TestSyncManagerCounters::errorsOfAnotherProcess_data()
+{
+    QTest::addColumn<QString>("statement");
+    QTest::addColumn<QStringList>("names");
+    QTest::addColumn<QList<int>>("codes");
+    const auto add = [](const char* tag, const char* statement, const QStringList& names,
+                        const QList<int>& codes) {
+        QTest::newRow(tag) << QString::fromLatin1(statement) << names << codes;
+    };
+    const QString f = QStringLiteral("f");
+    const QString g = QStringLiteral("g");
+    add("another code", "UPDATE file_tracking SET error_code = 9 WHERE file_name = 'f'", {f, g}, {9, 6});
+    add("cleared", "UPDATE file_tracking SET status = 17, error_code = 0 WHERE file_name = 'f'", {g}, {6});
+    add("removed", "DELETE FROM file_tracking WHERE file_name = 'g'", {f}, {6});
+    add("one more", "UPDATE file_tracking SET status = 145, error_code = 2 WHERE file_name = 'h'",
+        {f, g, QStringLiteral("h")}, {6, 6, 2});
+    add("renamed", "UPDATE file_tracking SET file_name = 'z' WHERE file_name = 'f'", {g, QStringLiteral("z")},
+        {6, 6});
+    add("replaced", "REPLACE INTO file_tracking (file_name, directories_id, status) VALUES ('f', 1, 17)", {g},
+        {6});
+    add("all cleared", "UPDATE file_tracking SET status = 17, error_code = 0", {}, {});
+}
+
+void TestSyncManagerCounters::errorsOfAnotherProcess()
+{
+    QFETCH(QString, statement);
+    QFETCH(QStringList, names);
+    QFETCH(QList<int>, codes);
+    Fixture fixture;
+    QCOMPARE(fixture.directoryId, 1);
+    QVERIFY(fixture.setError(QStringLiteral("f"), ceSecCopyFailed));
+    QVERIFY(fixture.setError(QStringLiteral("g"), ceSecCopyFailed));
+    QVERIFY(fixture.setStatus(QStringLiteral("h"), ceSfsUpToDate));
+    Access::refresh(*fixture.manager);
+    Access::refresh(*fixture.manager);
+    fixture.takeOrder();
+    QVERIFY(RawDatabase(fixture.pair.databasePath()).exec(statement));
+    Access::refresh(*fixture.manager);
+    QCOMPARE(fixture.takeOrder(), QStringList{QStringLiteral("countersChanged")});
+    QCOMPARE(fixture.manager->errorCount(), names.size());
+    QStringList listedNames;
+    QList<int> listedCodes;
+    for (const QVariant& file : fixture.manager->errorFiles()) {
+        listedNames << file.toMap().value(QStringLiteral("fileName")).toString();
+        listedCodes << file.toMap().value(QStringLiteral("errorCode")).toInt();
+    }
+    QCOMPARE(listedNames, names);
+    QCOMPARE(listedCodes, codes);
+}
+
+// Somebody has taken a trigger away: all is counted row by row, and nothing is missed.
+void TestSyncManagerCounters::countersWithoutTriggers()
+{
+    Fixture fixture;
+    QVERIFY(fixture.setError(QStringLiteral("f"), ceSecCopyFailed));
+    Access::refresh(*fixture.manager);
+    RawDatabase raw(fixture.pair.databasePath());
+    QVERIFY(raw.execAll({QStringLiteral("DROP TRIGGER file_tracking_errors_update"),
+                         QStringLiteral("DROP TRIGGER file_tracking_counts_status"),
+                         QStringLiteral("UPDATE file_tracking SET error_code = 9 WHERE file_name = 'f'")}));
+    QVERIFY(fixture.setStatus(QStringLiteral("g"), ceSfsPendingSync));
+    QVERIFY(fixture.setStatus(QStringLiteral("g"), ceSfsUpToDate));
+    Access::refresh(*fixture.manager);
+    QCOMPARE(fixture.manager->errorFiles().first().toMap().value(QStringLiteral("errorCode")), QVariant(9));
+    QCOMPARE(fixture.manager->doneCount(), 1);
+    QCOMPARE(fixture.manager->pendingCount(), 0);
+    QCOMPARE(fixture.manager->errorCount(), 1);
 }
 
 void TestSyncManagerCounters::propertiesReadTheFields()

@@ -935,7 +935,7 @@ void TestSyncManagerFileReady::slotAsksForTheNext()
     connect(fixture.manager.get(), &VornSyncManager::fileReady, this, [&](const QString& path, bool) {
         // Idle again before the answer is out.
         QVERIFY(fixture.manager->isIdle());
-        const int next = names.indexOf(QFileInfo(path).fileName()) + 1;
+        const auto next = names.indexOf(QFileInfo(path).fileName()) + 1;
         if (next < names.size())
             fixture.ask(names.at(next));
     });

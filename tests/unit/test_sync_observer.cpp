@@ -250,7 +250,7 @@ void TestSyncObserver::periodicTimerRepeats()
     observer.startObserving();
     QTRY_VERIFY_WITH_TIMEOUT(needed.count() >= 3, kWaitMs);
     observer.stopPeriodicSync();
-    const int count = needed.count();
+    const int count = int(needed.count());
     QCoreApplication::processEvents();
     QCOMPARE(needed.count(), count);
     if (traceLinesBuiltIn())

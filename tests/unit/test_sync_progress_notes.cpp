@@ -99,6 +99,9 @@ private slots:
     void rowWithoutADirectory();
     void olderFileIsFilledIn();
     void missingPartsAreMadeAgain();
+    void waitsAreNotLookedForWithoutAReason();
+    void droppedTriggerIsAReason_data();
+    void droppedTriggerIsAReason();
     void otherShapesAreMadeAnew();
     void removedDirectory();
     void reset();
@@ -316,6 +319,50 @@ void TestSyncProgressNotes::missingPartsAreMadeAgain()
     QCOMPARE(waiting(m_fixture->raw), "b,c"_s);
     QVERIFY(m_fixture->database.recordFileSync(m_fixture->directoryId, "b"_s, 1, longAgo(), longAgo()));
     QCOMPARE(waiting(m_fixture->raw), "c"_s);
+}
+
+// Among a million rows that would take its time at every start: a note that somebody took away by hand stays away.
+void TestSyncProgressNotes::waitsAreNotLookedForWithoutAReason()
+{
+    QVERIFY(m_fixture->insert("a"_s, ceSfsUnknown) && m_fixture->insert("b"_s, ceSfsPendingSync));
+    QVERIFY(m_fixture->raw.execAll(
+        {"DELETE FROM file_waits WHERE file_name = 'a'"_s,
+         "INSERT INTO file_waits (directories_id, file_name, since) VALUES (1, 'nowhere', 5)"_s}));
+    QVERIFY(m_fixture->database.initialize());
+    QCOMPARE(waiting(m_fixture->raw), "b,nowhere"_s);
+    QVERIFY(VornSyncDatabase(m_fixture->path()).initialize()); // nor by another start
+    QCOMPARE(waiting(m_fixture->raw), "b,nowhere"_s);
+}
+
+void TestSyncProgressNotes::droppedTriggerIsAReason_data()
+{
+    QTest::addColumn<QString>("name");
+    SyncDatabaseFixture fixture;
+    for (const QVariantMap& row :
+         fixture.raw.rows("SELECT name FROM sqlite_master WHERE type = 'trigger' AND "
+                          "name GLOB 'file_waits_*'"_s))
+        QTest::newRow(qPrintable(row.value("name"_s).toString())) << row.value("name"_s).toString();
+}
+
+void TestSyncProgressNotes::droppedTriggerIsAReason()
+{
+    QFETCH(QString, name);
+    for (const char* file : {"a", "b", "c", "d"})
+        QVERIFY(m_fixture->insert(QLatin1String(file), file[0] == 'd' ? ceSfsUpToDate : ceSfsPendingSync));
+    QVERIFY(ageWait("b"_s, 1000));
+    const QVariant since = waitOf(m_fixture->raw, "b"_s).value("since"_s);
+    QVERIFY(m_fixture->raw.execAll(
+        {"DROP TRIGGER "_s + name, "UPDATE file_tracking SET status = 17 WHERE file_name = 'a'"_s,
+         "UPDATE file_tracking SET status = 0 WHERE file_name = 'd'"_s,
+         "DELETE FROM file_tracking WHERE file_name = 'c'"_s,
+         "INSERT INTO file_tracking (file_name, directories_id, status) VALUES ('e', 1, 18)"_s,
+         "UPDATE file_tracking SET file_name = 'f' WHERE file_name = 'e'"_s}));
+    QVERIFY(m_fixture->database.initialize());
+    QCOMPARE(waiting(m_fixture->raw), "b,d,f"_s);
+    QCOMPARE(mismatches(m_fixture->raw), 0);
+    QCOMPARE(waitOf(m_fixture->raw, "b"_s).value("since"_s), since); // what was right stays
+    QVERIFY(m_fixture->raw.exec("UPDATE file_tracking SET status = 17"_s));
+    QCOMPARE(waiting(m_fixture->raw), QString());
 }
 
 // Notes of another version: theirs are given up, and nothing else is lost.

@@ -143,6 +143,9 @@ class TestSyncTask : public QObject
 {
     Q_OBJECT
 
+public:
+    Q_INVOKABLE void take(const pVornSyncTask& task) { m_taken = task; }
+
 private slots:
     void initTestCase();
     void init();
@@ -268,6 +271,7 @@ private:
     bool openToEverybody() const;
 
     QScopedPointer<Pair> m_pair;
+    pVornSyncTask m_taken;
     QScopedPointer<QTemporaryDir> m_temporary;
 };
 
@@ -363,7 +367,12 @@ void TestSyncTask::travelsUnderItsName()
     const int id = QMetaType::type("pVornSyncTask");
     QVERIFY(id != QMetaType::UnknownType);
     QCOMPARE(id, qMetaTypeId<pVornSyncTask>());
-    QCOMPARE(QByteArray(QMetaType::typeName(id)), QByteArray("pVornSyncTask"));
+    // A queued call asks by name what it has to carry.
+    const pVornSyncTask task = VornSyncTask::create(local(text("a.txt")), distant(text("a.txt")), ceStoCopy);
+    QVERIFY(QMetaObject::invokeMethod(this, "take", Qt::QueuedConnection, Q_ARG(pVornSyncTask, task)));
+    QCoreApplication::sendPostedEvents(this);
+    QCOMPARE(m_taken, task);
+    m_taken.reset();
     QVERIFY(VornSyncTask::staticMetaObject.indexOfSignal("errorOccurred(QString)") >= 0);
 }
 

@@ -332,7 +332,7 @@ void TestSynchronizerCycle::budget_isExceededByOneFileAtMost()
         QVERIFY(engine.send(QString::number(i), "x"));
     QStringList lines;
     for (int call = 0; call < kManyCalls && lines.size() < 5; ++call) {
-        const int next = qMax(0, lines.size() - 1);
+        const int next = qMax(0, int(lines.size()) - 1);
         StatHook slow(engine.local().filePath(QString::number(next)), &slowDisk);
         engine.sync().verifyUpToDateFilesBudgeted();
         lines += verificationLines(engine);

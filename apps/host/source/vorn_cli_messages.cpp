@@ -164,7 +164,7 @@ QStringList troubles(const VornCliSummary& summary)
 {
     QStringList lines;
     if (!summary.errors.isEmpty())
-        lines.append(qtTrId("vorn_sync_files_in_error", summary.errors.size()));
+        lines.append(qtTrId("vorn_sync_files_in_error", int(summary.errors.size())));
     for (const VornCliFileError& error : summary.errors) {
         lines.append(qtTrId("vorn_sync_error_line")
                          .arg(printable(error.alias), printable(error.name), QString::number(error.code),

@@ -373,7 +373,7 @@ void VornCliRequestHandler::reset(const VornCliRequest& request)
     const int timeoutMs =
         request.flag(kNowKey) ? kAtOnce : std::max(0, request.number(kTimeoutKey, kResetDefaultMs));
     if (m_session.reset(timeoutMs))
-        return request.doneMany(QStringLiteral("reset"), m_session.pairStatuses().size());
+        return request.doneMany(QStringLiteral("reset"), int(m_session.pairStatuses().size()));
     request.refuse(QStringLiteral("reset_failed"), {}, m_session.lastTexts());
 }
 

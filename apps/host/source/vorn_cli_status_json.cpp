@@ -52,7 +52,7 @@ QJsonObject errors(const QVector<VornCliFileError>& errors)
     QJsonArray array;
     int bytes = 0;
     for (const VornCliFileError& error : errors) {
-        bytes += kBytesBesideNames + kBytesPerCharacter * (error.alias.size() + error.name.size());
+        bytes += kBytesBesideNames + kBytesPerCharacter * int(error.alias.size() + error.name.size());
         if (bytes > kMostBytes)
             break;
         array.append(QJsonObject{{QStringLiteral("alias"), error.alias},

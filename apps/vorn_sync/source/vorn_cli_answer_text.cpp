@@ -204,7 +204,7 @@ QStringList errors(const QVector<VornCliFileError>& errors, int count, const QSt
         }
     }
     if (errors.size() < count)
-        lines.append(qtTrId("vorn_sync_more_errors", count - errors.size()));
+        lines.append(qtTrId("vorn_sync_more_errors", count - int(errors.size())));
     return lines;
 }
 

@@ -3,6 +3,7 @@
 #include "vorn_planted_bugs.h"
 #include "vorn_sqlite_transaction.h"
 #include "vorn_sync_distant_marks.h"
+#include "vorn_sync_error_revision.h"
 #include "vorn_sync_file_comparison.h"
 #include "vorn_sync_log.h"
 #include "vorn_sync_migration.h"
@@ -88,16 +89,6 @@ void set(bool* flag, bool value)
         *flag = value;
 }
 
-// As a set: the callers look names up.
-QSet<QString> toNames(const QVariantList& values)
-{
-    QSet<QString> names;
-    names.reserve(values.size());
-    for (const QVariant& value : values)
-        names.insert(value.toString());
-    return names;
-}
-
 } // namespace
 
 struct VornSyncDatabase::TrackedFile
@@ -106,6 +97,12 @@ struct VornSyncDatabase::TrackedFile
     qint64 size = 0;
     QString localLmd;
     QString distantLmd;
+};
+
+struct VornSyncDatabase::Found
+{
+    bool isFound = false;
+    int status = ceSfsUnknown;
 };
 
 struct VornSyncDatabase::StaleRow
@@ -145,6 +142,7 @@ bool VornSyncDatabase::reset()
     // The other threads' statements wait until the tables are there again.
     bool isInitialized = false;
     const bool isReset = resetFile([&] { isInitialized = initialize(); });
+    m_triggersSchema = kNoSchema; // a number of the old file
     m_changes.noteAll();
     ++m_directoriesVersion;
     ++m_resetCount;
@@ -363,26 +361,38 @@ bool VornSyncDatabase::writeStatusIf(const char* method, int directoryId, const 
                                      int expectedStatus, int status, int errorCode)
 {
     const bool done = change(directoryId, fileName, [&] {
-        return getFileStatus(directoryId, fileName) == expectedStatus &&
-               writeStatus(directoryId, fileName, status, errorCode);
+        const Found current = readStatus(directoryId, fileName);
+        return current.status == expectedStatus &&
+               writeStatus(directoryId, fileName, current, status, errorCode);
     });
     traceStatus(method, directoryId, fileName, status, done);
     return done;
 }
 
+VornSyncDatabase::Found VornSyncDatabase::readStatus(int directoryId, const QString& fileName)
+{
+    Found found;
+    found.status = getFileStatus(directoryId, fileName, &found.isFound);
+    return found;
+}
+
 // The rules that keep error_code, status_changed_at and trashed_date in step with the status.
 bool VornSyncDatabase::writeStatus(int directoryId, const QString& fileName, int status, int errorCode)
 {
-    bool isFound = false;
-    const int current = getFileStatus(directoryId, fileName, &isFound);
+    return writeStatus(directoryId, fileName, readStatus(directoryId, fileName), status, errorCode);
+}
+
+bool VornSyncDatabase::writeStatus(int directoryId, const QString& fileName, const Found& current, int status,
+                                   int errorCode)
+{
     const bool isError = status == ceSfsError;
-    if (isError && VornSyncTypes::baseStatus(current) == ceSfsUnknown)
+    if (isError && VornSyncTypes::baseStatus(current.status) == ceSfsUnknown)
         qWarning() << "VornSyncDatabase::setFileStatus: file" << fileName << "in dir" << directoryId
                    << "transitioning to Error from an Unknown base ; resolveFileError will not be able to "
                       "auto-retry.";
-    const int stored = isError ? current | ceSfsError : status;
+    const int stored = isError ? current.status | ceSfsError : status;
     const int code = isError ? errorCode : int(ceSecNone);
-    if (!isFound)
+    if (!current.isFound)
         return executeQuery(
             QStringLiteral("INSERT INTO file_tracking (file_name, directories_id, status, error_code, "
                            "status_changed_at) VALUES (?, ?, ?, ?, ?)"),
@@ -413,9 +423,10 @@ bool VornSyncDatabase::updateStatusToProcess(int directoryId, const QString& fil
     int from = ceSfsUnknown;
     int to = ceSfsUnknown;
     const bool done = change(directoryId, fileName, [&] {
-        from = getFileStatus(directoryId, fileName);
+        const Found current = readStatus(directoryId, fileName);
+        from = current.status;
         to = runningStatus(from);
-        return to != from && writeStatus(directoryId, fileName, to, ceSecNone);
+        return to != from && writeStatus(directoryId, fileName, current, to, ceSecNone);
     });
     if (to == from)
         VORN_SYNC_TRACE(kTag, "updateStatusToProcess",
@@ -679,6 +690,8 @@ bool VornSyncDatabase::getFileInfo(QVariantMap& info, const QString& fileName, c
 
 // --- The files of one directory -------------------------------------------------------------------------
 
+// A "+" keeps SQLite from walking all rows of the directory, of which few are in the trash or in error.
+
 QStringList VornSyncDatabase::getTrashedFilesOlderThan(int directoryId, const QDateTime& cutoff)
 {
     QVariantList values;
@@ -687,7 +700,7 @@ QStringList VornSyncDatabase::getTrashedFilesOlderThan(int directoryId, const QD
         VORN_PLANTED(purgeByFileTime)
             ? QStringLiteral("SELECT file_name FROM file_tracking WHERE directories_id = ? AND (status = ? "
                              "OR status = ?) AND local_lmd < ?")
-            : QStringLiteral("SELECT file_name FROM file_tracking WHERE directories_id = ? AND (status = ? "
+            : QStringLiteral("SELECT file_name FROM file_tracking WHERE +directories_id = ? AND (status = ? "
                              "OR status = ?) AND trashed_date < ?"),
         {directoryId, int(ceSfsTrashed), int(ceSfsDeleted), bound(VornSyncTimes::toText(cutoff))});
     QStringList names;
@@ -698,29 +711,43 @@ QStringList VornSyncDatabase::getTrashedFilesOlderThan(int directoryId, const QD
 
 QSet<QString> VornSyncDatabase::getActiveFileNames(int directoryId)
 {
-    QVariantList values;
-    executeQuery(
-        values,
-        QStringLiteral("SELECT file_name FROM file_tracking WHERE directories_id = ? AND status != ? "
-                       "AND status != ?"),
-        {directoryId, int(ceSfsTrashed), int(ceSfsDeleted)});
-    return toNames(values);
+    QSet<QString> names;
+    readActiveFileNames(directoryId, [&names](const QString& name) { names.insert(name); });
+    return names;
+}
+
+bool VornSyncDatabase::readActiveFileNames(int directoryId, const NameVisitor& visit)
+{
+    return forEachRow(
+        QStringLiteral("SELECT file_name FROM file_tracking WHERE directories_id = ? AND status "
+                       "!= ? AND status != ?"),
+        {directoryId, int(ceSfsTrashed), int(ceSfsDeleted)},
+        [&visit](const QSqlQuery& row) { visit(row.value(0).toString()); });
 }
 
 QSet<QString> VornSyncDatabase::getFileNamesByStatus(int directoryId, int status)
 {
-    QVariantList values;
-    executeQuery(
-        values, QStringLiteral("SELECT file_name FROM file_tracking WHERE directories_id = ? AND status = ?"),
-        {directoryId, status});
-    return toNames(values);
+    QSet<QString> names;
+    readFileNames(directoryId, status, [&names](const QString& name) { names.insert(name); });
+    return names;
+}
+
+bool VornSyncDatabase::readFileNames(int directoryId, int status, const NameVisitor& visit)
+{
+    return forEachRow(
+        QStringLiteral("SELECT file_name FROM file_tracking WHERE directories_id = ? AND status = ?"),
+        {directoryId, status}, [&visit](const QSqlQuery& row) { visit(row.value(0).toString()); });
 }
 
 QList<QVariantMap> VornSyncDatabase::getFilesByStatusMask(int directoryId, int mask)
 {
     QList<QVariantMap> files;
-    forEachRow(QStringLiteral("SELECT file_name, status FROM file_tracking WHERE directories_id = ? AND "
-                              "(status & ?) != 0"),
+    // Where no up-to-date file is meant, the index of the others leads to the few rows that may be.
+    const bool areOthersMeant = (ceSfsUpToDate & mask) == 0;
+    forEachRow(areOthersMeant ? QStringLiteral("SELECT file_name, status FROM file_tracking WHERE "
+                                               "+directories_id = ? AND (status & ?) != 0 AND status != 17")
+                              : QStringLiteral("SELECT file_name, status FROM file_tracking WHERE "
+                                               "directories_id = ? AND (status & ?) != 0"),
                {directoryId, mask}, [&](const QSqlQuery& row) {
                    files << QVariantMap{{QStringLiteral("fileName"), row.value(0)},
                                         {QStringLiteral("status"), row.value(1)}};
@@ -741,26 +768,29 @@ QList<QVariantMap> VornSyncDatabase::getFilesByStatus(int directoryId, int statu
     return files;
 }
 
-bool VornSyncDatabase::readDirectoryRows(int directoryId, QVector<VornSyncFileRow>& rows)
+bool VornSyncDatabase::readDirectoryRows(int directoryId, const RowVisitor& visit)
 {
     m_changes.begin(directoryId);
-    return readRows(QStringLiteral("f.directories_id = ?"), {directoryId}, rows);
+    return readRows(QStringLiteral("f.directories_id = ?"), {directoryId}, visit);
 }
 
 bool VornSyncDatabase::readFileRow(int directoryId, const QString& fileName, VornSyncFileRow& row,
                                    bool& found)
 {
-    QVector<VornSyncFileRow> rows;
+    int count = 0;
+    VornSyncFileRow read;
     const bool done = readRows(QStringLiteral("f.file_name = ? AND f.directories_id = ?"),
-                               fileKey(fileName, directoryId), rows);
-    found = rows.size() == 1;
+                               fileKey(fileName, directoryId), [&](const VornSyncFileRow& visited) {
+                                   ++count;
+                                   read = visited;
+                               });
+    found = count == 1;
     if (found)
-        row = rows.first();
+        row = read;
     return done;
 }
 
-bool VornSyncDatabase::readRows(const QString& condition, const QVariantList& values,
-                                QVector<VornSyncFileRow>& rows)
+bool VornSyncDatabase::readRows(const QString& condition, const QVariantList& values, const RowVisitor& visit)
 {
     const QString columns = QStringLiteral("f.file_name, f.status, f.size, f.local_lmd, f.distant_lmd = ?");
     const QString marks = QStringLiteral("LEFT JOIN distant_newer_marks m ON m.file_name = f.file_name AND "
@@ -783,8 +813,13 @@ bool VornSyncDatabase::readRows(const QString& condition, const QVariantList& va
                               row.markedLocalSize = read.value(5).toLongLong();
                               row.markedLocalLmdSecs = VornSyncTimes::secsFromText(read.value(6).toString());
                           }
-                          rows.append(row);
+                          visit(row);
                       });
+}
+
+bool VornSyncDatabase::isAnyRowChangedSinceRead(int directoryId) const
+{
+    return m_changes.isAnyChanged(directoryId);
 }
 
 bool VornSyncDatabase::isRowChangedSinceRead(int directoryId, const QString& fileName) const
@@ -908,14 +943,17 @@ int VornSyncDatabase::cleanupOrphanedProcessingStates()
     QString error;
     {
         VornSqliteTransaction transaction(*this);
-        if (!executeQuery(names,
-                          QStringLiteral("SELECT file_name FROM file_tracking WHERE status IN (?, ?, ?)"),
-                          running))
+        if (!executeQuery(
+                names,
+                QStringLiteral(
+                    "SELECT file_name FROM file_tracking WHERE status IN (?, ?, ?) AND status != 17"),
+                running))
             error = QStringLiteral("ERROR: Failed to query orphaned processing states");
         else if (names.isEmpty())
             return 0;
         else if (!executeQuery(
-                     QStringLiteral("UPDATE file_tracking SET status = ? WHERE status IN (?, ?, ?)"),
+                     QStringLiteral(
+                         "UPDATE file_tracking SET status = ? WHERE status IN (?, ?, ?) AND status != 17"),
                      QVariantList{int(ceSfsUnknown)} + running) ||
                  !transaction.commit())
             error = QStringLiteral("ERROR: Failed to cleanup orphaned processing states");
@@ -928,7 +966,7 @@ int VornSyncDatabase::cleanupOrphanedProcessingStates()
     VORN_SYNC_TRACE(
         kTag, "cleanupOrphanedProcessingStates",
         QStringLiteral("Reset %1 orphaned files from processing states to Unknown").arg(names.size()));
-    return names.size();
+    return int(names.size());
 }
 
 bool VornSyncDatabase::isStale(int status, qint64 size, const QString& statusChangedAt, qint64 nowSecs)
@@ -970,7 +1008,7 @@ bool VornSyncDatabase::readStaleRows(QVector<StaleRow>& staleRows)
         return true;
     const qint64 nowSecs = QDateTime::currentSecsSinceEpoch();
     return forEachRow(QStringLiteral("SELECT file_name, directories_id, status, size, status_changed_at FROM "
-                                     "file_tracking WHERE status IN (?, ?, ?, ?, ?, ?)"),
+                                     "file_tracking WHERE status IN (?, ?, ?, ?, ?, ?) AND status != 17"),
                       {int(ceSfsPendingSync), int(ceSfsSyncing), int(ceSfsPendingDelete), int(ceSfsDeleting),
                        int(ceSfsPendingRestore), int(ceSfsRestoring)},
                       [&](const QSqlQuery& row) {
@@ -1055,34 +1093,95 @@ int VornSyncDatabase::countFilesByStatuses(const QList<int>& statuses)
     return counts.value(0).toInt();
 }
 
-int VornSyncDatabase::countFilesInError()
+int VornSyncDatabase::countFilesInError(bool* succeeded)
 {
     QVariantList counts;
-    if (!executeQuery(counts,
-                      QStringLiteral("SELECT COUNT(*) AS n FROM file_tracking WHERE (status & ?) != 0 AND "
-                                     "error_code != 0"),
-                      {VornSyncTypes::kErrorBit})) {
+    const bool done =
+        executeQuery(counts,
+                     QStringLiteral("SELECT COUNT(*) AS n FROM file_tracking WHERE (status & ?) != 0 AND "
+                                    "error_code != 0"),
+                     {VornSyncTypes::kErrorBit});
+    set(succeeded, done);
+    if (!done)
         VORN_SYNC_TRACE(kTag, "countFilesInError", QStringLiteral("ERROR: countFilesInError query failed"));
-        return 0;
-    }
-    return counts.value(0).toInt();
+    return done ? counts.value(0).toInt() : 0;
 }
 
 QList<QVariantMap> VornSyncDatabase::getErrorFiles()
 {
     QList<QVariantMap> files;
-    forEachRow(QStringLiteral("SELECT ft.file_name, ft.status, ft.error_code,        ft.directories_id, "
-                              "d.alias_name FROM file_tracking ft INNER JOIN directories d ON d.id = "
-                              "ft.directories_id WHERE (ft.status & ?) != 0 AND ft.error_code != 0 ORDER BY "
-                              "d.alias_name, ft.file_name"),
-               {VornSyncTypes::kErrorBit}, [&](const QSqlQuery& row) {
-                   files << QVariantMap{{QStringLiteral("fileName"), row.value(0)},
-                                        {QStringLiteral("status"), row.value(1)},
-                                        {QStringLiteral("errorCode"), row.value(2)},
-                                        {QStringLiteral("directoryId"), row.value(3)},
-                                        {QStringLiteral("aliasName"), row.value(4)}};
-               });
+    readErrorFiles([&files](const VornSyncErrorFile& file) {
+        files << QVariantMap{{QStringLiteral("fileName"), file.fileName},
+                             {QStringLiteral("status"), file.status},
+                             {QStringLiteral("errorCode"), file.errorCode},
+                             {QStringLiteral("directoryId"), file.directoryId},
+                             {QStringLiteral("aliasName"), file.aliasName}};
+    });
     return files;
+}
+
+bool VornSyncDatabase::readErrorFiles(const ErrorFileVisitor& visit)
+{
+    VornSyncErrorFile file;
+    return forEachRow(
+        QStringLiteral("SELECT ft.file_name, ft.status, ft.error_code,        ft.directories_id, "
+                       "d.alias_name FROM file_tracking ft INNER JOIN directories d ON d.id = "
+                       "ft.directories_id WHERE (ft.status & ?) != 0 AND ft.error_code != 0 ORDER BY "
+                       "d.alias_name, ft.file_name"),
+        {VornSyncTypes::kErrorBit}, [&](const QSqlQuery& row) {
+            file.fileName = row.value(0).toString();
+            file.status = row.value(1).toInt();
+            file.errorCode = row.value(2).toInt();
+            file.directoryId = row.value(3).toInt();
+            file.aliasName = row.value(4).toString();
+            visit(file);
+        });
+}
+
+// Without one of its triggers a table says nothing. They are looked for when the schema is not the one in which they
+// were found; they may have gone with a table that was moved aside.
+std::optional<VornSyncKeptCounters> VornSyncDatabase::keptCounters()
+{
+    if (m_triggersSchema == kNoSchema && !areTriggersInPlace())
+        return std::nullopt;
+    int schema = kNoSchema;
+    const std::optional<VornSyncKeptCounters> kept = readKeptCounters(schema);
+    if (kept && schema == m_triggersSchema)
+        return kept;
+    const bool areKept = kept && areTriggersInPlace();
+    m_triggersSchema = areKept ? schema : kNoSchema;
+    return areKept ? kept : std::nullopt;
+}
+
+bool VornSyncDatabase::areTriggersInPlace()
+{
+    static const int triggerCount =
+        VornSyncStatusCounts::triggerCount() + VornSyncErrorRevision::triggerCount();
+    QVariantList triggers;
+    return executeQuery(
+               triggers,
+               QStringLiteral("SELECT COUNT(*) FROM sqlite_master WHERE type = 'trigger' AND tbl_name IN "
+                              "('file_tracking', 'directories') AND (name GLOB ? OR name GLOB ?)"),
+               {VornSyncStatusCounts::triggerPattern(), VornSyncErrorRevision::triggerPattern()}) &&
+           triggers.value(0).toInt() == triggerCount;
+}
+
+std::optional<VornSyncKeptCounters> VornSyncDatabase::readKeptCounters(int& schema)
+{
+    std::optional<VornSyncKeptCounters> kept;
+    forEachRow(
+        QStringLiteral("SELECT revision, (SELECT COALESCE(SUM(files), 0) FROM file_tracking_counts WHERE "
+                       "status IN (?, ?, ?, ?)), (SELECT COALESCE(SUM(files), 0) FROM "
+                       "file_tracking_counts WHERE status = ?), (SELECT schema_version FROM "
+                       "pragma_schema_version) FROM file_tracking_errors"),
+        {int(ceSfsUnknown), int(ceSfsPendingSync), int(ceSfsPendingDelete), int(ceSfsPendingRestore),
+         int(ceSfsUpToDate)},
+        [&](const QSqlQuery& row) {
+            kept =
+                VornSyncKeptCounters{row.value(1).toInt(), row.value(2).toInt(), row.value(0).toLongLong()};
+            schema = row.value(3).toInt();
+        });
+    return kept;
 }
 
 // --- Traces ---------------------------------------------------------------------------------------------

@@ -12,6 +12,7 @@
 
 #include <atomic>
 #include <functional>
+#include <optional>
 
 struct VornSyncComparison;
 
@@ -26,6 +27,25 @@ struct VornSyncFileRow
     bool isDistantNewer = false;      // marked: verification found a newer version on the distant side
     qint64 markedLocalSize = 0;       // the local file as it was when the mark was set
     qint64 markedLocalLmdSecs = 0;
+};
+
+// A file in error, as the host is told of it.
+struct VornSyncErrorFile
+{
+    QString aliasName;
+    QString fileName;
+    int status = ceSfsUnknown;
+    int errorCode = ceSecNone;
+    int directoryId = VornSyncTypes::kNoDirectoryId;
+};
+
+// What triggers of the state database keep of its files, whoever writes them.
+struct VornSyncKeptCounters
+{
+    int pending = 0; // files of the statuses 0, 18, 34 and 66
+    int done = 0;    // files of status 17
+    // As long as it is the same, getErrorFiles and countFilesInError give what they gave.
+    qint64 errorRevision = 0;
 };
 
 // The state database: directories, tracked files and their states, and all SQL of the library. Lives on the
@@ -43,6 +63,9 @@ public:
     // A text column of the table directories.
     enum DirectoryField { AliasName = 0, LocalPath = 1, DistantPath = 2, TrashPath = 3 };
 
+    using RowVisitor = std::function<void(const VornSyncFileRow& row)>;
+    using NameVisitor = std::function<void(const QString& fileName)>;
+    using ErrorFileVisitor = std::function<void(const VornSyncErrorFile& file)>;
     using StillActiveTest = std::function<bool(int directoryId, const QString& fileName)>;
 
     explicit VornSyncDatabase(const QString& databasePath);
@@ -131,15 +154,20 @@ public:
 
     QStringList getTrashedFilesOlderThan(int directoryId, const QDateTime& cutoff);
     QSet<QString> getActiveFileNames(int directoryId);
+    // The same, and the names of one status, one by one: a million of them are not held at a time. False when the
+    // statement failed.
+    bool readActiveFileNames(int directoryId, const NameVisitor& visit);
+    bool readFileNames(int directoryId, int status, const NameVisitor& visit);
     QSet<QString> getFileNamesByStatus(int directoryId, int status);
     QList<QVariantMap> getFilesByStatusMask(int directoryId, int mask);
     QList<QVariantMap> getFilesByStatus(int directoryId, int status);
 
-    // All rows of a directory in one statement, appended. From then on isRowChangedSinceRead tells which of
-    // them have been written, by any thread through this object.
-    bool readDirectoryRows(int directoryId, QVector<VornSyncFileRow>& rows);
+    // All rows of a directory in one statement, one by one: a million of them are not held twice. From then on
+    // isRowChangedSinceRead tells which of them have been written, by any thread through this object.
+    bool readDirectoryRows(int directoryId, const RowVisitor& visit);
     bool readFileRow(int directoryId, const QString& fileName, VornSyncFileRow& row, bool& found);
-    // True also for every row of a directory other than the one read last.
+    // True also for every row of a directory other than the one read last; so is the cheaper question for any row.
+    bool isAnyRowChangedSinceRead(int directoryId) const;
     bool isRowChangedSinceRead(int directoryId, const QString& fileName) const;
     // The rows that were read are done with: nothing is kept about changes until the next reading.
     void endChangeTracking();
@@ -162,8 +190,13 @@ public:
     int cleanupStaleProcessingStates(const StillActiveTest& stillActive);
     int cleanupInconsistentTrashedDates();
     int countFilesByStatuses(const QList<int>& statuses);
-    int countFilesInError();
+    int countFilesInError(bool* succeeded = nullptr);
     QList<QVariantMap> getErrorFiles();
+    // The same, row by row. False when the statement failed.
+    bool readErrorFiles(const ErrorFileVisitor& visit);
+    // What the file itself keeps of all this, read in microseconds whatever the number of rows; nothing when it does
+    // not, or can't be asked.
+    std::optional<VornSyncKeptCounters> keptCounters();
 
     // True when a row of `status` and `size`, changed at `statusChangedAt` (ISO 8601), has waited or run too
     // long at `nowSecs` since the epoch. A time that can't be read is too long ago.
@@ -180,17 +213,23 @@ private:
     struct StaleRow;
     enum class Recorded { Yes, No, Unwanted };
 
+    bool areTriggersInPlace();
+    std::optional<VornSyncKeptCounters> readKeptCounters(int& schema);
     // Runs `write` as one transaction, which is undone when it gives false, and notes the row as changed.
     bool change(int directoryId, const QString& fileName, const std::function<bool()>& write);
     int singleId(const QString& sql, const QVariantList& values);
     bool readTracked(int directoryId, const QString& fileName, TrackedFile& tracked);
-    bool readRows(const QString& condition, const QVariantList& values, QVector<VornSyncFileRow>& rows);
+    bool readRows(const QString& condition, const QVariantList& values, const RowVisitor& visit);
     bool readStaleRows(QVector<StaleRow>& staleRows);
 
     // What is inside a transaction.
     int writeDirectory(const QString& aliasName, const QString& localPath, const QString& distantPath,
                        const QString& trashPath);
+    struct Found; // a row's status, and whether there is a row
+    Found readStatus(int directoryId, const QString& fileName);
     bool writeStatus(int directoryId, const QString& fileName, int status, int errorCode);
+    bool writeStatus(int directoryId, const QString& fileName, const Found& current, int status,
+                     int errorCode);
     bool writeSync(int directoryId, const QString& fileName, const TrackedFile& recorded, bool& existed);
     bool writeRename(int directoryId, const QString& oldName, const QString& newName);
     bool writeTombstoneRemoval(int directoryId, const QString& fileName);
@@ -211,4 +250,7 @@ private:
     VornSyncRowChanges m_changes;
     std::atomic<int> m_directoriesVersion{0};
     std::atomic<int> m_resetCount{0};
+    static constexpr int kNoSchema = -1;
+    std::atomic<int> m_triggersSchema{
+        kNoSchema}; // SQLite's number of the schema in which all triggers were found
 };

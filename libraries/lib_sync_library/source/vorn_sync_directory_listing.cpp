@@ -2,15 +2,13 @@
 
 #include "vorn_planted_bugs.h"
 #include "vorn_sync_log.h"
+#include "vorn_sync_open_directory.h"
 
 #include <QFile>
 #include <QThread>
 
 #include <cstring>
-#include <filesystem>
 #include <system_error>
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -18,13 +16,6 @@ constexpr auto kTag = "Sync: ";
 
 // Asking once an entry whether the thread is to stop would cost more than reading the entry.
 constexpr int kEntriesPerInterruptionCheck = 256;
-
-const char* lastComponent(const fs::path& path)
-{
-    const char* text = path.c_str();
-    const char* separator = std::strrchr(text, '/');
-    return separator ? separator + 1 : text;
-}
 
 // An ASCII name goes into the text that is there already, without an allocation and without a codec.
 bool setAscii(const char* nativeName, QString& name)
@@ -44,29 +35,32 @@ bool setAscii(const char* nativeName, QString& name)
 
 VornSyncDirectoryListing VornSyncDirectoryListing::read(const QString& directoryPath, const Visitor& visit)
 {
-    VornSyncDirectoryListing listing;
     if (directoryPath.isEmpty())
-        return listing;
+        return VornSyncDirectoryListing();
+    VornSyncOpenDirectory directory(QFile::encodeName(directoryPath));
+    return read(directory, visit);
+}
 
-    std::error_code error;
-    fs::directory_iterator it(fs::path(QFile::encodeName(directoryPath).toStdString()), error);
+VornSyncDirectoryListing VornSyncDirectoryListing::read(VornSyncOpenDirectory& directory,
+                                                        const Visitor& visit)
+{
+    VornSyncDirectoryListing listing;
     Entry entry;
     int count = 0;
-    for (; !error && it != fs::directory_iterator(); it.increment(error), ++count) {
+    for (; directory.next(); ++count) {
         if (count % kEntriesPerInterruptionCheck == 0 &&
             QThread::currentThread()->isInterruptionRequested()) {
             listing.m_outcome = Outcome::Interrupted;
             return listing;
         }
-        if (!readName(lastComponent(it->path()), entry))
+        if (!readName(directory.name(), entry))
             continue;
-        // The kind mostly comes with the name; only a link or an unknown kind costs a call of its own.
-        std::error_code kindError;
-        entry.isPlainFile = it->is_regular_file(kindError);
+        entry.isPlainFile = directory.isPlainFile();
         entry.isHidden = entry.name.startsWith(QLatin1Char('.'));
         visit(entry);
     }
 
+    std::error_code error = directory.error();
     if (VORN_PLANTED(missingDirectoryIsEmpty) && count == 0)
         error.clear();
     if (error == std::errc::no_such_file_or_directory && count == 0) {

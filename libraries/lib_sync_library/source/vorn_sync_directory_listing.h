@@ -5,6 +5,8 @@
 
 #include <functional>
 
+class VornSyncOpenDirectory;
+
 // Lists one directory with error codes, so that a listing that was cut short is never taken for a short
 // directory. Used on the synchronizer's thread.
 class VornSyncDirectoryListing
@@ -28,6 +30,8 @@ public:
     // entry is reused: a visitor that keeps its name shares it.
     using Visitor = std::function<void(const Entry& entry)>;
     static VornSyncDirectoryListing read(const QString& directoryPath, const Visitor& visit);
+    // Of a directory that has just been opened; an empty path was none.
+    static VornSyncDirectoryListing read(VornSyncOpenDirectory& directory, const Visitor& visit);
 
     Outcome outcome() const { return m_outcome; }
     bool isComplete() const { return m_outcome == Outcome::Complete; }

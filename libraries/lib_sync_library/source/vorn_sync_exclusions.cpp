@@ -7,20 +7,68 @@
 
 #include <algorithm>
 
+namespace {
+
+// What an asterisk does not stand for.
+constexpr QLatin1Char kSeparator('/');
+
+// Nothing that has a meaning in a wildcard pattern.
+bool isPlainAscii(const QString& text)
+{
+    return std::all_of(text.begin(), text.end(), [](QChar c) {
+        return c.unicode() > 0 && c.unicode() < 0x80 && !QStringLiteral("*?[]\\/").contains(c);
+    });
+}
+
+} // namespace
+
 VornSyncExclusions::VornSyncExclusions(const QStringList& patterns)
 {
-    for (const QString& pattern : patterns) {
-        if (pattern.isEmpty())
+    for (const QString& text : patterns) {
+        if (text.isEmpty())
             continue;
-        const QRegularExpression expression(QRegularExpression::wildcardToRegularExpression(pattern),
-                                            QRegularExpression::CaseInsensitiveOption);
-        if (expression.isValid()) {
-            exclusionPatterns.append(expression);
+        const Pattern pattern = compile(text);
+        if (pattern.kind != Pattern::Kind::Expression || pattern.expression.isValid()) {
+            exclusionPatterns.append(pattern);
             continue;
         }
-        qWarning() << "VornSyncSynchronizer: ignoring invalid exclusion pattern" << pattern
-                   << "reason:" << expression.errorString();
+        qWarning() << "VornSyncSynchronizer: ignoring invalid exclusion pattern" << text
+                   << "reason:" << pattern.expression.errorString();
     }
+}
+
+VornSyncExclusions::Pattern VornSyncExclusions::compile(const QString& pattern)
+{
+    const bool isOpenBegin = pattern.startsWith(QLatin1Char('*'));
+    const bool isOpenEnd = pattern.endsWith(QLatin1Char('*'));
+    Pattern compiled;
+    compiled.literal = pattern.mid(isOpenBegin ? 1 : 0);
+    if (isOpenEnd && !isOpenBegin)
+        compiled.literal.chop(1);
+    if (isPlainAscii(compiled.literal) && !(isOpenBegin && isOpenEnd)) {
+        compiled.kind = isOpenBegin ? Pattern::Kind::Suffix
+                        : isOpenEnd ? Pattern::Kind::Prefix
+                                    : Pattern::Kind::Whole;
+        return compiled;
+    }
+    compiled.expression = QRegularExpression(QRegularExpression::wildcardToRegularExpression(pattern),
+                                             QRegularExpression::CaseInsensitiveOption);
+    return compiled;
+}
+
+bool VornSyncExclusions::Pattern::matches(const QString& fileName) const
+{
+    switch (kind) {
+    case Kind::Whole:
+        return fileName.compare(literal, Qt::CaseInsensitive) == 0;
+    case Kind::Prefix:
+        return fileName.startsWith(literal, Qt::CaseInsensitive) && !fileName.contains(kSeparator);
+    case Kind::Suffix:
+        return fileName.endsWith(literal, Qt::CaseInsensitive) && !fileName.contains(kSeparator);
+    case Kind::Expression:
+        break;
+    }
+    return expression.match(fileName).hasMatch();
 }
 
 bool VornSyncExclusions::matches(const QString& fileName) const
@@ -28,7 +76,7 @@ bool VornSyncExclusions::matches(const QString& fileName) const
     if (fileName.isEmpty())
         return false;
     return std::any_of(exclusionPatterns.begin(), exclusionPatterns.end(),
-                       [&fileName](const QRegularExpression& e) { return e.match(fileName).hasMatch(); });
+                       [&fileName](const Pattern& pattern) { return pattern.matches(fileName); });
 }
 
 bool VornSyncExclusions::hasSideCarBeside(const QString& filePath) const

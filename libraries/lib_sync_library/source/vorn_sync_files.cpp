@@ -1,6 +1,7 @@
 #include "vorn_sync_files.h"
 
 #include "vorn_planted_bugs.h"
+#include "vorn_sync_stat.h"
 
 #include <QDir>
 #include <QFile>
@@ -8,7 +9,6 @@
 
 #include <cerrno>
 #include <filesystem>
-#include <qplatformdefs.h>
 #include <system_error>
 
 namespace fs = std::filesystem;
@@ -28,22 +28,12 @@ bool endsInside(const QString& path)
     return path.contains(QChar(QChar::Null));
 }
 
-// QT_STAT is Qt's own name for the platform's stat: one call gives size, time and kind, with the reason of
-// a failure kept (QFileInfo loses it, and reads the time zone for every time it gives).
 int statErrno(const QByteArray& path, VornSyncFileFacts& facts)
 {
     QT_STATBUF buffer;
     if (QT_STAT(path.constData(), &buffer) != 0)
         return errno;
-    facts.presence = VornSyncPresence::Present;
-    facts.isPlainFile = (buffer.st_mode & QT_STAT_MASK) == QT_STAT_REG;
-    if (facts.isPlainFile) {
-        facts.size = buffer.st_size;
-        facts.lmdSecs = buffer.st_mtime;
-#ifdef Q_OS_LINUX
-        facts.lmdNanosecs = buffer.st_mtim.tv_nsec;
-#endif
-    }
+    facts = factsOfStat(buffer);
     return 0;
 }
 

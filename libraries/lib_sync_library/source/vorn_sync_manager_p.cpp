@@ -71,6 +71,7 @@ VornSyncManagerPrivate::VornSyncManagerPrivate(const QString& databasePath, cons
     : QObject(publicObject)
     , m_public(publicObject)
     , m_trashRootPath(trashRootPath)
+    , m_mailbox(std::make_shared<VornSyncMailbox>(this))
 {
     // Required: exactly these names travel through queued connections and invocations.
     qRegisterMetaType<pVornSyncTask>("pVornSyncTask");
@@ -94,6 +95,7 @@ VornSyncManagerPrivate::VornSyncManagerPrivate(const QString& databasePath, cons
 
 VornSyncManagerPrivate::~VornSyncManagerPrivate()
 {
+    m_mailbox->close();
     // A pass ends at its next file while the worker is still being waited for.
     for (VornSyncThread* thread :
          {m_workerThread.data(), m_synchronizerThread.data(), m_observerThread.data()}) {
@@ -154,14 +156,31 @@ void VornSyncManagerPrivate::createSynchronizer(int syncIntervalMs, const QStrin
 void VornSyncManagerPrivate::connectSynchronizer()
 {
     const VornSyncSynchronizer* synchronizer = m_synchronizer;
-    connect(synchronizer, &VornSyncSynchronizer::syncStarted, this,
-            &VornSyncManagerPrivate::onSynchronizerSyncStarted, Qt::QueuedConnection);
-    connect(synchronizer, &VornSyncSynchronizer::syncCompleted, this,
-            &VornSyncManagerPrivate::onSynchronizerSyncCompleted, Qt::QueuedConnection);
-    connect(synchronizer, &VornSyncSynchronizer::errorOccurred, this,
-            &VornSyncManagerPrivate::onSynchronizerErrorOccurred, Qt::QueuedConnection);
-    connect(synchronizer, &VornSyncSynchronizer::errorStateChanged, this,
-            &VornSyncManagerPrivate::refreshDatabaseCounters, Qt::QueuedConnection);
+    // Delivered to this thread by the mailbox, as queued connections would be: a pass may start thousands of files.
+    connect(
+        synchronizer, &VornSyncSynchronizer::syncStarted, synchronizer,
+        [this, mailbox = m_mailbox](const QString& filePath) {
+            mailbox->post([this, filePath] { onSynchronizerSyncStarted(filePath); });
+        },
+        Qt::DirectConnection);
+    connect(
+        synchronizer, &VornSyncSynchronizer::syncCompleted, synchronizer,
+        [this, mailbox = m_mailbox](const QString& filePath, bool succeeded) {
+            mailbox->post([this, filePath, succeeded] { onSynchronizerSyncCompleted(filePath, succeeded); });
+        },
+        Qt::DirectConnection);
+    connect(
+        synchronizer, &VornSyncSynchronizer::errorOccurred, synchronizer,
+        [this, mailbox = m_mailbox](const QString& message) {
+            mailbox->post([this, message] { onSynchronizerErrorOccurred(message); });
+        },
+        Qt::DirectConnection);
+    connect(
+        synchronizer, &VornSyncSynchronizer::errorStateChanged, synchronizer,
+        [this, mailbox = m_mailbox] {
+            mailbox->postMerged([this](int times) { onSynchronizerErrorStateChanged(times); });
+        },
+        Qt::DirectConnection);
     connect(synchronizer, &VornSyncSynchronizer::sigRunTask, m_worker, &VornSyncWorker::onAddTask,
             Qt::QueuedConnection);
     connect(this, &VornSyncManagerPrivate::sigAddTask, m_worker, &VornSyncWorker::onAddTask,
@@ -508,12 +527,24 @@ void VornSyncManagerPrivate::recordRecentEvent(const QString& filePath, const QS
     emit m_public->recentEventsChanged();
 }
 
+// Several changes with nothing in between are looked at once; each is told to the host, as it would be one by one.
+void VornSyncManagerPrivate::onSynchronizerErrorStateChanged(int times)
+{
+    const QPointer<VornSyncManagerPrivate> guard(this);
+    refreshDatabaseCounters();
+    for (int told = 1; told < times && guard && m_errorCount > 0; ++told)
+        emit m_public->countersChanged();
+}
+
 void VornSyncManagerPrivate::refreshDatabaseCounters()
 {
-    const int pending = m_database->countFilesByStatuses(
-        {ceSfsUnknown, ceSfsPendingSync, ceSfsPendingDelete, ceSfsPendingRestore});
-    const int errors = m_database->countFilesInError();
-    const int done = m_database->countFilesByStatuses({ceSfsUpToDate});
+    const std::optional<VornSyncKeptCounters> kept = m_database->keptCounters();
+    const int pending = kept ? kept->pending
+                             : m_database->countFilesByStatuses(
+                                   {ceSfsUnknown, ceSfsPendingSync, ceSfsPendingDelete, ceSfsPendingRestore});
+    const int errors =
+        m_errorList.count(*m_database, kept ? std::optional<qint64>(kept->errorRevision) : std::nullopt);
+    const int done = kept ? kept->done : m_database->countFilesByStatuses({ceSfsUpToDate});
     if (pending == m_pendingCount && errors == m_errorCount && done == m_doneCount && errors == 0)
         return;
     const bool wasListEmpty = m_errorCount == 0;
@@ -521,23 +552,8 @@ void VornSyncManagerPrivate::refreshDatabaseCounters()
     m_errorCount = errors;
     m_doneCount = done;
     if (errors > 0 || !wasListEmpty)
-        reloadErrorFiles();
+        m_errorList.update(*m_database);
     emit m_public->countersChanged();
-}
-
-void VornSyncManagerPrivate::reloadErrorFiles()
-{
-    m_errorFiles.clear();
-    if (m_errorCount < 1)
-        return;
-    const QList<QVariantMap> rows = m_database->getErrorFiles();
-    for (const QVariantMap& row : rows) {
-        QVariantMap entry;
-        for (const QString& key : {QStringLiteral("aliasName"), QStringLiteral("fileName"),
-                                   QStringLiteral("errorCode"), QStringLiteral("status")})
-            entry.insert(key, row.value(key));
-        m_errorFiles.append(entry);
-    }
 }
 
 // ---- File-ready requests ------------------------------------------------------------------------------
@@ -879,7 +895,7 @@ void VornSyncManagerPrivate::deleteAllDistantMissing()
 void VornSyncManagerPrivate::forErrorFiles(const char* method, bool (*isMeant)(int code), FileAction action,
                                            const QString& closingLine)
 {
-    const QVariantList entries = m_errorFiles; // an action may change the list
+    const QVariantList entries = m_errorList.files(); // an action may change the list
     if (entries.isEmpty()) {
         VORN_SYNC_TRACE(kTag, method, QStringLiteral("No files in Error, nothing to do"));
         return;

@@ -1,7 +1,9 @@
 #pragma once
 
 #include "vorn_sync_database.h"
+#include "vorn_sync_error_list.h"
 #include "vorn_sync_file_ready.h"
+#include "vorn_sync_mailbox.h"
 #include "vorn_sync_observer.h"
 #include "vorn_sync_synchronizer.h"
 #include "vorn_sync_task.h"
@@ -52,7 +54,7 @@ public:
     int errorCount() const { return m_errorCount; }
     int doneCount() const { return m_doneCount; }
     QVariantList recentEvents() const { return m_recentEvents; }
-    QVariantList errorFiles() const { return m_errorFiles; }
+    QVariantList errorFiles() const { return m_errorList.files(); }
 
     void requestFileReady(const QString& filePath);
 
@@ -102,6 +104,7 @@ private:
     void createWorker();
     void createSynchronizer(int syncIntervalMs, const QStringList& exclusionPatterns);
     void connectSynchronizer();
+    void onSynchronizerErrorStateChanged(int times);
     void createObserver(int syncIntervalMs);
     void cleanUpPreviousRun();
     void startThreads();
@@ -114,7 +117,6 @@ private:
     void makeAvailable(const QString& aliasName);
 
     void recordRecentEvent(const QString& filePath, const QString& action, bool succeeded);
-    void reloadErrorFiles();
 
     void startFileReadyCopy(const FileReadyRequest& request, const VornSyncFileReadyPlan& plan);
     void recordFileReady(const VornSyncTask& task, const QString& path, int directoryId);
@@ -139,7 +141,8 @@ private:
     QStringList m_pendingStarts;
     QMutex m_pendingStartMutex; // guards m_pendingStarts; taken by the registration and the timer's slot
     const QString m_trashRootPath;
-    std::shared_ptr<VornSyncDatabase> m_database; // shared with a synchronizer thread that did not stop
+    const std::shared_ptr<VornSyncMailbox> m_mailbox; // shared with the synchronizer, which posts
+    std::shared_ptr<VornSyncDatabase> m_database;     // shared with a synchronizer thread that did not stop
     QPointer<VornSyncSynchronizer> m_synchronizer;
     QPointer<VornSyncObserver> m_observer;
     QPointer<VornSyncWorker> m_worker;
@@ -156,5 +159,5 @@ private:
     int m_errorCount = 0;
     int m_doneCount = 0;
     QVariantList m_recentEvents;
-    QVariantList m_errorFiles;
+    VornSyncErrorList m_errorList;
 };

@@ -2,6 +2,7 @@
 
 #include "vorn_sqlite_database.h"
 #include "vorn_sqlite_transaction.h"
+#include "vorn_sync_error_revision.h"
 #include "vorn_sync_files.h"
 #include "vorn_sync_log.h"
 #include "vorn_sync_progress_notes.h"
@@ -78,6 +79,7 @@ bool VornSyncMigration::run()
     // Without counts and notes everything still works, only slower and without a word on what waits; a failure
     // that ended the transaction shows below.
     VornSyncStatusCounts(m_database).install();
+    VornSyncErrorRevision(m_database).install();
     VornSyncProgressNotes(m_database).install();
     return transaction.isActive() && transaction.commit();
 }

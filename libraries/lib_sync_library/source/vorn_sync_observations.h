@@ -24,6 +24,7 @@ public:
 
     // Counts one more observation and gives the number so far.
     int add(const VornSyncFileKey& key);
+    bool isEmpty() const { return distantMissingObservations.isEmpty(); }
     bool contains(const VornSyncFileKey& key) const { return distantMissingObservations.contains(key); }
     void remove(const VornSyncFileKey& key) { distantMissingObservations.remove(key); }
 

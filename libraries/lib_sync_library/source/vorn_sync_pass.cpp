@@ -1,6 +1,7 @@
 #include "vorn_sync_pass.h"
 
 #include "vorn_sync_exclusions.h"
+#include "vorn_sync_open_directory.h"
 
 #include <QFile>
 #include <QThread>
@@ -10,8 +11,6 @@ VornSyncPass::VornSyncPass(VornSyncDatabase& database, int directoryId, const QS
     : m_database(database)
     , m_directoryId(directoryId)
     , m_localPath(localPath)
-    , m_nativePath(QFile::encodeName(localPath) + '/')
-    , m_nativePrefixLength(m_nativePath.size())
     , m_distantPath(distantPath)
     , m_renaming(renaming)
     , m_directoriesVersion(database.directoriesVersion())
@@ -31,10 +30,13 @@ bool VornSyncPass::gather(QString& error)
     if (!readRows())
         return false;
     using Entry = VornSyncDirectoryListing::Entry;
+    m_names.startOver();
     m_distantListing =
         VornSyncDirectoryListing::read(m_distantPath, [this](const Entry& entry) { addDistant(entry); });
+    m_names.startOver();
+    m_localDirectory = std::make_unique<VornSyncOpenDirectory>(QFile::encodeName(m_localPath));
     const auto localListing =
-        VornSyncDirectoryListing::read(m_localPath, [this](const Entry& entry) { addLocal(entry); });
+        VornSyncDirectoryListing::read(*m_localDirectory, [this](const Entry& entry) { addLocal(entry); });
     m_isLocalListed = localListing.isComplete();
     if (QThread::currentThread()->isInterruptionRequested())
         return false;
@@ -48,51 +50,48 @@ bool VornSyncPass::gather(QString& error)
 
 bool VornSyncPass::readRows()
 {
-    QVector<VornSyncFileRow> rows;
-    if (!m_database.readDirectoryRows(m_directoryId, rows))
-        return false;
-    m_items.reserve(rows.size());
-    m_index.reset(rows.size());
-    for (const VornSyncFileRow& row : qAsConst(rows)) {
-        m_index.insert(row.fileName, m_items.size());
-        Item item;
-        item.row = row;
-        m_items.append(item);
-    }
-    m_trackedCount = m_items.size();
-    return true;
+    const bool done = m_database.readDirectoryRows(m_directoryId, [this](const VornSyncFileRow& row) {
+        Item& item = at(append(row.fileName));
+        item.status = row.status;
+        item.size = row.size;
+        item.localLmdSecs = row.localLmdSecs;
+        item.distantLmdUndefined = row.distantLmdUndefined;
+        item.isDistantNewer = row.isDistantNewer;
+        if (row.isDistantNewer)
+            m_marked.insert(count() - 1, row);
+    });
+    m_trackedCount = count();
+    m_names.freeze();
+    return done;
 }
 
-int VornSyncPass::indexOf(const QString& fileName) const
+int VornSyncPass::append(QStringView name)
 {
-    return m_index.find(fileName,
-                        [this](int item) -> const QString& { return m_items.at(item).row.fileName; });
+    m_names.append(name);
+    m_items.push_back(Item());
+    return count() - 1;
 }
 
 void VornSyncPass::addLocal(const VornSyncDirectoryListing::Entry& entry)
 {
     const bool isListed = entry.isPlainFile && !entry.isHidden;
     m_plainLocalCount += isListed ? 1 : 0;
-    int index = indexOf(entry.name);
-    if (index < 0) {
+    int item = m_names.find(entry.name);
+    if (item < 0) {
         if (!isListed)
             return;
-        Item item;
-        // A copy of its own, no larger than it must be: the entry's text is reused.
-        item.row.fileName = QString(entry.name.constData(), entry.name.size());
-        index = m_items.size();
-        m_items.append(item);
+        item = append(entry.name);
     }
-    m_items[index].isInLocalDirectory = true;
-    m_items[index].isListed = isListed;
+    at(item).isInLocalDirectory = true;
+    at(item).isListed = isListed;
 }
 
 void VornSyncPass::addDistant(const VornSyncDirectoryListing::Entry& entry)
 {
     m_plainDistantCount += entry.isPlainFile && !entry.isHidden ? 1 : 0;
-    const int index = indexOf(entry.name);
-    if (index >= 0)
-        m_items[index].isInDistantDirectory = true;
+    const int item = m_names.find(entry.name);
+    if (item >= 0)
+        at(item).isInDistantDirectory = true;
 }
 
 QString VornSyncPass::summary() const
@@ -108,13 +107,13 @@ QString VornSyncPass::summary() const
 
 bool VornSyncPass::wasUpToDate(const QString& fileName) const
 {
-    const int index = indexOf(fileName);
-    return index >= 0 && m_items.at(index).row.status == ceSfsUpToDate;
+    const int item = m_names.find(fileName);
+    return item >= 0 && at(item).status == ceSfsUpToDate;
 }
 
 bool VornSyncPass::isTracked(int item) const
 {
-    return item < m_trackedCount && !VornSyncTypes::isTombstoned(m_items.at(item).row.status);
+    return item < m_trackedCount && !VornSyncTypes::isTombstoned(at(item).status);
 }
 
 bool VornSyncPass::isStillMeant()
@@ -129,74 +128,94 @@ bool VornSyncPass::isStillMeant()
 
 // --- One file -------------------------------------------------------------------------------------------
 
-VornSyncPassFile VornSyncPass::file(int index)
+VornSyncPassFile VornSyncPass::file(int item)
 {
-    Item& item = m_items[index];
     VornSyncPassFile file;
-    file.row = item.row;
-    file.hasRow = index < m_trackedCount;
-    const bool isRowKnown = readRow(item, file);
-    file.isRenaming = !m_renaming.isEmpty() && m_renaming.contains(item.row.fileName);
+    file.row = readRow(item);
+    file.hasRow = item < m_trackedCount;
+    const bool isRowKnown = !isRowChanged(item) || readRowAgain(item, file);
+    file.isRenaming = !m_renaming.isEmpty() && m_renaming.contains(fileName(item));
     file.isDistantAccessible = isDistantAccessible();
     if (file.isDistantAccessible)
-        file.distant = item.isInDistantDirectory ? VornSyncPresence::Present : VornSyncPresence::Absent;
+        file.distant = at(item).isInDistantDirectory ? VornSyncPresence::Present : VornSyncPresence::Absent;
     // Without its row a file is nothing that may be decided on: its facts stay unknown.
     if (isRowKnown)
         file.local = localFacts(item, VornSyncTypes::isInError(file.row.status));
     return file;
 }
 
-// False when the row was written since it was read, and can't be read again.
-bool VornSyncPass::readRow(const Item& item, VornSyncPassFile& file) const
+VornSyncFileRow VornSyncPass::readRow(int item) const
 {
-    if (!m_database.isRowChangedSinceRead(m_directoryId, item.row.fileName))
-        return true;
+    const Item& read = at(item);
+    if (read.isDistantNewer) {
+        VornSyncFileRow marked = m_marked.value(item);
+        marked.fileName.clear();
+        return marked;
+    }
+    VornSyncFileRow row;
+    row.status = read.status;
+    row.size = read.size;
+    row.localLmdSecs = read.localLmdSecs;
+    row.distantLmdUndefined = read.distantLmdUndefined;
+    return row;
+}
+
+bool VornSyncPass::isRowChanged(int item) const
+{
+    return m_database.isAnyRowChangedSinceRead(m_directoryId) &&
+           m_database.isRowChangedSinceRead(m_directoryId, fileName(item));
+}
+
+// False when the row can't be read.
+bool VornSyncPass::readRowAgain(int item, VornSyncPassFile& file) const
+{
     VornSyncFileRow changed;
-    if (!m_database.readFileRow(m_directoryId, item.row.fileName, changed, file.hasRow))
+    if (!m_database.readFileRow(m_directoryId, fileName(item), changed, file.hasRow))
         return false;
     file.row = file.hasRow ? changed : VornSyncFileRow();
-    file.row.fileName = item.row.fileName;
+    file.row.fileName.clear();
     return true;
 }
 
-VornSyncFileFacts VornSyncPass::localFacts(Item& item, bool isInError)
+VornSyncFileFacts VornSyncPass::localFacts(int item, bool isInError)
 {
-    if (item.isAsked)
-        return item.local;
-    item.isAsked = true;
-    if (item.isInLocalDirectory)
-        item.local = VornSyncFiles::listedFacts(nativePath(item.row.fileName));
-    else if (isInError)
-        item.local.presence = VornSyncPresence::Absent; // passed over whatever the disk says
-    else // hidden files are not listed, and a listing may be old
-        item.local = VornSyncFiles::facts(m_localPath + QLatin1Char('/') + item.row.fileName);
-    return item.local;
+    const auto known = m_answers.constFind(item);
+    return known == m_answers.cend() ? askDisk(item, isInError) : known.value();
 }
 
-// The path of a local file as the system takes it. An ASCII name goes into the bytes that are there already,
-// without an allocation and without a codec.
-const QByteArray& VornSyncPass::nativePath(const QString& fileName)
+VornSyncFileFacts VornSyncPass::askDisk(int item, bool isInError)
 {
-    const int size = fileName.size();
-    m_nativePath.resize(m_nativePrefixLength + size);
-    char* bytes = m_nativePath.data() + m_nativePrefixLength;
+    if (at(item).isInLocalDirectory)
+        return m_localDirectory->facts(nativeName(name(item)));
+    // Hidden files are not listed, and a listing may be old.
+    if (!isInError)
+        return VornSyncFiles::facts(m_localPath + QLatin1Char('/') + fileName(item));
+    VornSyncFileFacts facts; // passed over whatever the disk says
+    facts.presence = VornSyncPresence::Absent;
+    return facts;
+}
+
+// The name as the system takes it. An ASCII name goes into the bytes that are there already, without an allocation and
+// without a codec.
+const char* VornSyncPass::nativeName(QStringView name)
+{
+    const int size = int(name.size());
+    m_nativeName.resize(size);
+    char* bytes = m_nativeName.data();
     ushort bits = 0;
     for (int i = 0; i < size; ++i) {
-        const ushort unit = fileName.at(i).unicode();
+        const ushort unit = name.at(i).unicode();
         bits = ushort(bits | unit);
         bytes[i] = char(unit);
     }
-    if (bits > 0x7f) {
-        m_nativePath.truncate(m_nativePrefixLength);
-        m_nativePath += QFile::encodeName(fileName);
-    }
-    return m_nativePath;
+    if (bits > 0x7f)
+        m_nativeName = QFile::encodeName(name.toString());
+    return m_nativeName.constData();
 }
 
 bool VornSyncPass::isSettled(int item) const
 {
-    const Item& settled = m_items.at(item);
-    return settled.isSettled && !m_database.isRowChangedSinceRead(m_directoryId, settled.row.fileName);
+    return at(item).isSettled && !isRowChanged(item);
 }
 
 // --- Side-cars ------------------------------------------------------------------------------------------
@@ -210,9 +229,10 @@ bool VornSyncPass::isInDirectory(const QString& localFilePath) const
 bool VornSyncPass::hasActiveSideCar(const QString& fileName, const VornSyncExclusions& exclusions)
 {
     if (!m_hasExcludedNames) {
-        for (const Item& item : qAsConst(m_items)) {
-            if (item.isListed && exclusions.matches(item.row.fileName))
-                m_excludedNames.append(item.row.fileName);
+        for (int item = 0; item < count(); ++item) {
+            const QString name = isListed(item) ? this->fileName(item) : QString();
+            if (exclusions.matches(name))
+                m_excludedNames.append(name);
         }
         m_excludedNames.sort();
         m_hasExcludedNames = true;

@@ -3,15 +3,19 @@
 #include "vorn_sync_database.h"
 #include "vorn_sync_directory_listing.h"
 #include "vorn_sync_file_decision.h"
-#include "vorn_sync_name_index.h"
+#include "vorn_sync_name_table.h"
 #include "vorn_sync_pass_report.h"
 
 #include <QByteArray>
+#include <QHash>
 #include <QSet>
 #include <QStringList>
-#include <QVector>
+
+#include <memory>
+#include <vector>
 
 class VornSyncExclusions;
+class VornSyncOpenDirectory;
 
 // What one pass over a directory knows: its rows, read in one statement, and one listing of each side, matched
 // to the rows as it is read. A row that is written while the pass runs is read again before it is decided on.
@@ -44,20 +48,24 @@ public:
 
     // The files of the pass by number: those with a row first, then the local ones without.
     int trackedCount() const { return m_trackedCount; }
-    int count() const { return m_items.size(); }
-    QString fileName(int item) const { return m_items.at(item).row.fileName; }
+    int count() const { return int(m_items.size()); }
+    QString fileName(int item) const { return name(item).toString(); }
+    QStringView name(int item) const { return m_names.at(item); }
     // It had a row when the pass began that was no tombstone.
     bool isTracked(int item) const;
     // The local directory listed it as a plain file that is not hidden.
-    bool isListed(int item) const { return m_items.at(item).isListed; }
+    bool isListed(int item) const { return at(item).isListed; }
 
-    // Everything about one file that a decision asks for, as it is now.
+    // Everything about one file that a decision asks for, as it is now. Its name is left out: for most files there is
+    // nothing to be done, and nobody asks.
     VornSyncPassFile file(int item);
     QString localFilePath(int item) const;
 
     // The file needs nothing, whichever way it is looked at: as long as nobody writes its row, it need not be
     // decided on again in this pass.
-    void setSettled(int item) { m_items[item].isSettled = true; }
+    void setSettled(int item) { at(item).isSettled = true; }
+    // It will be decided on again: with the same answer of the disk.
+    void keepAnswer(int item, const VornSyncFileFacts& local) { m_answers.insert(item, local); }
     bool isSettled(int item) const;
 
     // Whether a sibling says that the file is being written; one listing serves all files of the pass.
@@ -65,38 +73,48 @@ public:
     bool hasActiveSideCar(const QString& fileName, const VornSyncExclusions& exclusions);
 
 private:
+    // The row as it was read, and what the listings say: small, since there are as many as files.
     struct Item
     {
-        VornSyncFileRow row; // without a row: the name only
-        VornSyncFileFacts local;
+        int status = ceSfsUnknown;
+        bool distantLmdUndefined = false;
+        bool isDistantNewer = false; // its mark stands in m_marked
         bool isInLocalDirectory = false;
         bool isInDistantDirectory = false;
         bool isListed = false;
-        bool isAsked = false; // the disk, for `local`
         bool isSettled = false;
+        qint64 size = 0;
+        qint64 localLmdSecs = 0;
     };
 
+    Item& at(int item) { return m_items[std::size_t(item)]; }
+    const Item& at(int item) const { return m_items[std::size_t(item)]; }
     bool readRows();
-    int indexOf(const QString& fileName) const;
+    int append(QStringView name);
     void addLocal(const VornSyncDirectoryListing::Entry& entry);
     void addDistant(const VornSyncDirectoryListing::Entry& entry);
-    bool readRow(const Item& item, VornSyncPassFile& file) const;
-    VornSyncFileFacts localFacts(Item& item, bool isInError);
-    const QByteArray& nativePath(const QString& fileName);
+    VornSyncFileRow readRow(int item) const;
+    bool isRowChanged(int item) const;
+    bool readRowAgain(int item, VornSyncPassFile& file) const;
+    VornSyncFileFacts localFacts(int item, bool isInError);
+    VornSyncFileFacts askDisk(int item, bool isInError);
+    const char* nativeName(QStringView name);
 
     VornSyncDatabase& m_database;
     const int m_directoryId;
     const QString m_localPath;
-    QByteArray m_nativePath; // the local path, and a file name that changes
-    const int m_nativePrefixLength;
     const QString m_distantPath;
     const QSet<QString> m_renaming; // locked when the pass began
 
     VornSyncDirectoryListing m_distantListing;
-    bool m_isLocalListed = false; // to the end
+    std::unique_ptr<VornSyncOpenDirectory> m_localDirectory; // open as long as its files are asked for
+    QByteArray m_nativeName;                                 // reused for one file after the other
+    bool m_isLocalListed = false;                            // to the end
     VornSyncPassReport m_report;
-    QVector<Item> m_items;
-    VornSyncNameIndex m_index; // of the items that have a row
+    std::vector<Item> m_items;
+    mutable VornSyncNameTable m_names;       // of the items; those with a row are found by name
+    QHash<int, VornSyncFileRow> m_marked;    // the rows with a mark, which are few
+    QHash<int, VornSyncFileFacts> m_answers; // of the disk, to be used again
     int m_trackedCount = 0;
     int m_directoriesVersion = 0; // what the paths and the id were read under
     int m_plainLocalCount = 0;

@@ -13,7 +13,7 @@ void VornSyncPassReport::write(VornSyncDatabase& database, const VornSyncPass& p
     note.isLocalListed = pass.isLocalListed();
     note.isDistantListed = pass.isDistantAccessible();
     note.isWhole = m_isWhole;
-    note.unexaminedFiles = m_unexamined.size();
+    note.unexaminedFiles = int(m_unexamined.size());
     // The same one each time: a set has no order to rely on.
     const auto first = std::min_element(m_unexamined.cbegin(), m_unexamined.cend());
     if (first != m_unexamined.cend())

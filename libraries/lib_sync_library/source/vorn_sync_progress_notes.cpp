@@ -2,12 +2,15 @@
 
 #include "vorn_sqlite_database.h"
 #include "vorn_sqlite_silence.h"
+#include "vorn_sync_schema_objects.h"
 
 #include <QDateTime>
-#include <QHash>
 #include <QStringList>
 #include <QVariantList>
 #include <QVector>
+
+using VornSyncSchemaObjects::table;
+using VornSyncSchemaObjects::trigger;
 
 namespace {
 
@@ -26,24 +29,7 @@ QString keyIs(const char* row)
         .arg(QLatin1String(row));
 }
 
-struct Object
-{
-    QString name;
-    QString sql; // as SQLite keeps it
-};
-
-Object table(const char* name, const QString& definition)
-{
-    return {QLatin1String(name), QStringLiteral("CREATE TABLE %1 %2").arg(QLatin1String(name), definition)};
-}
-
-Object trigger(const char* name, const QString& event, const QString& body)
-{
-    return {QLatin1String(name),
-            QStringLiteral("CREATE TRIGGER %1 %2 BEGIN %3 END").arg(QLatin1String(name), event, body)};
-}
-
-QVector<Object> tables()
+QVector<VornSyncSchemaObject> tables()
 {
     return {
         table("pair_progress",
@@ -70,7 +56,7 @@ QVector<Object> tables()
 }
 
 // A pair that was given another directory has not been listed at all.
-QVector<Object> pairTriggers()
+QVector<VornSyncSchemaObject> pairTriggers()
 {
     const QString now = QStringLiteral("CAST(strftime('%s', 'now') AS INTEGER)");
     return {
@@ -88,7 +74,7 @@ QVector<Object> pairTriggers()
 }
 
 // A file waits from the first status that is no rest to the next that is one, whatever lies between.
-QVector<Object> waitTriggers()
+QVector<VornSyncSchemaObject> waitTriggers()
 {
     const QString begin =
         QStringLiteral("INSERT OR IGNORE INTO file_waits (directories_id, file_name, since, tries, "
@@ -133,7 +119,7 @@ QVector<Object> waitTriggers()
 }
 
 // What is sent, or is the user's word, is put off no longer.
-QVector<Object> deferralTriggers()
+QVector<VornSyncSchemaObject> deferralTriggers()
 {
     const QString isOver = QStringLiteral("WHEN NEW.status IN (18, 20, 33, 34, 36, 40, 66, 68)");
     const QString forget =
@@ -146,11 +132,15 @@ QVector<Object> deferralTriggers()
 }
 
 // What a file of an older version, or a table that was made anew by hand, is in need of.
-QStringList rowStatements()
+QString pairStatement()
+{
+    return QStringLiteral("INSERT OR IGNORE INTO pair_progress (directories_id, since) SELECT id, "
+                          "CAST(strftime('%s', 'now') AS INTEGER) FROM directories");
+}
+
+QStringList waitStatements()
 {
     return {
-        QStringLiteral("INSERT OR IGNORE INTO pair_progress (directories_id, since) SELECT id, "
-                       "CAST(strftime('%s', 'now') AS INTEGER) FROM directories"),
         QStringLiteral("INSERT OR IGNORE INTO file_waits (directories_id, file_name, since, last_error) "
                        "SELECT f.directories_id, f.file_name, CAST(COALESCE(strftime('%s', "
                        "f.status_changed_at), strftime('%s', 'now')) AS INTEGER), f.error_code FROM "
@@ -184,49 +174,21 @@ QString isDue(const char* column)
 
 bool VornSyncProgressNotes::install()
 {
-    // A view of that name has no triggers of this kind.
-    if (!isTable("file_tracking") || !isTable("directories"))
+    if (!VornSyncSchemaObjects::isTable(m_database, "file_tracking") ||
+        !VornSyncSchemaObjects::isTable(m_database, "directories"))
         return true;
-    VornSqliteDatabase::Rows rows;
-    if (!m_database.executeQuery(
-            rows,
-            QStringLiteral("SELECT name, type, sql FROM sqlite_master WHERE name GLOB 'pair_progress*' OR "
-                           "name GLOB 'file_waits*' OR name GLOB 'file_deferrals*'")))
+    bool wasAnyMade = false;
+    if (!VornSyncSchemaObjects::put(
+            m_database, tables() + pairTriggers() + waitTriggers() + deferralTriggers(), wasAnyMade) ||
+        !m_database.executeQuery(pairStatement()))
         return false;
-    QHash<QString, QVariantMap> present;
-    for (const QVariantMap& row : qAsConst(rows))
-        present.insert(row.value(QStringLiteral("name")).toString(), row);
-    const QVector<Object> objects = tables() + pairTriggers() + waitTriggers() + deferralTriggers();
-    for (const Object& object : objects) {
-        if (!put(object.name, object.sql, present.value(object.name)))
-            return false;
-    }
-    const QStringList statements = rowStatements();
+    // Triggers that were there have seen every change: among a million rows there is nothing to look for.
+    const QStringList statements = wasAnyMade ? waitStatements() : QStringList();
     for (const QString& statement : statements) {
         if (!m_database.executeQuery(statement))
             return false;
     }
     return true;
-}
-
-// A table or a trigger of another shape is another version's: a trigger that does not fit its table would let no
-// row be written any more.
-bool VornSyncProgressNotes::put(const QString& name, const QString& sql, const QVariantMap& present)
-{
-    if (present.value(QStringLiteral("sql")).toString() == sql)
-        return true;
-    const QString type = present.value(QStringLiteral("type")).toString();
-    return (type.isEmpty() || m_database.executeQuery(QStringLiteral("DROP %1 %2").arg(type, name))) &&
-           m_database.executeQuery(sql);
-}
-
-bool VornSyncProgressNotes::isTable(const char* name)
-{
-    QVariantList names;
-    return m_database.executeQuery(
-               names, QStringLiteral("SELECT name FROM sqlite_master WHERE type = 'table' AND name = ?"),
-               {QLatin1String(name)}) &&
-           !names.isEmpty();
 }
 
 // --- Passes and verifications ---------------------------------------------------------------------------

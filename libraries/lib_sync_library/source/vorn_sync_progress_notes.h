@@ -60,8 +60,6 @@ public:
     void noteDeferral(int directoryId, const QString& fileName);
 
 private:
-    bool isTable(const char* name);
-    bool put(const QString& name, const QString& sql, const QVariantMap& present);
     void noteListings(const VornSyncPassNote& note);
     void keepDeferrals(int directoryId, const QSet<QString>& fileNames);
 

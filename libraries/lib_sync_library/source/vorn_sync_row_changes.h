@@ -28,6 +28,7 @@ public:
     void noteAll();
 
     // True also for a directory that is not the one begun with.
+    bool isAnyChanged(int directoryId) const { return directoryId != m_directoryId || m_isAnyChanged; }
     bool isChanged(int directoryId, const QString& fileName) const;
 
 private:

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <QList>
+#include <QMap>
+#include <QString>
 
 class VornSqliteDatabase;
 
@@ -19,12 +21,19 @@ public:
     // Inside the transaction that brings the schema up to date.
     bool install();
 
+    // The triggers have these names, and are so many.
+    static QString triggerPattern() { return QStringLiteral("file_tracking_counts_*"); }
+    static int triggerCount();
+
     // False when the counts are not kept (a table that was made anew by hand) or can't be read.
     bool count(const QList<int>& statuses, int& files);
 
 private:
+    using Counts = QMap<QString, qint64>; // by status, as text: a foreign program may have stored anything
+
     bool areTriggersInPlace();
     bool areCountsRight(bool& right);
+    bool readCounts(const QString& sql, Counts& counts);
     bool recount();
 
     VornSqliteDatabase& m_database;

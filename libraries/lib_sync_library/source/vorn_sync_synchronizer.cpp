@@ -125,11 +125,13 @@ void VornSyncSynchronizer::sweepExcludedRowsFromDatabase()
     int purged = 0;
     const QList<int> directoryIds = db()->getDirectoryIds(false);
     for (int directoryId : directoryIds) {
-        const QSet<QString> fileNames = db()->getActiveFileNames(directoryId);
-        for (const QString& fileName : fileNames) {
-            if (matchesExclusionPattern(fileName) && db()->removeFileSync(directoryId, fileName))
-                ++purged;
-        }
+        QStringList excluded;
+        db()->readActiveFileNames(directoryId, [&](const QString& fileName) {
+            if (matchesExclusionPattern(fileName))
+                excluded.append(fileName);
+        });
+        for (const QString& fileName : qAsConst(excluded))
+            purged += db()->removeFileSync(directoryId, fileName) ? 1 : 0;
     }
     if (purged == 0)
         return;
@@ -246,11 +248,13 @@ void VornSyncSynchronizer::synchronizeDirectory(int directoryId)
     if (!hasDatabase())
         return;
 
-    VornSyncPass pass(*db(), directoryId, localDirPath(directoryId), distantDirPath(directoryId),
+    // Asked once: below a path that could not be read, but can be a moment later, every file would be missing.
+    const QString localPath = localDirPath(directoryId);
+    VornSyncPass pass(*db(), directoryId, localPath, distantDirPath(directoryId),
                       renames.lockedNames(directoryId));
     // A directory that is not registered, or whose path can't be read, has no files to decide on.
     QString error;
-    const bool isRegistered = !localDirPath(directoryId).isEmpty();
+    const bool isRegistered = !localPath.isEmpty();
     if (isRegistered && pass.gather(error))
         runPass(pass);
     else if (!error.isEmpty())
@@ -284,9 +288,9 @@ bool VornSyncSynchronizer::passTracked(VornSyncPass& pass)
     for (int i = 0; i < pass.trackedCount(); ++i) {
         if (isStopping() || !pass.isStillMeant())
             return false;
-        if (!pass.isTracked(i) || !VornSyncTypes::isValidFileName(pass.fileName(i)))
+        if (!pass.isTracked(i) || !VornSyncTypes::isValidFileName(pass.name(i)))
             continue;
-        const VornSyncPassFile file = pass.file(i);
+        VornSyncPassFile file = pass.file(i);
         if (!file.hasRow)
             continue;
         VornSyncVerdict verdict = VornSyncFileDecision::forTracked(file);
@@ -294,9 +298,17 @@ bool VornSyncSynchronizer::passTracked(VornSyncPass& pass)
         if (verdict == VornSyncVerdict::ReportLocalMissing &&
             isRenameLocked(pass.directoryId(), pass.fileName(i)))
             verdict = VornSyncVerdict::SkipRenaming;
-        actOnTracked(pass.directoryId(), file, verdict);
-        if (verdict == VornSyncVerdict::Skip && VornSyncFileDecision::forLocal(file) == verdict)
+        const bool isSettled =
+            verdict == VornSyncVerdict::Skip && VornSyncFileDecision::forLocal(file) == verdict;
+        // Of a million files nearly all are settled, and nothing more is to be done for them.
+        if (!isSettled || !observations.isEmpty()) {
+            file.row.fileName = pass.fileName(i);
+            actOnTracked(pass.directoryId(), file, verdict);
+        }
+        if (isSettled)
             pass.setSettled(i);
+        else if (pass.isDistantAccessible()) // the local files are walked, too
+            pass.keepAnswer(i, file.local);
     }
     return true;
 }
@@ -395,6 +407,7 @@ bool VornSyncSynchronizer::passLocal(VornSyncPass& pass)
         if (VornSyncFiles::isQtTemporaryName(fileName))
             continue;
         VornSyncPassFile file = pass.file(i);
+        file.row.fileName = fileName;
         file.isDistantObserved = observations.contains({pass.directoryId(), fileName});
         const VornSyncVerdict verdict = VornSyncFileDecision::forLocal(file);
         // Most files need nothing: only the others are worth matching against every pattern.
@@ -552,12 +565,12 @@ void VornSyncSynchronizer::refillVerifyQueue(const QList<int>& directoryIds, qin
     const qint64 nowSecs = QDateTime::currentSecsSinceEpoch();
     for (int directoryId : directoryIds) {
         const int queuedBefore = verifyQueue.size();
-        const auto rows = db()->getFilesByStatus(directoryId, ceSfsUpToDate);
-        for (const QVariantMap& row : rows)
-            verifyQueue.append({directoryId, row.value(QStringLiteral("fileName")).toString(),
-                                row.value(QStringLiteral("fileSize")).toLongLong()});
+        db()->readFileNames(directoryId, ceSfsUpToDate, [this, directoryId](const QString& fileName) {
+            verifyQueue.append(directoryId, fileName);
+        });
         noteRound(verifyRounds.begin(directoryId, verifyQueue.size() - queuedBefore, nowSecs));
     }
+    verifyQueue.squeeze();
     VORN_SYNC_TRACE(
         kTag, "verifyUpToDateFilesBudgeted",
         QStringLiteral("Refilled queue with %1 files (budget %2 ms)").arg(verifyQueue.size()).arg(budgetMs));
@@ -645,42 +658,94 @@ void VornSyncSynchronizer::purgeExpiredTrash()
 bool VornSyncSynchronizer::startProcessing(int directoryId, const QString& fileName,
                                            SyncFileStatus targetStatus, bool& localPresent)
 {
+    Start start{directoryId, fileName, targetStatus};
+    return isStartable(start, localPresent) && markStarted(start);
+}
+
+bool VornSyncSynchronizer::isStartable(Start& start, bool& localPresent)
+{
     localPresent = true;
-    const auto traceLocked = [&] {
+    const int directoryId = start.directoryId;
+    const QString& fileName = start.fileName;
+    if (isRenameLocked(directoryId, fileName)) {
         VORN_SYNC_TRACE(kTag, "startProcessing",
                         QStringLiteral("Skip %1: rename in progress").arg(named(fileName, directoryId)));
-    };
-    if (isRenameLocked(directoryId, fileName)) {
-        traceLocked();
         return false;
     }
-    bool hadRow = false;
-    const int status = db()->getFileStatus(directoryId, fileName, &hadRow);
-    if (isPending(status) || isInProgress(status)) {
+    start.status = db()->getFileStatus(directoryId, fileName, &start.hadRow);
+    if (isPending(start.status) || isInProgress(start.status)) {
         VORN_SYNC_TRACE(kTag, "startProcessing",
                         QStringLiteral("file: '%1' in directory %2 is already being processed (status =%3)")
-                            .arg(fileName, QString::number(directoryId), statusName(status)));
+                            .arg(fileName, QString::number(directoryId), statusName(start.status)));
         return false;
     }
-    if (!isLocalReady(directoryId, fileName, status, targetStatus, localPresent))
-        return false;
+    return isLocalReady(directoryId, fileName, start.status, start.targetStatus, localPresent);
+}
 
-    const int errorCode = db()->getFileErrorCode(directoryId, fileName);
-    if (!db()->setFileStatusIf(directoryId, fileName, status, targetStatus))
+bool VornSyncSynchronizer::markStarted(const Start& start)
+{
+    const VornSyncFileKey key(start.directoryId, start.fileName);
+    // What a rename in the way would have to restore.
+    const int errorCode = isInError(start.status) ? db()->getFileErrorCode(key.first, key.second) : ceSecNone;
+    if (!db()->setFileStatusIf(key.first, key.second, start.status, start.targetStatus))
         return false;
     // A rename that took the name meanwhile looks at status and flight after it has the lock; one of both yields.
-    flights.setStarting({directoryId, fileName}, true);
-    if (isRenameLocked(directoryId, fileName)) {
-        flights.setStarting({directoryId, fileName}, false);
-        traceLocked();
-        // What the host set meanwhile is its word, and stays.
-        VornSqliteTransaction transaction(*db());
-        if (db()->getFileStatus(directoryId, fileName) == targetStatus)
-            restoreStatus(directoryId, fileName, hadRow, status, errorCode);
-        transaction.commit();
+    flights.setStarting(key, true);
+    if (!isRenameLocked(key.first, key.second))
+        return true;
+    flights.setStarting(key, false);
+    VORN_SYNC_TRACE(kTag, "startProcessing",
+                    QStringLiteral("Skip %1: rename in progress").arg(named(key.second, key.first)));
+    // What the host set meanwhile is its word, and stays.
+    VornSqliteTransaction transaction(*db());
+    if (db()->getFileStatus(key.first, key.second) == start.targetStatus)
+        restoreStatus(key.first, key.second, start.hadRow, start.status, errorCode);
+    transaction.commit();
+    return false;
+}
+
+// The file's road from its status at rest into the task is one transaction: with thousands of files to start, the
+// commits cost more than all the rest. The disk is not asked while it lasts, since the host's thread may wait for it.
+bool VornSyncSynchronizer::startCopy(int directoryId, const QString& fileName)
+{
+    Start start{directoryId, fileName, ceSfsPendingSync};
+    bool localPresent = false;
+    if (!isStartable(start, localPresent))
         return false;
+    const QString localDir = localDirPath(directoryId);
+    const QString distantDir = distantDirPath(directoryId);
+    const QString source = joined(localDir, fileName);
+    const QString destination = joined(distantDir, fileName);
+    pVornSyncTask task;
+    if (!localDir.isEmpty() && !distantDir.isEmpty())
+        task = VornSyncTask::create(source, destination, ceStoCopy);
+    if (!task) // doTask says why
+        return markStarted(start) && doTask(localDir, distantDir, fileName, directoryId, ceStoCopy);
+
+    bool isMarked = false;
+    bool isRunning = false;
+    {
+        VornSqliteTransaction transaction(*db());
+        isMarked = markStarted(start);
+        if (isMarked)
+            traceOperation(source, destination, ceStoCopy);
+        isRunning = isMarked && db()->updateStatusToProcess(directoryId, fileName);
+        isRunning = transaction.commit() && isRunning;
     }
-    return true;
+    if (isRunning)
+        dispatch(task, directoryId, fileName);
+    else if (isMarked)
+        putInError(directoryId, fileName, ceSecTaskCreationFailed);
+    flights.setStarting({directoryId, fileName}, false);
+    return isRunning;
+}
+
+void VornSyncSynchronizer::traceOperation(const QString& source, const QString& destination,
+                                          SyncOperation operation)
+{
+    VORN_SYNC_TRACE(kTag, "doTask",
+                    QStringLiteral("Operation: %1 between source: '%2' and destination: '%3'.")
+                        .arg(VornSyncTypes::operationName(operation), source, destination));
 }
 
 bool VornSyncSynchronizer::isLocalReady(int directoryId, const QString& fileName, int status,
@@ -761,10 +826,7 @@ bool VornSyncSynchronizer::copyToDistant(int directoryId, const QString& fileNam
         return deferForSideCar(key);
 
     sideCars.forget(key);
-    bool localPresent = false;
-    if (!startProcessing(directoryId, fileName, ceSfsPendingSync, localPresent))
-        return false;
-    return doTask(localDir, distantDirPath(directoryId), fileName, directoryId, ceStoCopy);
+    return startCopy(directoryId, fileName);
 }
 
 // A database that is being written is copied when it is quiet. One timer a file at a time: the passes that
@@ -820,14 +882,12 @@ bool VornSyncSynchronizer::createTask(const QString& sourceDir, const QString& d
     }
     const QString source = joined(sourceDir, fileName);
     const QString destination = joined(destinationDir, fileName);
-    const QString operationName = VornSyncTypes::operationName(operation);
-    VORN_SYNC_TRACE(kTag, "doTask",
-                    QStringLiteral("Operation: %1 between source: '%2' and destination: '%3'.")
-                        .arg(operationName, source, destination));
+    traceOperation(source, destination, operation);
 
     const pVornSyncTask task = VornSyncTask::create(source, destination, operation);
     if (!task) {
-        emitError(QStringLiteral("ERROR: Failure to create task for operation '%1'.").arg(operationName));
+        emitError(QStringLiteral("ERROR: Failure to create task for operation '%1'.")
+                      .arg(VornSyncTypes::operationName(operation)));
         putInError(directoryId, fileName, ceSecTaskCreationFailed);
         return false;
     }

@@ -115,6 +115,19 @@ private:
     bool verifyFile(int directoryId, const QString& fileName, qint64 dbSize);
     void noteRound(const VornSyncVerifyRounds::Ended& ended);
 
+    // A file on its way into a task: the row as the decision saw it, and the status it is to have.
+    struct Start
+    {
+        int directoryId;
+        QString fileName;
+        SyncFileStatus targetStatus;
+        int status = ceSfsUnknown;
+        bool hadRow = false;
+    };
+    bool isStartable(Start& start, bool& localPresent);
+    bool markStarted(const Start& start);
+    bool startCopy(int directoryId, const QString& fileName);
+    void traceOperation(const QString& source, const QString& destination, SyncOperation operation);
     bool isLocalReady(int directoryId, const QString& fileName, int status, SyncFileStatus targetStatus,
                       bool& localPresent);
     bool createTask(const QString& sourceDir, const QString& destinationDir, const QString& fileName,

@@ -589,7 +589,7 @@ bool VornSyncTask::carryEntries(const QString& sourceDirectory, const QString& d
     if (!result)
         recordError(QStringLiteral("Failed to list associated directory: ") + sourceDirectory,
                     ceSecAssocDirCopyFailed);
-    entryCount = entries.size();
+    entryCount = int(entries.size());
     for (const DirectoryEntry& entry : qAsConst(entries)) {
         const QString source = joined(sourceDirectory, entry.name);
         const QString destination = joined(destinationDirectory, entry.name);

@@ -133,7 +133,7 @@ void VornSyncTaskResults::releaseRename()
 
 int VornSyncTaskResults::attempts(const VornSyncTask& task)
 {
-    return qMax(task.errorMessages().size(), task.runCount());
+    return qMax(int(task.errorMessages().size()), task.runCount());
 }
 
 bool VornSyncTaskResults::isLocalDifferentFromSent(const VornSyncTask& task)

@@ -145,7 +145,7 @@ int staleTimeoutSecs(int status, qint64 size)
     return 0;
 }
 
-bool isValidFileName(const QString& fileName)
+bool isValidFileName(QStringView fileName)
 {
     if (fileName.isEmpty() || fileName == QLatin1String(".") || fileName == QLatin1String(".."))
         return false;

@@ -4,6 +4,7 @@
 #include <QPair>
 #include <QSet>
 #include <QString>
+#include <QStringView>
 
 // The vocabulary of the library. The numbers are part of the database file and never change.
 // Everything here is pure and may be called from any thread.
@@ -123,6 +124,6 @@ bool isRestoreOrDelete(int code);
 int staleTimeoutSecs(int status, qint64 size);
 
 // A bare file name: not empty, not "." or "..", no directory separator, no NUL.
-bool isValidFileName(const QString& fileName);
+bool isValidFileName(QStringView fileName);
 
 } // namespace VornSyncTypes

@@ -78,8 +78,10 @@ bool isKeptStatement(const QString& sql)
 
 } // namespace
 
-VornSqliteConnection::VornSqliteConnection(const QString& filePath, const QString& registeredName)
+VornSqliteConnection::VornSqliteConnection(const QString& filePath, const QString& registeredName,
+                                           VornSqliteWriterLine& writers)
     : m_registeredName(registeredName)
+    , m_writers(writers)
     , m_database(QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), registeredName))
 {
     m_database.setDatabaseName(filePath);
@@ -125,6 +127,8 @@ bool VornSqliteConnection::configure()
     // refuses everything: the statement that follows then says so.
     runQuietly(QStringLiteral("PRAGMA journal_mode=WAL"));
     runQuietly(QStringLiteral("PRAGMA synchronous=NORMAL"));
+    if (m_checkpointPages > 0)
+        runQuietly(QStringLiteral("PRAGMA wal_autocheckpoint=%1").arg(m_checkpointPages));
     return setForeignKeys(true);
 }
 
@@ -171,13 +175,13 @@ bool VornSqliteConnection::runKept(const QString& sql, const QVariantList& value
     if (kept == m_kept.end()) {
         if (m_kept.size() >= kMaximumKeptQueries)
             m_kept.clear();
-        QSqlQuery query(m_database);
-        query.setForwardOnly(true);
-        if (!query.prepare(sql)) {
-            fail(query.lastError());
+        kept = m_kept.emplace(sql, KeptQuery{QSqlQuery(m_database), int(values.size())}).first;
+        kept->second.query.setForwardOnly(true);
+        if (!kept->second.query.prepare(sql)) {
+            fail(kept->second.query.lastError());
+            m_kept.erase(sql);
             return false;
         }
-        kept = m_kept.emplace(sql, KeptQuery{query, values.size()}).first;
     }
     if (execute(kept->second.query, values, reader))
         return true;
@@ -252,6 +256,8 @@ bool VornSqliteConnection::begin()
     m_isTransactionBroken = false;
     // Required: as a writer from the start. A transaction that becomes one later fails at once, without
     // waiting, when another writer was ahead.
+    // Whoever holds up the line for too long is left to SQLite, which says that the file is locked.
+    m_isInWriterLine = m_writers.enter(kBusyTimeoutMs);
     m_isTransactionBroken = !run(QStringLiteral("BEGIN IMMEDIATE"), QVariantList(), nullptr);
     return !m_isTransactionBroken;
 }
@@ -264,12 +270,14 @@ bool VornSqliteConnection::end(bool commit)
     if (--m_transactionDepth > 0)
         return isWritable;
     m_isTransactionBroken = false;
-    if (isWritable && run(QStringLiteral("COMMIT"), QVariantList(), nullptr))
-        return true;
+    const bool isWritten = isWritable && run(QStringLiteral("COMMIT"), QVariantList(), nullptr);
     // Quietly: SQLite may have rolled back by itself, or there was nothing to roll back.
-    if (m_database.isOpen())
+    if (!isWritten && m_database.isOpen())
         runQuietly(QStringLiteral("ROLLBACK"));
-    return false;
+    if (m_isInWriterLine)
+        m_writers.leave();
+    m_isInWriterLine = false;
+    return isWritten;
 }
 
 bool VornSqliteConnection::setForeignKeys(bool checked)

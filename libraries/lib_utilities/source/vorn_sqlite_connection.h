@@ -1,5 +1,7 @@
 #pragma once
 
+#include "vorn_sqlite_writer_line.h"
+
 #include <QObject>
 #include <QSqlDatabase>
 #include <QSqlQuery>
@@ -22,8 +24,10 @@ public:
 
     static constexpr int kBusyTimeoutMs = 5000; // another writer ahead is waited for, not reported
 
-    // `registeredName` is the name Qt knows the connection by: unique in the process.
-    VornSqliteConnection(const QString& filePath, const QString& registeredName);
+    // `registeredName` is the name Qt knows the connection by: unique in the process. `writers` is shared by all
+    // connections to the file and outlives them.
+    VornSqliteConnection(const QString& filePath, const QString& registeredName,
+                         VornSqliteWriterLine& writers);
     ~VornSqliteConnection() override;
 
     bool open();
@@ -41,6 +45,9 @@ public:
     bool isInTransaction() const { return m_transactionDepth > 0; }
     bool isTransactionBroken() const { return m_isTransactionBroken; }
     bool setForeignKeys(bool checked);
+    // The length of the log, in pages, from which on a commit moves it into the file; 0: SQLite's own. For handles that are
+    // opened from here on.
+    void setCheckpointPages(int pages) { m_checkpointPages = pages; }
     // Of a handle that is open; one that is opened later has the usual one.
     void setBusyTimeoutMs(int milliseconds);
 
@@ -51,7 +58,7 @@ public:
     // Errors wait here until nothing is held any more.
     void addError(const QString& message) { m_errors << message; }
     QStringList takeErrors();
-    int errorCount() const { return m_errors.size(); }
+    int errorCount() const { return int(m_errors.size()); }
     void dropErrorsAfter(int count);
 
     // How many statements and transactions of the thread are under way, one within the other.
@@ -72,11 +79,14 @@ private:
     bool hasLostTransaction();
 
     const QString m_registeredName;
+    VornSqliteWriterLine& m_writers;
     QSqlDatabase m_database;
     std::unordered_map<QString, KeptQuery> m_kept; // by SQL text
     QStringList m_errors;
     int m_transactionDepth = 0;
     bool m_isTransactionBroken = false; // nothing can be written any more
-    bool m_mustRollBack = false;        // a nested transaction was not committed
+    int m_checkpointPages = 0;
+    bool m_isInWriterLine = false;
+    bool m_mustRollBack = false; // a nested transaction was not committed
     bool m_mustBeReopened = false;
 };

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "vorn_sqlite_writer_line.h"
+
 #include <QDeadlineTimer>
 #include <QMutex>
 #include <QString>
@@ -46,6 +48,8 @@ private:
 
     const QString m_filePath;
     const QString m_registeredPrefix;
+    QThread* const m_owner; // created this; compared, never used
+    VornSqliteWriterLine m_writers;
 
     // Guards all below. Every thread takes it for a moment when it enters and when it leaves, and holds it
     // while a handle is closed; never while a statement runs.

@@ -1,0 +1,91 @@
+#include "vorn_sync_mailbox.h"
+
+#include <QElapsedTimer>
+#include <QObject>
+
+#include <utility>
+
+namespace {
+
+// Short against a frame of the user interface (16 ms), long against one call.
+constexpr qint64 kTurnMs = 2;
+
+} // namespace
+
+VornSyncMailbox::VornSyncMailbox(QObject* receiver)
+    : m_receiver(receiver)
+{
+}
+
+VornSyncMailbox::~VornSyncMailbox() = default;
+
+void VornSyncMailbox::post(const std::function<void()>& call)
+{
+    append([call](int) { call(); }, false);
+}
+
+void VornSyncMailbox::postMerged(const Call& call)
+{
+    append(call, true);
+}
+
+void VornSyncMailbox::append(const Call& call, bool isMerged)
+{
+    const QMutexLocker lock(&m_mutex);
+    if (!m_receiver)
+        return;
+    if (isMerged && !m_letters.empty() && m_letters.back().isMerged) {
+        ++m_letters.back().times;
+        return;
+    }
+    m_letters.push_back({call, 1, isMerged});
+    wakeUp();
+}
+
+// With the mutex held.
+void VornSyncMailbox::wakeUp()
+{
+    if (m_isWakeUpPending)
+        return;
+    m_isWakeUpPending = true;
+    QMetaObject::invokeMethod(
+        m_receiver, [self = shared_from_this()] { self->deliver(); }, Qt::QueuedConnection);
+}
+
+void VornSyncMailbox::close()
+{
+    std::deque<Letter> undelivered; // destroyed without the mutex: what a call holds may post
+    const QMutexLocker lock(&m_mutex);
+    m_receiver = nullptr;
+    m_letters.swap(undelivered);
+}
+
+void VornSyncMailbox::deliver()
+{
+    {
+        const QMutexLocker lock(&m_mutex);
+        m_isWakeUpPending = false;
+    }
+    const auto self = shared_from_this(); // a call may be the receiver's end
+    QElapsedTimer turn;
+    turn.start();
+    do {
+        Letter letter;
+        if (!take(letter))
+            return;
+        letter.call(letter.times);
+    } while (turn.elapsed() < kTurnMs);
+}
+
+// A call may run an event loop of its own: what comes after it must find a way there, too.
+bool VornSyncMailbox::take(Letter& letter)
+{
+    const QMutexLocker lock(&m_mutex);
+    if (!m_receiver || m_letters.empty())
+        return false;
+    letter = std::move(m_letters.front());
+    m_letters.pop_front();
+    if (!m_letters.empty())
+        wakeUp();
+    return true;
+}

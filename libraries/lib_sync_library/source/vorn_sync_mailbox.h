@@ -1,0 +1,51 @@
+#pragma once
+
+#include <QMutex>
+#include <QString>
+
+#include <deque>
+#include <functional>
+#include <memory>
+
+class QObject;
+
+// Carries calls to a receiver on its thread, in the order in which they were posted, a few milliseconds at a time: Qt
+// delivers all queued calls that wait in one turn of the event loop, and with thousands of them no timer and no user
+// input would come in between. Any thread may post.
+class VornSyncMailbox : public std::enable_shared_from_this<VornSyncMailbox>
+{
+    Q_DISABLE_COPY_MOVE(VornSyncMailbox)
+
+public:
+    // `times`: how many calls in a row this one stands for.
+    using Call = std::function<void(int times)>;
+
+    // On the receiver's thread.
+    explicit VornSyncMailbox(QObject* receiver);
+    ~VornSyncMailbox();
+
+    void post(const std::function<void()>& call);
+    // One call stands for all that wait with nothing posted in between.
+    void postMerged(const Call& call);
+
+    // Nothing is delivered from here on. On the receiver's thread, in its destructor at the latest.
+    void close();
+
+private:
+    struct Letter
+    {
+        Call call;
+        int times = 1;
+        bool isMerged = false;
+    };
+
+    void append(const Call& call, bool isMerged);
+    void deliver();
+    bool take(Letter& letter);
+    void wakeUp();
+
+    QMutex m_mutex; // taken by every thread that posts, and by the receiver's; guards what follows
+    QObject* m_receiver;
+    std::deque<Letter> m_letters;
+    bool m_isWakeUpPending = false;
+};
