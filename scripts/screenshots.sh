@@ -73,6 +73,7 @@ take() {
         window=$(timeout 30 xdotool search --sync --onlyvisible --name VornSync | tail -n 1)
         xdotool windowsize "$window" "$width" "$height" windowfocus "$window" mousemove 0 0
         for key in $keys; do xdotool key "$key"; done
+        sleep "${SECONDS_OF_WORK:-0}"
         last=""
         for _ in {1..60}; do # until nothing moves any more; what keeps moving is taken as it is
             sleep 0.5
@@ -80,7 +81,7 @@ take() {
             now=$(import -window root rgb:- | sha256sum)
             [ "$now" != "$last" ] || break
             last=$now
-            [ -z "${MOVING:-}" ] || break
+            [ -z "${SECONDS_OF_WORK:-}" ] || break
         done
         kill "$process"
         wait "$process"
@@ -90,7 +91,7 @@ take() {
 
 make_world
 for i in {1..40}; do printf 'new photo %s' "$i" >"$home/Photos/IMG_01$i.jpg"; done
-MOVING=1 take overview 940 660 "" --lang en --theme light
+SECONDS_OF_WORK=3 take overview 940 660 "" --lang en --theme light
 "$cli" mirror --quiet --once --state "$state"
 make_errors
 take errors 940 660 "ctrl+2" --lang en --theme light
