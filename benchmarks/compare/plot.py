@@ -107,7 +107,8 @@ def main():
     for count in counts:
         table[count] = measured(bench, count)
         columns = write_data(arguments.data, table)
-        plot(arguments.data, arguments.svg, columns, table)
+        if len(table) > 1:
+            plot(arguments.data, arguments.svg, columns, table)
     say(f"wrote {arguments.data} and {arguments.svg}")
 
 
