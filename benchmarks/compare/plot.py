@@ -5,7 +5,7 @@ usage: benchmarks/compare/plot.py BUILD_DIR [--rounds R] [--counts 1000,10000] [
 
 CPU time, of the whole process for a peer; medians over R rounds, in each of which everything runs once, in an order
 of its own. The floor lists both directories and asks for the size and time of every file on both sides, no more.
-The figures go to --data, the plot (gnuplot) to --svg.
+The figures go to --data, the plot (gnuplot) to --svg, after each count; those of other counts that are in --data stay.
 """
 import argparse
 import os
@@ -64,12 +64,22 @@ def measured(bench, count):
     return {name: statistics.median(values) for name, values in results.items()}
 
 
+def read_data(path):
+    """The figures of an earlier run, by count."""
+    if not os.path.exists(path):
+        return {}
+    with open(path) as f:
+        names = f.readline().rstrip("\n").split("\t")[1:]
+        rows = [line.split("\t") for line in f]
+    return {int(row[0]): dict(zip(names, map(float, row[1:]))) for row in rows}
+
+
 def write_data(path, table):
     names = list(next(iter(table.values())))
     with open(path, "w") as f:
         f.write("\t".join(["files", *names]) + "\n")
-        for count, row in table.items():
-            f.write("\t".join([str(count), *(f"{row[name]:.6f}" for name in names)]) + "\n")
+        for count in sorted(table):
+            f.write("\t".join([str(count), *(f"{table[count][name]:.6f}" for name in names)]) + "\n")
     return len(names) + 1
 
 
@@ -93,9 +103,12 @@ def main():
     os.makedirs(arguments.work, exist_ok=True)
     counts = [int(count) for count in arguments.counts.split(",")]
     bench = Bench(os.path.abspath(arguments.build), os.path.abspath(arguments.work), arguments.rounds, max(counts))
-    table = {count: measured(bench, count) for count in counts}
-    columns = write_data(arguments.data, table)
-    plot(arguments.data, arguments.svg, columns, counts)
+    table = read_data(arguments.data)
+    for count in counts:
+        table[count] = measured(bench, count)
+        columns = write_data(arguments.data, table)
+        if len(table) > 1:
+            plot(arguments.data, arguments.svg, columns, table)
     say(f"wrote {arguments.data} and {arguments.svg}")
 
 
