@@ -98,10 +98,11 @@ def changes_come(host, names, root):
 def heartbeat(bench, root):
     """The gaps of every phase. Files vanish and come back, and others seem changed: all is as before at the end."""
     folder = bench.scratch("heartbeat")
-    names = sorted(os.listdir(root.local))
+    recorded = root.recorded()
+    names = sorted(recorded)
     changed = names[:min(CHANGED, len(names) // 2)]
     vanished = names[-min(VANISHED, len(names) // 2):]
-    times = {name: os.stat(os.path.join(root.local, name)).st_mtime_ns for name in changed}
+    root.repair(recorded, changed + vanished)
     state = root.state(folder, suspended(), in_error(len(vanished)))
     with Host(bench, state, folder + "/trash", CYCLE_MS, PATTERNS) as host:
         host.put_main_thread_first()
@@ -115,9 +116,7 @@ def heartbeat(bench, root):
             phases.run(f"{len(vanished):,} errors come", lambda: errors_come(host, vanished, root, folder))
             phases.run(f"{len(changed):,} changed files", lambda: changes_come(host, changed, root))
         finally:
-            for name, before in times.items():
-                os.utime(os.path.join(root.local, name), ns=(before, before))
-            root.even()
+            root.repair(recorded, changed + vanished)
     return phases.gaps
 
 

@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """Measures what looking at N unchanged files costs, ours and the peers', and plots it.
 
-usage: benchmarks/compare/plot.py BUILD_DIR [--rounds R] [--counts 1000,10000] [--work DIR] [--svg FILE] [--data FILE]
+usage: benchmarks/compare/plot.py BUILD_DIR [--rounds R] [--counts 1000,10000] [--skip NAME,...] [--work DIR]
+                                  [--svg FILE] [--data FILE]
 
 CPU time, of the whole process for a peer; medians over R rounds, in each of which everything runs once, in an order
 of its own. The floor lists both directories and asks for the size and time of every file on both sides, no more.
@@ -50,9 +51,9 @@ def contenders(bench, root):
     }
 
 
-def measured(bench, count):
+def measured(bench, count, skipped):
     """Median CPU seconds by name."""
-    jobs = contenders(bench, Root(bench, count))
+    jobs = {name: job for name, job in contenders(bench, Root(bench, count)).items() if name not in skipped}
     results = {name: [] for name in jobs}
     for job in jobs.values():  # caches, and unison's archive
         job()
@@ -71,15 +72,16 @@ def read_data(path):
     with open(path) as f:
         names = f.readline().rstrip("\n").split("\t")[1:]
         rows = [line.split("\t") for line in f]
-    return {int(row[0]): dict(zip(names, map(float, row[1:]))) for row in rows}
+    return {int(row[0]): {name: float(value) for name, value in zip(names, row[1:]) if value.strip()}
+            for row in rows}
 
 
 def write_data(path, table):
-    names = list(next(iter(table.values())))
+    names = max((list(row) for row in table.values()), key=len)
     with open(path, "w") as f:
         f.write("\t".join(["files", *names]) + "\n")
         for count in sorted(table):
-            f.write("\t".join([str(count), *(f"{table[count][name]:.6f}" for name in names)]) + "\n")
+            f.write("\t".join([str(count), *(f"{table[count][name]:.6f}" if name in table[count] else "" for name in names)]) + "\n")
     return len(names) + 1
 
 
@@ -95,6 +97,7 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("build")
     parser.add_argument("--rounds", type=int, default=5)
+    parser.add_argument("--skip", default="", help="names of peers to leave out, comma between them")
     parser.add_argument("--counts", default="1000,10000,100000,1000000")
     parser.add_argument("--work", default=os.path.join(os.environ.get("TMPDIR", "/tmp"), "vorn_sync_compare"))
     parser.add_argument("--svg", default=os.path.join(DOCS, "cost_over_files.svg"))
@@ -105,7 +108,7 @@ def main():
     bench = Bench(os.path.abspath(arguments.build), os.path.abspath(arguments.work), arguments.rounds, max(counts))
     table = read_data(arguments.data)
     for count in counts:
-        table[count] = measured(bench, count)
+        table[count] = measured(bench, count, arguments.skip.split(","))
         columns = write_data(arguments.data, table)
         if len(table) > 1:
             plot(arguments.data, arguments.svg, columns, table)

@@ -39,6 +39,23 @@ class Root:
     def database(self):
         return os.path.join(self.path, "state.db")
 
+    def recorded(self):
+        """Name and time in seconds of each local file, as the state has them."""
+        database = sqlite3.connect(self.database)
+        rows = dict(database.execute("SELECT file_name, CAST(strftime('%s', local_lmd) AS INTEGER) FROM file_tracking"))
+        database.close()
+        return rows
+
+    def repair(self, recorded, names):
+        """The local files as they were recorded, whatever a measurement has done to them, or one that was killed."""
+        for name in names:
+            path = os.path.join(self.local, name)
+            if not os.path.exists(path):
+                shutil.copy2(os.path.join(self.distant, name), path)
+            if int(os.stat(path).st_mtime) != recorded[name]:
+                os.utime(path, (recorded[name], recorded[name]))
+        self.even()
+
     def state(self, directory, *statements):
         """A copy of the state below `directory`, changed by the statements; its path."""
         path = os.path.join(directory, "state.db")
