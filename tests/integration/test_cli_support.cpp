@@ -102,6 +102,8 @@ CliWorld::CliWorld()
     setVariable(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
     setVariable(QStringLiteral("HOME"), makeDirectory(QStringLiteral("home")));
     setVariable(QStringLiteral("XDG_STATE_HOME"), makeDirectory(QStringLiteral("xdg")));
+    // As in a session of a user; Qt says so where it is missing, or open to others.
+    setVariable(QStringLiteral("XDG_RUNTIME_DIR"), m_root.path());
 }
 
 QString CliWorld::makeDirectory(const QString& name) const
