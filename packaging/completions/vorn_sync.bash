@@ -7,7 +7,8 @@ _vorn_sync_aliases()
     for ((i = 1; i < ${#words[@]} - 1; i++)); do
         if [[ ${words[i]} == --state ]]; then
             state=${words[i + 1]}
-            [[ $state == "~/"* ]] && state=$HOME/${state:2}
+            # Not yet expanded on the command line.
+            state=${state/#\~\//$HOME/}
         fi
     done
     # Names with a quote or a backslash are left out: they would need a reader of JSON.
