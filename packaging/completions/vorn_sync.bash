@@ -64,7 +64,7 @@ _vorn_sync()
         ready) _filedir ;;&
         retry | acknowledge | restore | trash | deleted | rename | ready | sync | pause | resume | forget)
             local alias
-            while IFS= read -r alias; do
+            while IFS= read -r alias || [[ -n $alias ]]; do
                 [[ $alias == "$cur"* ]] && COMPREPLY+=("$(printf '%q' "$alias")")
             done < <(_vorn_sync_aliases)
             ;;
