@@ -1,4 +1,9 @@
 # Debian packages: "cpack" in a build whose prefix is /usr, or scripts/package.sh, which makes such a build.
+# Their names, dependencies and symbols are those of the library that was built with Qt 5: the SONAME does not tell.
+if(NOT VORN_SYNC_QT_MAJOR EQUAL 5)
+    message(STATUS "No Debian packages with Qt ${VORN_SYNC_QT_MAJOR}")
+    return()
+endif()
 find_program(VORN_SYNC_GENSYMBOLS dpkg-gensymbols)
 find_program(VORN_SYNC_SHLIBDEPS dpkg-shlibdeps)
 if(NOT VORN_SYNC_GENSYMBOLS OR NOT VORN_SYNC_SHLIBDEPS)
