@@ -40,6 +40,10 @@ doxygen_add_docs(reference
     WORKING_DIRECTORY ${PROJECT_SOURCE_DIR}
     COMMENT "Making the reference"
 )
+add_custom_command(TARGET reference POST_BUILD
+    COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/cmake/reference_links.py ${PROJECT_BINARY_DIR}/reference/html
+    VERBATIM
+)
 install(DIRECTORY ${PROJECT_BINARY_DIR}/reference/html
     DESTINATION ${CMAKE_INSTALL_DOCDIR}
     COMPONENT reference
