@@ -65,4 +65,9 @@ if(TARGET vorn_sync)
 endif()
 if(TARGET vorn_sync_monitor)
     install(TARGETS vorn_sync_monitor RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT monitor)
+    install(FILES packaging/vorn_sync_monitor.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT monitor)
+    install(FILES packaging/vorn_sync_monitor.desktop
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/applications
+        COMPONENT monitor
+    )
 endif()

@@ -21,7 +21,7 @@ build=build/package
 debs=$(realpath -m "${1:-$build/debs}")
 
 # shellcheck disable=SC2086 # lists of packages
-install_missing $packages_build $packages_package
+install_missing $packages_build $packages_window $packages_package
 
 # configure SOURCE BUILD: what Debian builds its packages with, and debug symbols for the comparison; cpack strips them.
 configure() {

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # What vorn_sync says of itself stands in its manual page and in the completions, and nothing else does.
 #
-# usage: test_manual.sh man|bash|zsh|fish PROGRAM PACKAGING-DIRECTORY
+# usage: test_manual.sh man|bash|zsh|fish|monitor PROGRAM PACKAGING-DIRECTORY     monitor: the manual page of the window
 set -euo pipefail
 
 what=$1
@@ -18,10 +18,10 @@ need() { command -v "$1" >/dev/null || { echo "SKIP: $1 is missing"; exit 77; };
 # The names in the first column of a section of a help text.
 section() { sed -n "/^$1:/,/^\$/p"; }
 "$program" --help >"$work/help"
+options_of() { "$program" "$@" --help | section Options | grep -oE -- '^  (-[a-z], )?--[a-z-]+' | grep -oE -- '--[a-z-]+' | sort; }
 mapfile -t commands < <(sed '/^Options:/,$d' "$work/help" |
     sed -n 's/^  \([a-z-]*\) .*/\1/p' | sort)
-[ "${#commands[@]}" -ge 18 ] || fail "the help text is not understood: ${commands[*]}"
-options_of() { "$program" "$@" --help | section Options | grep -oE -- '^  (-[a-z], )?--[a-z-]+' | grep -oE -- '--[a-z-]+' | sort; }
+[ "$what" = monitor ] || [ "${#commands[@]}" -ge 18 ] || fail "the help text is not understood: ${commands[*]}"
 
 # same WHAT EXPECTED FOUND: both are lists, one a line.
 same() {
@@ -37,20 +37,31 @@ check_completion() {
     done
 }
 
+# read_page PAGE: as text.
+read_page() {
+    need man
+    man --warnings=w -l "$packaging/$1" >/dev/null 2>"$work/warnings" || fail "man can't show the page"
+    [ ! -s "$work/warnings" ] || { cat "$work/warnings"; fail "warnings"; }
+    MANWIDTH=200 man -l "$packaging/$1" | sed 's/.\x08//g' >"$work/page"
+}
+
+# Each stands at the head of a paragraph of the options.
+page_options() { sed -n '/^OPTIONS/,/^EXIT STATUS/p' "$work/page" | sed -nE 's/^ +(-[a-z], )?(--[a-z-]+).*/\2/p'; }
+
 check_man() {
     local command known
-    need man
-    man --warnings=w -l "$packaging/vorn_sync.1" >/dev/null 2>"$work/warnings" || fail "man can't show the page"
-    [ ! -s "$work/warnings" ] || { cat "$work/warnings"; fail "warnings"; }
-    MANWIDTH=200 man -l "$packaging/vorn_sync.1" | sed 's/.\x08//g' >"$work/page"
+    read_page vorn_sync.1
     for command in "${commands[@]}"; do
         grep -qE "^ +$command( |\$)" "$work/page" || fail "the command $command is missing"
     done
     known=$(options_of; for command in "${commands[@]}"; do options_of "$command"; done)
-    # Each stands at the head of a paragraph of the options.
-    same "man: options" "$known" "$(sed -n '/^OPTIONS/,/^EXIT STATUS/p' "$work/page" |
-        sed -nE 's/^ +(-[a-z], )?(--[a-z-]+).*/\2/p')"
+    same "man: options" "$known" "$(page_options)"
     grep -qF "VornSync $("$program" --version | cut -d ' ' -f 2)" "$work/page" || fail "another version"
+}
+
+check_monitor() {
+    read_page vorn_sync_monitor.1
+    same "man: options" "$(options_of)" "$(page_options)"
 }
 
 check_bash() {

@@ -26,13 +26,33 @@ uses_package() {
     dpkg -S "$(realpath "$library")" | grep -q '^lib-sync-library1:' || fail "$1 uses '$library'"
 }
 
+# The window mirrors, too; a module of Qt Quick that is missing ends it at once.
+shows_window() {
+    local world monitor
+    world=$(mktemp -d)
+    mkdir "$world/local" "$world/distant"
+    printf 'carried by the window\n' >"$world/local/letter.txt"
+    (cd "$world" && exec env QT_QPA_PLATFORM=offscreen vorn_sync_monitor --state state local distant) &
+    monitor=$!
+    for _ in {1..600}; do
+        ! cmp -s "$world/local/letter.txt" "$world/distant/letter.txt" || break
+        kill -0 "$monitor" 2>/dev/null || fail "the window ended"
+        sleep 0.1
+    done
+    cmp "$world/local/letter.txt" "$world/distant/letter.txt" || fail "the window did not bring the file"
+    kill "$monitor"
+    wait "$monitor" || fail "the window ended with $?"
+}
+
 inside() {
     local debs=$1 source=$2 work files status=0
+    local -a packages
+    mapfile -t packages < <(for deb in "$debs"/*.deb; do dpkg-deb -f "$deb" Package; done)
     work=$(mktemp -d)
     # What a build tree left in the environment must not help.
     unset CMAKE_PREFIX_PATH PKG_CONFIG_PATH LD_LIBRARY_PATH
     dpkg --install "$debs"/*.deb >"$work/install.log" 2>&1 || { cat "$work/install.log"; fail "dpkg --install"; }
-    files=$(dpkg --verify lib-sync-library1 lib-sync-library-dev vorn-sync)
+    files=$(dpkg --verify "${packages[@]}")
     [ -z "$files" ] || fail "dpkg --verify: $files"
 
     uses_package /usr/bin/vorn_sync
@@ -45,6 +65,11 @@ inside() {
         fail "systemd-analyze verify"
     fi
 
+    if [ -e /usr/bin/vorn_sync_monitor ]; then
+        uses_package /usr/bin/vorn_sync_monitor
+        shows_window
+    fi
+
     cmake -S "$source/host" -B "$work/host" >"$work/cmake.log" && cmake --build "$work/host" >>"$work/cmake.log" ||
         { cat "$work/cmake.log"; fail "find_package"; }
     uses_package "$work/host/host"
@@ -55,8 +80,8 @@ inside() {
     uses_package "$work/by_pkgconfig"
     mirrors "$work/by_pkgconfig" .
 
-    files=$(dpkg -L lib-sync-library1 lib-sync-library-dev vorn-sync | sort -u)
-    dpkg --purge vorn-sync lib-sync-library-dev lib-sync-library1 >"$work/purge.log" 2>&1 ||
+    files=$(dpkg -L "${packages[@]}" | sort -u)
+    dpkg --purge "${packages[@]}" >"$work/purge.log" 2>&1 ||
         { cat "$work/purge.log"; fail "dpkg --purge"; }
     while IFS= read -r file; do
         if [ ! -d "$file" ] && [ -e "$file" ]; then
