@@ -1,5 +1,6 @@
-# What a host installs: the shared library, its one header, find_package(VornSync), the pkg-config file and
-# the applications. lib_utilities and the objects stay inside the shared library.
+# What a host installs: the shared library ("runtime"), its one header, find_package(VornSync) and the pkg-config file
+# ("development"), and the programs with what belongs to them ("tools", "monitor"). lib_utilities and the objects stay
+# inside the shared library.
 include(CMakePackageConfigHelpers)
 
 set(vorn_sync_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/VornSync)
@@ -7,10 +8,14 @@ set(vorn_sync_pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
 install(TARGETS lib_sync_library
     EXPORT VornSyncTargets
-    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-    PUBLIC_HEADER DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
+    PUBLIC_HEADER DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development
 )
-install(EXPORT VornSyncTargets NAMESPACE VornSync:: DESTINATION ${vorn_sync_package_dir})
+install(EXPORT VornSyncTargets
+    NAMESPACE VornSync::
+    DESTINATION ${vorn_sync_package_dir}
+    COMPONENT development
+)
 
 configure_package_config_file(packaging/VornSyncConfig.cmake.in
     ${PROJECT_BINARY_DIR}/VornSyncConfig.cmake
@@ -27,16 +32,42 @@ install(FILES
     ${PROJECT_BINARY_DIR}/VornSyncConfig.cmake
     ${PROJECT_BINARY_DIR}/VornSyncConfigVersion.cmake
     DESTINATION ${vorn_sync_package_dir}
+    COMPONENT development
 )
 
 # The prefix is told relative to the file, so that an installed tree may be moved.
 file(RELATIVE_PATH vorn_sync_pkgconfig_to_prefix
     ${CMAKE_INSTALL_PREFIX}/${vorn_sync_pkgconfig_dir} ${CMAKE_INSTALL_PREFIX})
 configure_file(packaging/vornsync.pc.in ${PROJECT_BINARY_DIR}/vornsync.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/vornsync.pc DESTINATION ${vorn_sync_pkgconfig_dir})
+install(FILES ${PROJECT_BINARY_DIR}/vornsync.pc DESTINATION ${vorn_sync_pkgconfig_dir} COMPONENT development)
 
-foreach(program vorn_sync vorn_sync_monitor)
-    if(TARGET ${program})
-        install(TARGETS ${program} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+if(TARGET vorn_sync)
+    # Debian's zsh looks below /usr in a directory of its own.
+    if(CMAKE_INSTALL_PREFIX STREQUAL "/usr" AND EXISTS /etc/debian_version)
+        set(vorn_sync_zsh_dir ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
+    else()
+        set(vorn_sync_zsh_dir ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
     endif()
-endforeach()
+    install(TARGETS vorn_sync RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+    install(FILES packaging/vorn_sync.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+    # Not below CMAKE_INSTALL_LIBDIR: systemd has one place for all architectures.
+    install(FILES packaging/vorn_sync.service DESTINATION lib/systemd/user COMPONENT tools)
+    install(FILES packaging/completions/vorn_sync.bash
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
+        RENAME vorn_sync
+        COMPONENT tools
+    )
+    install(FILES packaging/completions/_vorn_sync DESTINATION ${vorn_sync_zsh_dir} COMPONENT tools)
+    install(FILES packaging/completions/vorn_sync.fish
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d
+        COMPONENT tools
+    )
+endif()
+if(TARGET vorn_sync_monitor)
+    install(TARGETS vorn_sync_monitor RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT monitor)
+    install(FILES packaging/vorn_sync_monitor.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT monitor)
+    install(FILES packaging/vorn_sync_monitor.desktop
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/applications
+        COMPONENT monitor
+    )
+endif()

@@ -25,6 +25,12 @@ packages_test="$packages_window binutils pkg-config sqlite3 util-linux mount pro
 # shellcheck disable=SC2034
 packages_ci="clang clang-format clang-tidy clang-tools clazy shellcheck file
     dpkg-dev make perl python3 libsqlite3-dev ca-certificates"
+# What makes and tries the Debian packages.
+# shellcheck disable=SC2034
+packages_package="dpkg-dev gzip lintian abigail-tools pkg-config util-linux mount"
+# What the reference and the tests of the documents, the manual page and the completions take.
+# shellcheck disable=SC2034
+packages_documents="doxygen python3 man-db bash-completion zsh fish systemd qtdeclarative5-dev"
 # shellcheck disable=SC2034
 packages_screenshots="$packages_window xvfb xauth xdotool imagemagick optipng sqlite3 fonts-dejavu-core"
 # shellcheck disable=SC2034

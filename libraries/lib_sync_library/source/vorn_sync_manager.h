@@ -69,9 +69,11 @@ public:
      * \param trashRootPath      directory below which each alias gets its trash directory (created by
      *                           addDirectory()).
      * \param syncIntervalMs     period of the cycle, in milliseconds; above 0. Every sixth cycle spends a
-     * fifth of it (100 ms at least) on verifying files that are up to date. \param exclusionPatterns
-     * wildcards ("*", "?", "[...]") that a whole file name is compared with, without regard to case; a
-     * matching file is never mirrored. An invalid one is dropped with a warning.
+     *                           fifth of it (100 ms at least) on verifying files that are up to date.
+     * \param exclusionPatterns  wildcards ("*", "?", "[...]") that a whole file name is compared with,
+     *                           without regard to case; a matching file is never mirrored. An invalid one
+     *                           is dropped with a warning.
+     * \param parent             owner, on the same thread; may be null.
      *
      * Never fails. A database that can't be used is reported: the manager then exists, every operation on it
      * fails cleanly, and wipeSyncDatabaseFile() brings a working empty one. Errors raised during construction
@@ -142,6 +144,8 @@ public:
 
     //! \name Property getters; they never touch the database.
     //! \{
+
+    //! The value of the property of the same name.
     int inProgressCount() const;
     int pendingCount() const;
     int errorCount() const;

@@ -1,0 +1,116 @@
+#!/usr/bin/env bash
+# Installs the Debian packages with dpkg in a root of its own, which is this machine's with a layer on top that nobody
+# else sees; mirrors with the command-line host, builds the small host in both ways, and removes them again.
+#
+# usage: test_debs.sh DIRECTORY     as root
+set -euo pipefail
+
+fail() { printf 'FAIL: %s\n' "$*" >&2; exit 1; }
+
+here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+
+# mirrors COMMAND...: runs it on a new local directory with one file, which must arrive.
+mirrors() {
+    local world
+    world=$(mktemp -d)
+    mkdir "$world/local" "$world/distant"
+    printf 'carried by an installed package\n' >"$world/local/letter.txt"
+    (cd "$world" && "$@") || fail "'$*' ended with $?"
+    cmp "$world/local/letter.txt" "$world/distant/letter.txt" || fail "'$*' did not bring the file"
+}
+
+# The host must have been linked with the library of the package, not with one that lies about.
+uses_package() {
+    local library
+    library=$(ldd "$1" | sed -n 's/.*lib_sync_library\.so\.1 => \([^ ]*\) .*/\1/p')
+    dpkg -S "$(realpath "$library")" | grep -q '^lib-sync-library1:' || fail "$1 uses '$library'"
+}
+
+# The window mirrors, too; a module of Qt Quick that is missing ends it at once.
+shows_window() {
+    local world monitor
+    world=$(mktemp -d)
+    mkdir "$world/local" "$world/distant"
+    printf 'carried by the window\n' >"$world/local/letter.txt"
+    (cd "$world" && exec env QT_QPA_PLATFORM=offscreen vorn_sync_monitor --state state local distant) &
+    monitor=$!
+    for _ in {1..600}; do
+        ! cmp -s "$world/local/letter.txt" "$world/distant/letter.txt" || break
+        kill -0 "$monitor" 2>/dev/null || fail "the window ended"
+        sleep 0.1
+    done
+    cmp "$world/local/letter.txt" "$world/distant/letter.txt" || fail "the window did not bring the file"
+    kill "$monitor"
+    wait "$monitor" || fail "the window ended with $?"
+}
+
+inside() {
+    local debs=$1 source=$2 work files status=0
+    local -a packages
+    mapfile -t packages < <(for deb in "$debs"/*.deb; do dpkg-deb -f "$deb" Package; done)
+    work=$(mktemp -d)
+    # What a build tree left in the environment must not help.
+    unset CMAKE_PREFIX_PATH PKG_CONFIG_PATH LD_LIBRARY_PATH
+    dpkg --install "$debs"/*.deb >"$work/install.log" 2>&1 || { cat "$work/install.log"; fail "dpkg --install"; }
+    files=$(dpkg --verify "${packages[@]}")
+    [ -z "$files" ] || fail "dpkg --verify: $files"
+
+    uses_package /usr/bin/vorn_sync
+    mirrors vorn_sync mirror --once --state state local distant
+    man --where vorn_sync >/dev/null || fail "no manual page"
+    mkdir "$work/run"
+    XDG_RUNTIME_DIR=$work/run systemd-analyze --user verify vorn_sync.service 2>"$work/verify" || status=$?
+    if [ "$status" -ne 0 ] || grep -q vorn_sync "$work/verify"; then
+        cat "$work/verify"
+        fail "systemd-analyze verify"
+    fi
+
+    if [ -e /usr/bin/vorn_sync_monitor ]; then
+        uses_package /usr/bin/vorn_sync_monitor
+        shows_window
+    fi
+
+    cmake -S "$source/host" -B "$work/host" >"$work/cmake.log" && cmake --build "$work/host" >>"$work/cmake.log" ||
+        { cat "$work/cmake.log"; fail "find_package"; }
+    uses_package "$work/host/host"
+    mirrors "$work/host/host" .
+    # shellcheck disable=SC2046 # the flags are meant to be split
+    g++ -std=c++17 -o "$work/by_pkgconfig" "$source/host/main.cpp" $(pkg-config --cflags --libs vornsync) ||
+        fail "pkg-config"
+    uses_package "$work/by_pkgconfig"
+    mirrors "$work/by_pkgconfig" .
+
+    files=$(dpkg -L "${packages[@]}" | sort -u)
+    dpkg --purge "${packages[@]}" >"$work/purge.log" 2>&1 ||
+        { cat "$work/purge.log"; fail "dpkg --purge"; }
+    while IFS= read -r file; do
+        if [ ! -d "$file" ] && [ -e "$file" ]; then
+            fail "left behind: $file"
+        fi
+    done <<<"$files"
+    printf 'PASS: the packages were installed, used and removed\n'
+}
+
+if [ "$1" = --inside ]; then
+    inside "$2" "$3"
+    exit
+fi
+
+debs=$(realpath "$1")
+layer=$(mktemp -d)
+trap 'rm -rf "$layer"' EXIT
+export debs layer here
+# In a name space of its own, so that everything is unmounted with it.
+# shellcheck disable=SC2016 # expanded by the inner shell
+unshare --mount --propagation private bash -euc '
+    mount -t tmpfs layer "$layer"
+    mkdir "$layer/upper" "$layer/work" "$layer/root"
+    mount -t overlay overlay -o "lowerdir=/,upperdir=$layer/upper,workdir=$layer/work" "$layer/root"
+    mount --rbind /proc "$layer/root/proc"
+    mount --rbind /dev "$layer/root/dev"
+    mount -t tmpfs tmp "$layer/root/tmp"
+    mkdir "$layer/root/tmp/debs" "$layer/root/tmp/source"
+    cp "$debs"/*.deb "$layer/root/tmp/debs"
+    cp -r "$here"/. "$layer/root/tmp/source"
+    chroot "$layer/root" env -C /tmp bash /tmp/source/test_debs.sh --inside /tmp/debs /tmp/source
+'
