@@ -72,7 +72,7 @@ rm -rf "$debs"
 cpack --config "$build/CPackConfig.cmake" -B "$debs" >"$work/cpack.log" 2>&1 ||
     { cat "$work/cpack.log"; exit 1; }
 rm -rf "$debs/_CPack_Packages"
-lintian --allow-root --fail-on error,warning,info --pedantic --tag-display-limit 0 "$debs"/*.deb
+lintian --allow-root --display-info --pedantic --fail-on error,warning,info,pedantic --tag-display-limit 0 "$debs"/*.deb
 say "lintian has nothing to say"
 
 [ -n "$revision" ] || revision=$(git describe --tags --abbrev=0 HEAD^ 2>/dev/null || true)
