@@ -137,7 +137,7 @@ void TestExclusions::asTheExpressionAtRandom()
     const auto text = [&](int longest) {
         QString made;
         for (int i = 1 + below(longest); i > 0; --i)
-            made += pieces().at(below(pieces().size()));
+            made += pieces().at(below(int(pieces().size())));
         return made;
     };
     int matches = 0;

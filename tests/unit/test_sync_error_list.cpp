@@ -699,7 +699,7 @@ private:
             "DELETE FROM directories WHERE id = %1"_s.arg(below(40)),
         };
         const QString keys = "PRAGMA foreign_keys=%1"_s.arg(below(2));
-        const QString statement = statements.at(below(statements.size()));
+        const QString statement = statements.at(below(int(statements.size())));
         m_fixture.raw.execAll({keys, statement});
         return keys + "; "_s + statement;
     }
@@ -742,7 +742,7 @@ void TestSyncErrorList::asTheDatabase()
         QVERIFY2(isRight,
                  qPrintable("%1=%2\n%3"_s.arg(QLatin1String(kSeedVariable)).arg(seed).arg(log.join("\n"_s))));
         QVERIFY2(counterProblem().isEmpty(), qPrintable(counterProblem() + "\n"_s + log.join("\n"_s)));
-        entries += list.files().size();
+        entries += int(list.files().size());
         keptLists += int(!before.isEmpty() && list.files().isSharedWith(before));
     }
     QVERIFY(entries > kStepsPerSeed / 4); // or nothing was seen

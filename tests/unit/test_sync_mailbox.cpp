@@ -180,7 +180,7 @@ void TestSyncMailbox::orderOfEachOfSeveralThreads()
     const auto count = [&seen] {
         int sum = 0;
         for (const QVector<int>& of : seen)
-            sum += of.size();
+            sum += int(of.size());
         return sum;
     };
     QVERIFY(waitFor([&] { return count() >= kPosters * kLettersOfAPoster; }));

@@ -118,7 +118,7 @@ void TestSyncNameTable::outOfOrder()
 {
     QFETCH(QStringList, names);
     VornSyncNameTable backwards = tableOf(names);
-    for (int i = names.size() - 1; i >= 0; --i)
+    for (int i = int(names.size()) - 1; i >= 0; --i)
         QCOMPARE(backwards.find(names.at(i)), i);
 
     VornSyncNameTable shuffled = tableOf(names);

@@ -18,7 +18,7 @@ void VornMonitorLog::add(const QString& text, bool isProblem)
         m_lines.removeFirst();
         endRemoveRows();
     }
-    beginInsertRows(QModelIndex(), m_lines.size(), m_lines.size());
+    beginInsertRows(QModelIndex(), int(m_lines.size()), int(m_lines.size()));
     m_lines.append({QTime::currentTime(), text, isProblem});
     endInsertRows();
 }
