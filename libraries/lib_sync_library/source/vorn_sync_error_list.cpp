@@ -1,6 +1,7 @@
 #include "vorn_sync_error_list.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -41,11 +42,11 @@ void VornSyncErrorList::update(VornSyncDatabase& database)
     m_revision = isRead ? m_countRevision : std::nullopt;
     if (!isRead)
         listed.clear();
-    replace(listed);
+    replace(std::move(listed));
 }
 
 // Mostly one entry has changed, gone or come: what stands before and after it is taken over.
-void VornSyncErrorList::replace(const std::vector<VornSyncErrorFile>& listed)
+void VornSyncErrorList::replace(std::vector<VornSyncErrorFile> listed)
 {
     const auto head = std::mismatch(m_listed.begin(), m_listed.end(), listed.begin(), listed.end(), isSame);
     const auto tail = std::mismatch(m_listed.rbegin(), std::make_reverse_iterator(head.first),
@@ -55,5 +56,5 @@ void VornSyncErrorList::replace(const std::vector<VornSyncErrorFile>& listed)
         files.append(entry(*changed));
     files += m_files.mid(int(tail.first.base() - m_listed.begin()));
     m_files = files;
-    m_listed = listed;
+    m_listed = std::move(listed);
 }

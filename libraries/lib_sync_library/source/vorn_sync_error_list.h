@@ -27,7 +27,7 @@ public:
     const QVariantList& files() const { return m_files; }
 
 private:
-    void replace(const std::vector<VornSyncErrorFile>& listed);
+    void replace(std::vector<VornSyncErrorFile> listed);
 
     int m_count = 0;
     std::optional<qint64> m_countRevision;   // nothing when it has to be counted
