@@ -14,7 +14,10 @@ public:
     PreparedProcess() = default;
 
 protected:
-    void setupChildProcess() final { prepareChild(); }
+    void setupChildProcess() final
+    {
+        prepareChild();
+    }
 #else
     PreparedProcess()
     {
