@@ -267,8 +267,8 @@ void TestMonitorWindow::fitsASmallScreen()
                 return item != nullptr &&
                        QRectF(QPointF(), QSizeF(size)).contains(item->mapRectToScene(item->boundingRect()));
             };
-            QVERIFY2(waitFor(isInside),
-                     qPrintable("%1 at %2 x %3"_s.arg(name).arg(size.width()).arg(size.height())));
+            QVERIFY2(waitFor(isInside), qPrintable("%1 at %2 x %3"_s.arg(name, QString::number(size.width()),
+                                                                         QString::number(size.height()))));
         }
         const QQuickItem* list = world.item("errorList"_s);
         QTRY_VERIFY_WITH_TIMEOUT(list->height() >= world.item("errorRow"_s)->height(), kWaitMs);
