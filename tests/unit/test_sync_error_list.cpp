@@ -1,3 +1,4 @@
+#include "seed_rows.h"
 #include "sync_database_fixture.h"
 #include "vorn_sync_error_list.h"
 
@@ -10,7 +11,6 @@ using namespace VornSyncTest;
 
 namespace {
 
-constexpr char kSeedVariable[] = "VORN_TEST_SEED";
 constexpr int kSeeds = 3;
 constexpr int kStepsPerSeed = 100;
 constexpr int kInError = ceSfsSyncing | ceSfsError;
@@ -713,15 +713,7 @@ private:
 // VORN_TEST_SEED=n plays one sequence again.
 void TestSyncErrorList::asTheDatabase_data()
 {
-    QTest::addColumn<quint32>("seed");
-    bool isGiven = false;
-    const int given = qEnvironmentVariableIntValue(kSeedVariable, &isGiven);
-    if (isGiven) {
-        QTest::addRow("seed %d", given) << quint32(given);
-        return;
-    }
-    for (int i = 1; i <= kSeeds; ++i)
-        QTest::addRow("seed %d", i) << quint32(i);
+    addSeedRows(kSeeds);
 }
 
 void TestSyncErrorList::asTheDatabase()
@@ -739,8 +731,7 @@ void TestSyncErrorList::asTheDatabase()
         const int count = refresh(list, db());
         // Rows without a directory are counted, and not listed.
         const bool isRight = count == db().countFilesInError() && list.files() == plainList(db());
-        QVERIFY2(isRight,
-                 qPrintable("%1=%2\n%3"_s.arg(QLatin1String(kSeedVariable)).arg(seed).arg(log.join("\n"_s))));
+        QVERIFY2(isRight, qPrintable("VORN_TEST_SEED=%1\n%2"_s.arg(QString::number(seed), log.join("\n"_s))));
         QVERIFY2(counterProblem().isEmpty(), qPrintable(counterProblem() + "\n"_s + log.join("\n"_s)));
         entries += int(list.files().size());
         keptLists += int(!before.isEmpty() && list.files().isSharedWith(before));

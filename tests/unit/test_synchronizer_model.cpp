@@ -1,4 +1,5 @@
 #include "engine_fixture.h"
+#include "seed_rows.h"
 
 #include <QDir>
 #include <QFile>
@@ -13,7 +14,6 @@ constexpr int kSeeds = 100;
 constexpr int kStepsPerSeed = 40;
 constexpr int kRoundsToSettle = 30; // a story needs a handful; more means that it never settles
 constexpr int kTaskAttempts = 5;
-constexpr char kSeedVariable[] = "VORN_TEST_SEED";
 
 const QStringList& fileNames()
 {
@@ -264,15 +264,7 @@ private slots:
 // VORN_TEST_SEED=n plays one story again.
 void TestSynchronizerModel::stories_data()
 {
-    QTest::addColumn<quint32>("seed");
-    bool isGiven = false;
-    const int given = qEnvironmentVariableIntValue(kSeedVariable, &isGiven);
-    if (isGiven) {
-        QTest::addRow("seed %d", given) << quint32(given);
-        return;
-    }
-    for (int i = 1; i <= kSeeds; ++i)
-        QTest::addRow("seed %d", i) << quint32(i);
+    addSeedRows(kSeeds);
 }
 
 void TestSynchronizerModel::stories()

@@ -677,9 +677,9 @@ void TestSynchronizerSetup::idUsedAgain_verifyQueueIsEmpty()
     for (const QString& name : {"a"_s, "b"_s, "c"_s})
         QVERIFY(engine.send(name, "x"));
     {
-        // Simulated time: looking at the first file takes longer than the whole budget.
+        // Paced time is the point, and nothing is awaited: looking at the first file uses up the whole budget of 100 ms.
         StatHook slow(engine.local().filePath("a"_s), [] {
-            QThread::msleep(150);
+            QThread::msleep(150); // paced
             return 0;
         });
         engine.sync().verifyUpToDateFilesBudgeted();
