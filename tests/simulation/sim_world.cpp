@@ -475,7 +475,7 @@ void SimWorld::judgeDistantArrival(int name, int number, int previous)
         // Required: a rename onto a name that has a row leaves that row, and the next pass finds the file changed.
         if (lost.isForeign && wasDelivered && !isRecent(file(name).renameWishNs, kWishSecs) &&
             !m_state.hadDisturbance && sent.deliveredNs < lost.writtenNs && sent.meantNs < lost.writtenNs &&
-            sent.writtenNs < sent.deliveredNs)
+            sent.writtenNs < sent.deliveredNs && !isRetried(name, sent))
             fail(QStringLiteral(
                      "distant %1: v%2 of another workstation was replaced by v%3, which had been sent "
                      "before and not changed since")
@@ -491,6 +491,15 @@ void SimWorld::judgeDistantArrival(int name, int number, int previous)
     file(name).isDeleteOpen = false;
     sent.deliveredNs = nowNs();
     sent.incarnation = m_state.incarnation;
+}
+
+// Required: a copy whose file was removed before it was sent is tried again a few times, and sends what was fetched
+// under that name meanwhile.
+bool SimWorld::isRetried(int name, const SimVersion& sent)
+{
+    constexpr qint64 kRetriesSecs = 15; // 1 + 2 + 3 + 4 s and the worker's queue
+    const SimFile& known = file(name);
+    return known.localChangedNs > sent.writtenNs && isRecent(known.localAbsentNs, kRetriesSecs);
 }
 
 bool SimWorld::isLeftSibling(const QString& fileName) const

@@ -153,6 +153,7 @@ private:
     void judgeUnknownArrival(const QByteArray& path);
     void judgeArrival(SimSide side, int name, const Found& found, int previous);
     void judgeDistantArrival(int name, int number, int previous);
+    bool isRetried(int name, const SimVersion& sent);
     void judgeLocalArrival(int name, int number, int previous);
     bool isOlderThanSent(int name, const SimVersion& lost) const;
     QString named(int name) const;
