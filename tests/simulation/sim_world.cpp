@@ -445,6 +445,8 @@ void SimWorld::judgeLocalArrival(int name, int number, int previous)
     if (!isRecent(file(name).readyWishNs, kWishSecs))
         fail(QStringLiteral("local %1 got v%2, and nobody asked for it")
                  .arg(named(name), QString::number(number)));
+    if (m_state.weather == SimWeather::Empty)
+        file(name).mayBeOld = true;
     // It came from the distant side.
     version(number).deliveredNs = std::max(version(number).deliveredNs, nowNs());
     if (previous == kSimNoVersion || previous == number)
