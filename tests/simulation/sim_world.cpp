@@ -383,6 +383,8 @@ void SimWorld::onRenamed(const QByteArray& from, const QByteArray& to)
         if (fromSide != SimSide::Distant || !isRecent(file(source).renameWishNs, kWishSecs))
             fail(
                 QStringLiteral("%1 %2 was moved away").arg(QLatin1String(sideName(fromSide)), named(source)));
+        if (name >= 0)
+            file(name).isDeleteOpen = false;
         file(source).distant = kSimNoVersion;
         file(source).distantAbsentNs = nowNs();
     }
@@ -448,7 +450,7 @@ void SimWorld::judgeLocalArrival(int name, int number, int previous)
     if (m_state.weather == SimWeather::Empty)
         file(name).mayBeOld = true;
     // It came from the distant side.
-    version(number).deliveredNs = std::max(version(number).deliveredNs, nowNs());
+    version(number).deliveredNs = version(number).sentNs = std::max(version(number).deliveredNs, nowNs());
     if (previous == kSimNoVersion || previous == number)
         return;
     const SimVersion& lost = version(previous);
@@ -491,7 +493,7 @@ void SimWorld::judgeDistantArrival(int name, int number, int previous)
     else if (number == file(name).local)
         file(name).mayBeOld = false;
     file(name).isDeleteOpen = false;
-    sent.deliveredNs = nowNs();
+    sent.deliveredNs = sent.sentNs = nowNs();
     sent.incarnation = m_state.incarnation;
 }
 
@@ -563,7 +565,7 @@ QString SimWorld::restProblem()
         // A newer version of another workstation stays; one that is as long as ours can't be seen.
         const SimVersion& other = version(distant.version);
         const SimVersion& ours = version(local.version);
-        const bool isNewer = other.isForeign && other.writtenNs >= ours.deliveredNs && ours.deliveredNs >= 0;
+        const bool isNewer = other.isForeign && other.writtenNs >= ours.sentNs && ours.sentNs >= 0;
         if (!isNewer && !known.mayBeOld)
             return QStringLiteral("%1 is v%2 locally and v%3 on the distant side")
                 .arg(named(name), QString::number(local.version), QString::number(distant.version));

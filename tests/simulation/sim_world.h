@@ -31,10 +31,12 @@ struct SimVersion
     int shownLength = 0; // less than the length while the writer is at it
     qint64 writtenNs = 0;
     qint64 writtenWallMs = 0;
-    qint64 meantNs = 0;      // the last time that the host or the user wanted it to be sent
-    qint64 deliveredNs = -1; // the last time that it arrived on the distant side
-    quint32 places = 0;      // the names that it may have there: renames add to them
-    int incarnation = 0;     // in which it was delivered
+    qint64 meantNs = 0; // the last time that the host or the user wanted it to be sent
+    qint64 deliveredNs =
+        -1; // the last time that it arrived on the distant side, unless it was removed there since
+    qint64 sentNs = -1;  // the last time, whatever came after
+    quint32 places = 0;  // the names that it may have there: renames add to them
+    int incarnation = 0; // in which it was delivered
 };
 
 struct SimFile
