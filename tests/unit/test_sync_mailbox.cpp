@@ -45,9 +45,10 @@ bool elsewhere(const std::function<void()>& function)
 // Turns the event loop until a timer came after whatever was due when it was started.
 bool turn()
 {
-    bool isOver = false;
-    QTimer::singleShot(10, [&isOver] { isOver = true; });
-    return waitFor([&isOver] { return isOver; });
+    QTimer timer;
+    timer.setSingleShot(true);
+    timer.start(10);
+    return waitFor([&timer] { return !timer.isActive(); });
 }
 
 // The longest stretch of `mark` in a text of marks.
