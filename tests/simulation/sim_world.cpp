@@ -334,10 +334,10 @@ void SimWorld::onRemoved(const QByteArray& path)
 
 // Where one rename over the old file is refused, it is removed first: its successor must lie beside it, whole, or be
 // the file that the host renamed.
-bool SimWorld::hasFinishedSibling(int name) const
+bool SimWorld::hasFinishedSibling(SimSide side, int name) const
 {
     const QString fileName = m_profile.fileNames.at(name);
-    const QString directoryPath = QFile::decodeName(directory(SimSide::Distant));
+    const QString directoryPath = QFile::decodeName(directory(side));
     const QStringList entries = QDir(directoryPath).entryList(QDir::Files | QDir::Hidden);
     return std::any_of(entries.begin(), entries.end(), [&](const QString& entry) {
         return entry.size() > kSiblingSuffixLength &&
@@ -351,6 +351,8 @@ void SimWorld::judgeRemoval(SimSide side, int name)
     SimFile& removed = file(name);
     switch (side) {
     case SimSide::Local:
+        if (isRecent(removed.readyWishNs, kWishSecs) && hasFinishedSibling(side, name))
+            return;
         if (!isRecent(removed.trashWishNs, kWishSecs))
             fail(QStringLiteral("local file %1 was removed, and nobody asked for it").arg(named(name)));
         if (removed.trash != removed.local)
@@ -358,7 +360,7 @@ void SimWorld::judgeRemoval(SimSide side, int name)
                      .arg(named(name), QString::number(removed.local), QString::number(removed.trash)));
         return;
     case SimSide::Distant:
-        if (hasFinishedSibling(name) || isRecent(removed.renameWishNs, kWishSecs))
+        if (hasFinishedSibling(side, name) || isRecent(removed.renameWishNs, kWishSecs))
             return;
         if (!isRecent(removed.deleteWishNs, kWishSecs))
             fail(QStringLiteral("distant file %1 was removed, and nobody asked for it").arg(named(name)));

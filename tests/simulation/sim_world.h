@@ -150,7 +150,7 @@ private:
     Found look(const QByteArray& path) const;
     void noteAbsence(SimSide side, int name);
     int newVersion(SimSide side, int name);
-    bool hasFinishedSibling(int name) const;
+    bool hasFinishedSibling(SimSide side, int name) const;
     void judgeRemoval(SimSide side, int name);
     void judgeUnknownArrival(const QByteArray& path);
     void judgeArrival(SimSide side, int name, const Found& found, int previous);

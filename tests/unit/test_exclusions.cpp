@@ -68,9 +68,9 @@ QStringList names()
         << "DESKTOP.INI"_s
         << "desktop.ini"_s
         << "DE"_s + longS + "KTOP.\u0130N\u0130"_s
-        << "de"_s + longS + "ktop.\u0131n\u0131"_s << QString(255, QLatin1Char('n'))
-        << QString(QLatin1String("a\0b", 3)) << QString(QLatin1String("a\0.tmp", 6))
-        << QString(QLatin1String("\0", 1));
+        << "de"_s + longS + "ktop.\u0131n\u0131"_s << QString(255, QLatin1Char('n')) << "a\0b"_s
+        << "a\0.tmp"_s
+        << "\0"_s;
     return all;
 }
 
@@ -117,8 +117,8 @@ void TestExclusions::asTheExpression_data()
           "*^"_s,      "\\*"_s,     "\\a"_s,    "*a*"_s, "~*"_s,          "-*"_s,          "*-"_s,
           "\u00b5*"_s, "\u03c3"_s})
         QTest::addRow("%s", qPrintable(pattern)) << pattern;
-    QTest::newRow("NUL") << QString(QLatin1String("a\0b", 3));
-    QTest::newRow("asterisk, NUL") << QString(QLatin1String("*\0.tmp", 6));
+    QTest::newRow("NUL") << "a\0b"_s;
+    QTest::newRow("asterisk, NUL") << "*\0.tmp"_s;
 }
 
 void TestExclusions::asTheExpression()

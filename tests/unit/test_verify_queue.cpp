@@ -96,7 +96,7 @@ void TestVerifyQueue::anyName_data()
     QTest::newRow("outside the plane") << "\U0001F600.txt"_s;
     QTest::newRow("newline") << "a\nb"_s;
     QTest::newRow("quotes and percent") << "a'b\"c%1"_s;
-    QTest::newRow("NUL") << QString(QLatin1String("a\0b", 3));
+    QTest::newRow("NUL") << "a\0b"_s;
     QTest::newRow("byte order mark") << "\uFEFFa"_s;
     QTest::newRow("control characters") << "\u0001\u0002\u007f"_s;
     QTest::newRow("255 bytes") << QString(255, QLatin1Char('n'));
