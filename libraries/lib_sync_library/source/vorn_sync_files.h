@@ -25,6 +25,8 @@ struct VornSyncFileFacts
 
 namespace VornSyncFiles {
 
+QString joined(const QString& directory, const QString& fileName);
+
 // Size, time and kind of the entry at `path`, following links. A dangling link is present and not plain.
 VornSyncFileFacts facts(const QString& path);
 
@@ -37,6 +39,9 @@ VornSyncPresence directoryPresence(const QString& path); // Present: it is a dir
 
 // One rename, over whatever is at `to`; never a copy. False with the system's text in `error`.
 bool rename(const QString& from, const QString& to, QString* error = nullptr);
+
+// True when there surely is no such file any more.
+bool remove(const QString& path);
 
 // True when both paths are one entry of the file system (a link, a case-insensitive name).
 bool isSameFile(const QString& left, const QString& right);
