@@ -32,6 +32,7 @@ private slots:
     void run_withoutABudget();
     void run_leavesUnavailableDirectoriesAlone();
     void run_believesTheRowNotTheQueue();
+    void run_overRowsThatCantBeRead_isNoRound();
     void verify_aLockedFile();
     void verify_inAnUnknownDirectory();
     void clear_whileItRuns();
@@ -122,6 +123,23 @@ void TestVerifier::run_believesTheRowNotTheQueue()
     QStringList states{parts.state("first.txt"_s), parts.state("second.txt"_s)};
     states.sort();
     QCOMPARE(states, (QStringList{"145/2"_s, "40/0"_s}));
+}
+
+// What was not read was not verified, and nobody may say so.
+void TestVerifier::run_overRowsThatCantBeRead_isNoRound()
+{
+    EngineParts parts;
+    QVERIFY(parts.start());
+    VornSyncVerifier verifier(parts.paths, parts.renames, parts.observations, nullptr);
+    verifier.setDatabase(&parts.database);
+    QVERIFY(putUpToDate(parts, "a.txt"_s));
+    const QString verifiedAt = "SELECT verified_at FROM pair_progress"_s;
+    QVERIFY(parts.raw.exec("ALTER TABLE file_tracking RENAME TO away"_s));
+    verifier.run(kBudgetMs);
+    QVERIFY(parts.raw.exec("ALTER TABLE away RENAME TO file_tracking"_s));
+    QVERIFY(parts.raw.value(verifiedAt).isNull());
+    verifier.run(kBudgetMs);
+    QVERIFY(!parts.raw.value(verifiedAt).isNull());
 }
 
 void TestVerifier::verify_aLockedFile()

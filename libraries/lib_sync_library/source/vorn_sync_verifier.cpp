@@ -70,10 +70,12 @@ void VornSyncVerifier::refill(const QList<int>& directoryIds, qint64 budgetMs)
     const qint64 nowSecs = QDateTime::currentSecsSinceEpoch();
     for (int directoryId : directoryIds) {
         const int queuedBefore = verifyQueue.size();
-        m_database->readFileNames(directoryId, ceSfsUpToDate, [this, directoryId](const QString& fileName) {
+        const auto append = [this, directoryId](const QString& fileName) {
             verifyQueue.append(directoryId, fileName);
-        });
-        noteRound(m_rounds.begin(directoryId, verifyQueue.size() - queuedBefore, nowSecs));
+        };
+        // Names that were not all read are no round: it would be told that everything was verified.
+        if (m_database->readFileNames(directoryId, ceSfsUpToDate, append))
+            noteRound(m_rounds.begin(directoryId, verifyQueue.size() - queuedBefore, nowSecs));
     }
     verifyQueue.squeeze();
     VORN_SYNC_TRACE(
