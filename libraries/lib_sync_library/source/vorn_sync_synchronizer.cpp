@@ -175,11 +175,19 @@ void VornSyncSynchronizer::invalidateDirPathCache(int directoryId)
         isOwnThread ? Qt::DirectConnection : Qt::QueuedConnection);
 }
 
+// One that can't be read is not gone: a rename of it may be under way.
+bool VornSyncSynchronizer::isSurelyGone(int directoryId)
+{
+    bool isRead = false;
+    const QString alias = db()->getDirectoryField(directoryId, VornSyncDatabase::AliasName, &isRead);
+    return isRead && alias.isEmpty();
+}
+
 // A directory id may be used again after a wipe: what was remembered about the old one must not meet the new
 // one. An id that is still registered only had its paths changed.
 void VornSyncSynchronizer::clearTables(int directoryId)
 {
-    if (!db() || (directoryId >= 0 && !db()->getDirectoryAlias(directoryId).isEmpty()))
+    if (!db() || (directoryId >= 0 && !isSurelyGone(directoryId)))
         return;
     observations.clear(directoryId);
     verifier.clear(directoryId);

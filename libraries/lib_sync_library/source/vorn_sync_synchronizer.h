@@ -93,6 +93,7 @@ private:
     VornSyncDatabase* db() const;
     bool hasDatabase();
     bool isUsableFileName(int directoryId, const QString& fileName);
+    bool isSurelyGone(int directoryId);
     void clearTables(int directoryId);
 
     void runPass(VornSyncPass& pass);
