@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 // The engine's count of tasks in flight: from ten on it skips its cycles.
 struct VornSyncSynchronizerTestAccess
 {
-    static int inFlightCount(const VornSyncSynchronizer& sync) { return sync.inFlightCount; }
+    static int inFlightCount(const VornSyncSynchronizer& sync) { return sync.dispatcher.tasksInFlight(); }
 };
 
 namespace VornSyncTest {

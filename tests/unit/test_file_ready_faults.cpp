@@ -17,6 +17,7 @@ class TestFileReadyFaults : public QObject
 private slots:
     void unsentChangesAreNeverReplaced_data();
     void unsentChangesAreNeverReplaced();
+    void localPathThatCantBeRead();
 };
 
 void TestFileReadyFaults::unsentChangesAreNeverReplaced_data()
@@ -62,6 +63,19 @@ void TestFileReadyFaults::unsentChangesAreNeverReplaced()
         hasFailed = calls > failing;
     }
     QVERIFY(failing > 1);
+}
+
+// "/a" is nobody's local file.
+void TestFileReadyFaults::localPathThatCantBeRead()
+{
+    Engine engine;
+    QVERIFY(engine.start());
+    QVERIFY(engine.send("a"_s, "sent"));
+    QVERIFY(engine.raw().exec("UPDATE directories SET local_path = ''"_s));
+    const VornSyncFileReadyPlan plan =
+        VornSyncFileReady::examine(engine.database(), engine.distant().filePath("a"_s));
+    QCOMPARE(plan.action, VornSyncFileReadyPlan::AnswerMissing);
+    QCOMPARE(plan.path, engine.distant().filePath("a"_s));
 }
 
 QTEST_GUILESS_MAIN(TestFileReadyFaults)

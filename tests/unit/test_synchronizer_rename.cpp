@@ -51,6 +51,7 @@ private slots:
     void lockInAnotherDirectory_isFree();
     void lockInAnotherDirectory_stopsNoPass();
     void lockFromManyThreads_isGivenOnce();
+    void lockInADirectoryThatCantBeRead_isKept();
 
     void commitWithoutLock_isRefused();
     void commitWithoutDistantPath();
@@ -262,6 +263,21 @@ void TestSynchronizerRename::lockFromManyThreads_isGivenOnce()
             QVERIFY(thread->wait(kWaitMs));
         QCOMPARE(given.load(), 1);
     }
+}
+
+// Only a directory that is surely gone takes its locks along.
+void TestSynchronizerRename::lockInADirectoryThatCantBeRead_isKept()
+{
+    Engine engine;
+    QVERIFY(engine.start());
+    QVERIFY(engine.sync().lockRename(1, "a"_s, "b"_s));
+    QVERIFY(engine.raw().exec("ALTER TABLE directories RENAME TO away"_s));
+    engine.sync().invalidateDirPathCache(1);
+    QVERIFY(engine.raw().exec("ALTER TABLE away RENAME TO directories"_s));
+    QVERIFY(engine.sync().isRenameLocked(1, "a"_s));
+    QVERIFY(engine.database().deleteDirectory(1));
+    engine.sync().invalidateDirPathCache(1);
+    QVERIFY(!engine.sync().isRenameLocked(1, "a"_s));
 }
 
 void TestSynchronizerRename::commitWithoutLock_isRefused()

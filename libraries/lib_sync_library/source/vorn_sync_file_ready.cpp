@@ -138,6 +138,10 @@ VornSyncFileReadyPlan examine(VornSyncDatabase& database, const QString& filePat
         return plan;
     }
     const QString localDirectory = database.getDirectoryLocalPath(plan.directoryId);
+    if (localDirectory.isEmpty()) { // it can't be read now: nothing may be copied to no directory
+        plan.path = filePath;
+        return plan;
+    }
     plan.path = localDirectory + QLatin1Char('/') + fileName;
     plan.local = VornSyncFiles::facts(plan.path);
     const VornSyncFileReadyFacts facts =

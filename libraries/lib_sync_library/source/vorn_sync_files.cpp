@@ -55,6 +55,15 @@ bool isReadableDirectory(const QString& path)
 
 namespace VornSyncFiles {
 
+QString joined(const QString& directory, const QString& fileName)
+{
+    if (directory.isEmpty())
+        return QString();
+    if (VORN_PLANTED(chainedArg))
+        return directory + QLatin1Char('/') + QString(fileName).replace(QLatin1String("%1"), directory);
+    return directory + QLatin1Char('/') + fileName;
+}
+
 VornSyncFileFacts listedFacts(const QString& path)
 {
     return listedFacts(QFile::encodeName(path));
@@ -107,6 +116,19 @@ bool rename(const QString& from, const QString& to, QString* error)
     if (code && error)
         *error = QString::fromLocal8Bit(code.message().c_str());
     return !code;
+}
+
+bool remove(const QString& path)
+{
+    switch (facts(path).presence) {
+    case VornSyncPresence::Absent:
+        return true;
+    case VornSyncPresence::Unknown:
+        return false;
+    case VornSyncPresence::Present:
+        return QFile::remove(path);
+    }
+    return false;
 }
 
 bool isSameFile(const QString& left, const QString& right)

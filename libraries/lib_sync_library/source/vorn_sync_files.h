@@ -25,6 +25,9 @@ struct VornSyncFileFacts
 
 namespace VornSyncFiles {
 
+// Empty for an empty directory: a path that could not be read has lost no files, and nothing can be said of them.
+QString joined(const QString& directory, const QString& fileName);
+
 // Size, time and kind of the entry at `path`, following links. A dangling link is present and not plain.
 VornSyncFileFacts facts(const QString& path);
 
@@ -37,6 +40,9 @@ VornSyncPresence directoryPresence(const QString& path); // Present: it is a dir
 
 // One rename, over whatever is at `to`; never a copy. False with the system's text in `error`.
 bool rename(const QString& from, const QString& to, QString* error = nullptr);
+
+// True when there surely is no such file any more.
+bool remove(const QString& path);
 
 // True when both paths are one entry of the file system (a link, a case-insensitive name).
 bool isSameFile(const QString& left, const QString& right);

@@ -13,6 +13,11 @@ void trace(const char* tag, const char* method, const QString& message)
         << QStringLiteral("[-- SYNC --]: %1%2 - %3").arg(QLatin1String(tag), QLatin1String(method), message);
 }
 
+QString named(const QString& fileName, int directoryId)
+{
+    return QStringLiteral("'%1' (dirId=%2)").arg(fileName, QString::number(directoryId));
+}
+
 QDebug critical(const void* object, const char* sourcePath, int line)
 {
     QDebug stream = qCritical();

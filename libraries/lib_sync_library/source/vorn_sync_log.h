@@ -16,6 +16,9 @@ constexpr bool kTraceLines = false;
 // Writes "[-- SYNC --]: <tag><method> - <message>" to the debug channel. Call it through VORN_SYNC_TRACE.
 void trace(const char* tag, const char* method, const QString& message);
 
+// "'<f>' (dirId=<d>)", the way most lines name a file.
+QString named(const QString& fileName, int directoryId);
+
 // The head every critical message of the library carries: date, thread, object, source path and line. The
 // caller streams the message ("Class::method: text") and further items behind it.
 QDebug critical(const void* object, const char* sourcePath, int line);

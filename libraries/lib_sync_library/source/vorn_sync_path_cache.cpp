@@ -1,24 +1,43 @@
 #include "vorn_sync_path_cache.h"
 
-QString VornSyncPathCache::path(Kind kind, int directoryId, int version, const Read& read)
+QString VornSyncPathCache::localDir(int directoryId)
 {
+    return path(localPathCache, directoryId, VornSyncDatabase::LocalPath);
+}
+
+QString VornSyncPathCache::distantDir(int directoryId)
+{
+    return path(distantPathCache, directoryId, VornSyncDatabase::DistantPath);
+}
+
+QString VornSyncPathCache::trashDir(int directoryId)
+{
+    return path(trashPathCache, directoryId, VornSyncDatabase::TrashPath);
+}
+
+QString VornSyncPathCache::path(Paths& paths, int directoryId, VornSyncDatabase::DirectoryField field)
+{
+    VornSyncDatabase* source = database.loadAcquire();
+    if (!source)
+        return QString();
+    const int version = source->directoriesVersion();
     {
         QMutexLocker locker(&pathCacheMutex);
         if (version != m_version)
             clear();
         m_version = version;
-        const QHash<int, QString>& paths = cache(kind);
         const auto it = paths.constFind(directoryId);
         if (it != paths.constEnd())
             return it.value();
     }
-    const std::optional<QString> path = read();
-    if (!path)
+    bool succeeded = false;
+    const QString read = source->getDirectoryField(directoryId, field, &succeeded);
+    if (!succeeded)
         return QString();
     QMutexLocker locker(&pathCacheMutex);
     if (version == m_version)
-        cache(kind).insert(directoryId, *path);
-    return *path;
+        paths.insert(directoryId, read);
+    return read;
 }
 
 void VornSyncPathCache::invalidate(int directoryId)
@@ -28,25 +47,12 @@ void VornSyncPathCache::invalidate(int directoryId)
         clear();
         return;
     }
-    for (Kind kind : {Kind::Local, Kind::Distant, Kind::Trash})
-        cache(kind).remove(directoryId);
+    for (Paths* paths : {&localPathCache, &distantPathCache, &trashPathCache})
+        paths->remove(directoryId);
 }
 
 void VornSyncPathCache::clear()
 {
-    for (Kind kind : {Kind::Local, Kind::Distant, Kind::Trash})
-        cache(kind).clear();
-}
-
-QHash<int, QString>& VornSyncPathCache::cache(Kind kind)
-{
-    switch (kind) {
-    case Kind::Local:
-        return localPathCache;
-    case Kind::Distant:
-        return distantPathCache;
-    case Kind::Trash:
-        break;
-    }
-    return trashPathCache;
+    for (Paths* paths : {&localPathCache, &distantPathCache, &trashPathCache})
+        paths->clear();
 }

@@ -1,11 +1,11 @@
 #pragma once
 
+#include "vorn_sync_database.h"
+
+#include <QAtomicPointer>
 #include <QHash>
 #include <QMutex>
 #include <QString>
-
-#include <functional>
-#include <optional>
 
 // The three paths of each directory, kept so that a pass does not ask the database for them file by file. May
 // be used from any thread; the lock is never held while the database is asked.
@@ -14,26 +14,30 @@ class VornSyncPathCache
     Q_DISABLE_COPY_MOVE(VornSyncPathCache)
 
 public:
-    enum class Kind { Local, Distant, Trash };
-
     VornSyncPathCache() = default;
 
-    // What is known of a path: none when it could not be read.
-    using Read = std::function<std::optional<QString>()>;
+    // Not owned; nothing is known before it is set.
+    void setDatabase(VornSyncDatabase* newDatabase) { database.storeRelease(newDatabase); }
 
-    // The cached path, or what `read` gives, which is then kept (an empty path too, but not a failure).
-    // Paths that were kept under another `version` are forgotten first.
-    QString path(Kind kind, int directoryId, int version, const Read& read);
+    // Empty for a directory that is not registered, and for one that can't be read: only the first is kept.
+    // Paths from before a change to any directory are forgotten first.
+    QString localDir(int directoryId);
+    QString distantDir(int directoryId);
+    QString trashDir(int directoryId);
+
     // Forgets one directory; all of them for a negative id.
     void invalidate(int directoryId);
 
 private:
-    QHash<int, QString>& cache(Kind kind);
+    using Paths = QHash<int, QString>;
+
+    QString path(Paths& paths, int directoryId, VornSyncDatabase::DirectoryField field);
     void clear();
 
-    QHash<int, QString> localPathCache;
-    QHash<int, QString> distantPathCache;
-    QHash<int, QString> trashPathCache;
-    int m_version = 0;
-    QMutex pathCacheMutex; // guards all of these
+    QAtomicPointer<VornSyncDatabase> database;
+    Paths localPathCache;
+    Paths distantPathCache;
+    Paths trashPathCache;
+    int m_version = 0;     // of the directories, when the paths were read
+    QMutex pathCacheMutex; // guards the paths and their version
 };

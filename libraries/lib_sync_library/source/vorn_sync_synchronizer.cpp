@@ -1,7 +1,6 @@
 #include "vorn_sync_synchronizer.h"
 
 #include "vorn_planted_bugs.h"
-#include "vorn_sqlite_transaction.h"
 #include "vorn_sync_database.h"
 #include "vorn_sync_error_resolution.h"
 #include "vorn_sync_local_siblings.h"
@@ -10,46 +9,26 @@
 #include "vorn_sync_progress_notes.h"
 #include "vorn_sync_task_results.h"
 #include "vorn_sync_times.h"
-#include "vorn_sync_verification.h"
 
 #include <QDateTime>
-#include <QElapsedTimer>
-#include <QFile>
 #include <QFileInfo>
 #include <QThread>
-#include <QTimer>
 
-#include <algorithm>
-#include <utility>
-
-using VornSyncTypes::isInError;
+using VornSyncFiles::joined;
+using VornSyncLog::named;
 using VornSyncTypes::isInProgress;
-using VornSyncTypes::isPending;
-using VornSyncTypes::isTombstoned;
 using VornSyncTypes::statusName;
 
 namespace {
 
 constexpr auto kTag = "Sync: ";
 
-constexpr int kSaturationThreshold = 10;       // tasks in flight from which on a cycle is skipped
-constexpr int kVerificationPeriodCycles = 6;   // every sixth cycle verifies
-constexpr int kVerificationBudgetPercent = 20; // of the sync interval
-constexpr qint64 kVerificationBudgetMinimumMs = 100;
-constexpr int kTrashRetentionDays = 30;
-constexpr int kTaskAttempts = 5;
-constexpr int kRetryDelayStepMs = 1000;
+constexpr int kSaturationThreshold = 10;     // tasks in flight from which on a cycle is skipped
+constexpr int kVerificationPeriodCycles = 6; // every sixth cycle verifies
 
 bool isStopping()
 {
     return QThread::currentThread()->isInterruptionRequested();
-}
-
-QString joined(const QString& directory, const QString& fileName)
-{
-    if (VORN_PLANTED(chainedArg))
-        return directory + QLatin1Char('/') + QString(fileName).replace(QLatin1String("%1"), directory);
-    return directory + QLatin1Char('/') + fileName;
 }
 
 bool isPlainFile(const VornSyncFileFacts& facts)
@@ -69,18 +48,6 @@ QString skipText(const char* kind, const QString& fileName, int directoryId, con
         .arg(QLatin1String(kind), fileName, QString::number(directoryId), reason);
 }
 
-// The name that a rename gives its file, in the directory it was dispatched for.
-VornSyncFileKey targetOf(const VornSyncTask& task)
-{
-    return {task.directoryId(), QFileInfo(task.destinationPath()).fileName()};
-}
-
-// "'<f>' (dirId=<d>)", the way most trace lines name a file.
-QString named(const QString& fileName, int directoryId)
-{
-    return QStringLiteral("'%1' (dirId=%2)").arg(fileName, QString::number(directoryId));
-}
-
 } // namespace
 
 // --- Life cycle -----------------------------------------------------------------------------------------
@@ -92,8 +59,22 @@ VornSyncSynchronizer::VornSyncSynchronizer(const QString& trashPath_, int syncIn
     , syncIntervalMs(syncIntervalMs_)
     , exclusions(patterns)
     , sideCars(this)
+    , trash(pathCache, this)
+    , verifier(pathCache, renames, observations, this)
+    , dispatcher(pathCache, renames, observations, this)
 {
     connect(&sideCars, &VornSyncSideCarDeferrals::due, this, &VornSyncSynchronizer::onSideCarDue);
+    connect(&trash, &VornSyncTrash::failed, this, &VornSyncSynchronizer::emitError);
+    connect(&trash, &VornSyncTrash::errorStateChanged, this, &VornSyncSynchronizer::errorStateChanged);
+    connect(&verifier, &VornSyncVerifier::errorStateChanged, this, &VornSyncSynchronizer::errorStateChanged);
+    connect(&dispatcher, &VornSyncDispatcher::sigRunTask, this, &VornSyncSynchronizer::sigRunTask);
+    connect(&dispatcher, &VornSyncDispatcher::syncStarted, this, &VornSyncSynchronizer::syncStarted);
+    connect(&dispatcher, &VornSyncDispatcher::syncCompleted, this, &VornSyncSynchronizer::syncCompleted);
+    connect(&dispatcher, &VornSyncDispatcher::taskErrorOccurred, this, &VornSyncSynchronizer::errorOccurred);
+    connect(&dispatcher, &VornSyncDispatcher::failed, this, &VornSyncSynchronizer::emitError);
+    connect(&dispatcher, &VornSyncDispatcher::errorStateChanged, this,
+            &VornSyncSynchronizer::errorStateChanged);
+    connect(&dispatcher, &VornSyncDispatcher::copyWanted, this, &VornSyncSynchronizer::copyToDistant);
     VORN_SYNC_TRACE(
         kTag, "VornSyncSynchronizer",
         QStringLiteral("Created with trash path: %1, sync interval: %2 ms, exclusion patterns: %3")
@@ -102,16 +83,16 @@ VornSyncSynchronizer::VornSyncSynchronizer(const QString& trashPath_, int syncIn
 
 VornSyncSynchronizer::~VornSyncSynchronizer()
 {
-    // A worker that was let go may drop a task at this moment, and Qt 5 lets the destructors of a sender and its receiver
-    // meet: no task may still be connected, nor end, when this one's begins.
-    for (const pVornSyncTask& task : qAsConst(dispatchedTasks))
-        QObject::disconnect(task.data(), nullptr, this, nullptr);
     VORN_SYNC_TRACE(kTag, "~VornSyncSynchronizer", QStringLiteral("Destroyed"));
 }
 
 void VornSyncSynchronizer::initialize(VornSyncDatabase* newDatabase)
 {
     database.storeRelease(newDatabase);
+    pathCache.setDatabase(newDatabase);
+    trash.setDatabase(newDatabase);
+    verifier.setDatabase(newDatabase);
+    dispatcher.setDatabase(newDatabase);
     VORN_SYNC_TRACE(kTag, "initialize", QStringLiteral("Initialized with database"));
     sweepExcludedRowsFromDatabase();
     if (db())
@@ -170,31 +151,19 @@ bool VornSyncSynchronizer::isUsableFileName(int directoryId, const QString& file
 
 // --- Paths and names ------------------------------------------------------------------------------------
 
-QString VornSyncSynchronizer::cachedPath(VornSyncPathCache::Kind kind, int directoryId,
-                                         VornSyncDatabase::DirectoryField field)
-{
-    if (!db())
-        return QString();
-    return pathCache.path(kind, directoryId, db()->directoriesVersion(), [&]() -> std::optional<QString> {
-        bool succeeded = false;
-        const QString path = db()->getDirectoryField(directoryId, field, &succeeded);
-        return succeeded ? std::optional<QString>(path) : std::nullopt;
-    });
-}
-
 QString VornSyncSynchronizer::localDirPath(int directoryId)
 {
-    return cachedPath(VornSyncPathCache::Kind::Local, directoryId, VornSyncDatabase::LocalPath);
+    return pathCache.localDir(directoryId);
 }
 
 QString VornSyncSynchronizer::distantDirPath(int directoryId)
 {
-    return cachedPath(VornSyncPathCache::Kind::Distant, directoryId, VornSyncDatabase::DistantPath);
+    return pathCache.distantDir(directoryId);
 }
 
 QString VornSyncSynchronizer::trashDirPath(int directoryId)
 {
-    return cachedPath(VornSyncPathCache::Kind::Trash, directoryId, VornSyncDatabase::TrashPath);
+    return pathCache.trashDir(directoryId);
 }
 
 void VornSyncSynchronizer::invalidateDirPathCache(int directoryId)
@@ -206,21 +175,27 @@ void VornSyncSynchronizer::invalidateDirPathCache(int directoryId)
         isOwnThread ? Qt::DirectConnection : Qt::QueuedConnection);
 }
 
+// One that can't be read is not gone: a rename of it may be under way.
+bool VornSyncSynchronizer::isSurelyGone(int directoryId)
+{
+    bool isRead = false;
+    const QString alias = db()->getDirectoryField(directoryId, VornSyncDatabase::AliasName, &isRead);
+    return isRead && alias.isEmpty();
+}
+
 // A directory id may be used again after a wipe: what was remembered about the old one must not meet the new
 // one. An id that is still registered only had its paths changed.
 void VornSyncSynchronizer::clearTables(int directoryId)
 {
-    if (!db() || (directoryId >= 0 && !db()->getDirectoryAlias(directoryId).isEmpty()))
+    if (!db() || (directoryId >= 0 && !isSurelyGone(directoryId)))
         return;
     observations.clear(directoryId);
-    verifyQueue.clear(directoryId);
-    verifyRounds.clear(directoryId);
-    flights.clearDeferred(directoryId);
+    verifier.clear(directoryId);
+    dispatcher.clear(directoryId);
     if (directoryId >= 0)
         renames.clear(directoryId);
     else
         renames.startOver(db()->resetCount());
-    VornSyncTypes::eraseOfDirectory(changedInFlight, directoryId);
     sideCars.clear(directoryId);
 }
 
@@ -481,13 +456,13 @@ void VornSyncSynchronizer::periodicSynchronization()
                         QStringLiteral("Skipped: previous synchronization still running"));
         return;
     }
-    if (inFlightCount >= kSaturationThreshold) {
+    if (dispatcher.tasksInFlight() >= kSaturationThreshold) {
         VORN_SYNC_TRACE(kTag, "periodicSynchronization",
                         QStringLiteral("Skipped: worker saturated (%1 tasks in flight, threshold %2)")
-                            .arg(inFlightCount)
+                            .arg(dispatcher.tasksInFlight())
                             .arg(kSaturationThreshold));
         // A worker that hangs has no excuse.
-        if (std::exchange(hasTaskEnded, false) && db())
+        if (dispatcher.takeHasTaskEnded() && db())
             VornSyncProgressNotes(*db()).noteSaturation();
         return;
     }
@@ -497,7 +472,7 @@ void VornSyncSynchronizer::periodicSynchronization()
     VORN_SYNC_TRACE(kTag, "periodicSynchronization",
                     QStringLiteral("Start synchronisation (cycle #%1, in-flight=%2)")
                         .arg(cycleNumber)
-                        .arg(inFlightCount));
+                        .arg(dispatcher.tasksInFlight()));
     if (hasDatabase())
         runCycle();
     observations.endCycle();
@@ -528,281 +503,27 @@ void VornSyncSynchronizer::runCycle()
 
 void VornSyncSynchronizer::verifyUpToDateFilesBudgeted()
 {
-    if (!db())
-        return;
-    const qint64 budgetMs =
-        qMax(kVerificationBudgetMinimumMs, qint64(syncIntervalMs) * kVerificationBudgetPercent / 100);
-    QElapsedTimer elapsed;
-    elapsed.start();
-
-    const QList<int> idList = db()->getDirectoryIds(true);
-    const QSet<int> availableIds(idList.begin(), idList.end());
-    bool isRefilled = false;
-    int verified = 0;
-    int diverged = 0;
-    while (elapsed.elapsed() < budgetMs && !isStopping()) {
-        if (verifyQueue.isEmpty()) {
-            if (isRefilled)
-                break;
-            isRefilled = true;
-            refillVerifyQueue(idList, budgetMs);
-            if (verifyQueue.isEmpty())
-                break;
-        }
-        verifyNext(availableIds, verified, diverged);
-    }
-    if (verified > 0)
-        VORN_SYNC_TRACE(kTag, "verifyUpToDateFilesBudgeted",
-                        QStringLiteral("Checked %1 files in %2 ms, %3 diverged, %4 left in queue")
-                            .arg(verified)
-                            .arg(elapsed.elapsed())
-                            .arg(diverged)
-                            .arg(verifyQueue.size()));
-}
-
-void VornSyncSynchronizer::refillVerifyQueue(const QList<int>& directoryIds, qint64 budgetMs)
-{
-    const qint64 nowSecs = QDateTime::currentSecsSinceEpoch();
-    for (int directoryId : directoryIds) {
-        const int queuedBefore = verifyQueue.size();
-        db()->readFileNames(directoryId, ceSfsUpToDate, [this, directoryId](const QString& fileName) {
-            verifyQueue.append(directoryId, fileName);
-        });
-        noteRound(verifyRounds.begin(directoryId, verifyQueue.size() - queuedBefore, nowSecs));
-    }
-    verifyQueue.squeeze();
-    VORN_SYNC_TRACE(
-        kTag, "verifyUpToDateFilesBudgeted",
-        QStringLiteral("Refilled queue with %1 files (budget %2 ms)").arg(verifyQueue.size()).arg(budgetMs));
-}
-
-// The queue may be hours old: the row is read again, and only what is still up to date is verified.
-void VornSyncSynchronizer::verifyNext(const QSet<int>& availableIds, int& verified, int& diverged)
-{
-    const VornSyncVerifyQueue::Entry entry = verifyQueue.takeFirst();
-    const bool isAnswered =
-        availableIds.contains(entry.directoryId) && verifyEntry(entry, verified, diverged);
-    noteRound(verifyRounds.end(entry.directoryId, entry.fileName, isAnswered));
-}
-
-bool VornSyncSynchronizer::verifyEntry(const VornSyncVerifyQueue::Entry& entry, int& verified, int& diverged)
-{
-    VornSyncFileRow row;
-    bool found = false;
-    if (!VornSyncTypes::isValidFileName(entry.fileName) ||
-        !db()->readFileRow(entry.directoryId, entry.fileName, row, found))
-        return false;
-    if (!found || row.status != ceSfsUpToDate)
-        return true;
-    const bool isAnswered = verifyFile(entry.directoryId, entry.fileName, row.size);
-    ++verified;
-    if (db()->getFileStatus(entry.directoryId, entry.fileName) != ceSfsUpToDate)
-        ++diverged;
-    return isAnswered;
-}
-
-void VornSyncSynchronizer::noteRound(const VornSyncVerifyRounds::Ended& ended)
-{
-    if (ended)
-        VornSyncProgressNotes(*db()).noteRound(*ended);
+    if (db())
+        verifier.run(VornSyncVerifier::budgetMs(syncIntervalMs));
 }
 
 void VornSyncSynchronizer::verifyOneUpToDateFile(int directoryId, const QString& fileName, qint64 dbSize)
 {
-    verifyFile(directoryId, fileName, dbSize);
-}
-
-bool VornSyncSynchronizer::verifyFile(int directoryId, const QString& fileName, qint64 dbSize)
-{
-    if (isRenameLocked(directoryId, fileName)) {
-        VORN_SYNC_TRACE(kTag, "verifyOneUpToDateFile",
-                        QStringLiteral("Skip %1: rename in progress").arg(named(fileName, directoryId)));
-        return false;
-    }
-    const QString localDir = localDirPath(directoryId);
-    const QString distantDir = distantDirPath(directoryId);
-    if (localDir.isEmpty() || distantDir.isEmpty())
-        return false;
-    VornSyncVerification verification(*db(), observations, renames, directoryId, fileName, dbSize);
-    if (verification.verify(joined(localDir, fileName), joined(distantDir, fileName)))
-        emit errorStateChanged();
-    return verification.isAnswered();
+    verifier.verify(directoryId, fileName, dbSize);
 }
 
 void VornSyncSynchronizer::purgeExpiredTrash()
 {
-    if (!db())
-        return;
-    const QDateTime cutoff = QDateTime::currentDateTimeUtc().addDays(-kTrashRetentionDays);
-    bool isRowRemoved = false;
-    const QList<int> directoryIds = db()->getDirectoryIds(false);
-    for (int directoryId : directoryIds) {
-        const QStringList fileNames = db()->getTrashedFilesOlderThan(directoryId, cutoff);
-        for (const QString& fileName : fileNames) {
-            if (isStopping())
-                return;
-            if (!VornSyncTypes::isValidFileName(fileName) ||
-                !isTombstoned(db()->getFileStatus(directoryId, fileName)))
-                continue;
-            // A row whose file is still in the trash must stay: it alone says that the file is there.
-            if (removeFromTrash(directoryId, fileName) && db()->removeTombstone(directoryId, fileName))
-                isRowRemoved = true;
-        }
-    }
-    if (isRowRemoved)
-        emit errorStateChanged();
+    if (db())
+        trash.purge();
 }
 
-// --- Dispatch -------------------------------------------------------------------------------------------
+// --- Tasks ----------------------------------------------------------------------------------------------
 
 bool VornSyncSynchronizer::startProcessing(int directoryId, const QString& fileName,
                                            SyncFileStatus targetStatus, bool& localPresent)
 {
-    Start start{directoryId, fileName, targetStatus};
-    return isStartable(start, localPresent) && markStarted(start);
-}
-
-bool VornSyncSynchronizer::isStartable(Start& start, bool& localPresent)
-{
-    localPresent = true;
-    const int directoryId = start.directoryId;
-    const QString& fileName = start.fileName;
-    if (isRenameLocked(directoryId, fileName)) {
-        VORN_SYNC_TRACE(kTag, "startProcessing",
-                        QStringLiteral("Skip %1: rename in progress").arg(named(fileName, directoryId)));
-        return false;
-    }
-    start.status = db()->getFileStatus(directoryId, fileName, &start.hadRow);
-    if (isPending(start.status) || isInProgress(start.status)) {
-        VORN_SYNC_TRACE(kTag, "startProcessing",
-                        QStringLiteral("file: '%1' in directory %2 is already being processed (status =%3)")
-                            .arg(fileName, QString::number(directoryId), statusName(start.status)));
-        return false;
-    }
-    return isLocalReady(directoryId, fileName, start.status, start.targetStatus, localPresent);
-}
-
-bool VornSyncSynchronizer::markStarted(const Start& start)
-{
-    const VornSyncFileKey key(start.directoryId, start.fileName);
-    // What a rename in the way would have to restore.
-    const int errorCode = isInError(start.status) ? db()->getFileErrorCode(key.first, key.second) : ceSecNone;
-    if (!db()->setFileStatusIf(key.first, key.second, start.status, start.targetStatus))
-        return false;
-    // A rename that took the name meanwhile looks at status and flight after it has the lock; one of both yields.
-    flights.setStarting(key, true);
-    if (!isRenameLocked(key.first, key.second))
-        return true;
-    flights.setStarting(key, false);
-    VORN_SYNC_TRACE(kTag, "startProcessing",
-                    QStringLiteral("Skip %1: rename in progress").arg(named(key.second, key.first)));
-    // What the host set meanwhile is its word, and stays.
-    VornSqliteTransaction transaction(*db());
-    if (db()->getFileStatus(key.first, key.second) == start.targetStatus)
-        restoreStatus(key.first, key.second, start.hadRow, start.status, errorCode);
-    transaction.commit();
-    return false;
-}
-
-// The file's road from its status at rest into the task is one transaction: with thousands of files to start, the
-// commits cost more than all the rest. The disk is not asked while it lasts, since the host's thread may wait for it.
-bool VornSyncSynchronizer::startCopy(int directoryId, const QString& fileName)
-{
-    Start start{directoryId, fileName, ceSfsPendingSync};
-    bool localPresent = false;
-    if (!isStartable(start, localPresent))
-        return false;
-    const QString localDir = localDirPath(directoryId);
-    const QString distantDir = distantDirPath(directoryId);
-    const QString source = joined(localDir, fileName);
-    const QString destination = joined(distantDir, fileName);
-    pVornSyncTask task;
-    if (!localDir.isEmpty() && !distantDir.isEmpty())
-        task = VornSyncTask::create(source, destination, ceStoCopy);
-    if (!task) // doTask says why
-        return markStarted(start) && doTask(localDir, distantDir, fileName, directoryId, ceStoCopy);
-
-    bool isMarked = false;
-    bool isRunning = false;
-    {
-        VornSqliteTransaction transaction(*db());
-        isMarked = markStarted(start);
-        if (isMarked)
-            traceOperation(source, destination, ceStoCopy);
-        isRunning = isMarked && db()->updateStatusToProcess(directoryId, fileName);
-        isRunning = transaction.commit() && isRunning;
-    }
-    if (isRunning)
-        dispatch(task, directoryId, fileName);
-    else if (isMarked)
-        putInError(directoryId, fileName, ceSecTaskCreationFailed);
-    flights.setStarting({directoryId, fileName}, false);
-    return isRunning;
-}
-
-void VornSyncSynchronizer::traceOperation(const QString& source, const QString& destination,
-                                          SyncOperation operation)
-{
-    VORN_SYNC_TRACE(kTag, "doTask",
-                    QStringLiteral("Operation: %1 between source: '%2' and destination: '%3'.")
-                        .arg(VornSyncTypes::operationName(operation), source, destination));
-}
-
-bool VornSyncSynchronizer::isLocalReady(int directoryId, const QString& fileName, int status,
-                                        SyncFileStatus targetStatus, bool& localPresent)
-{
-    const QString localDir = localDirPath(directoryId);
-    VornSyncFileFacts local;
-    if (!localDir.isEmpty())
-        local = VornSyncFiles::facts(joined(localDir, fileName));
-    const bool isRestore = targetStatus == ceSfsPendingRestore;
-    if (local.presence == VornSyncPresence::Absent && isTombstoned(status) && !isRestore) {
-        // That it is gone is what the row says: a request that was on its way when the host deleted it.
-        VORN_SYNC_TRACE(
-            kTag, "startProcessing",
-            QStringLiteral("Skip %1: tombstoned (%2)").arg(named(fileName, directoryId), statusName(status)));
-        localPresent = false;
-        return false;
-    }
-    if (local.presence == VornSyncPresence::Absent && isRenameLocked(directoryId, fileName)) {
-        VORN_SYNC_TRACE(kTag, "startProcessing",
-                        QStringLiteral("Skip %1: rename in progress").arg(named(fileName, directoryId)));
-        return false;
-    }
-    if (local.presence == VornSyncPresence::Absent) {
-        emitError(QStringLiteral("ERROR: Impossible to process synchronization, local file does not exist: "
-                                 "'%1'.")
-                      .arg(fileName));
-        putInErrorIf(directoryId, fileName, status, ceSecLocalFileMissing);
-        localPresent = false;
-        return false;
-    }
-    if (local.presence == VornSyncPresence::Unknown) {
-        VORN_SYNC_TRACE(
-            kTag, "startProcessing",
-            QStringLiteral("Skip %1: no certain answer from the disk").arg(named(fileName, directoryId)));
-        return false;
-    }
-    if (!local.isPlainFile) {
-        emitError(QStringLiteral("ERROR: Impossible to process synchronization, not a plain file: '%1'.")
-                      .arg(fileName));
-        return false;
-    }
-    return true;
-}
-
-void VornSyncSynchronizer::restoreStatus(int directoryId, const QString& fileName, bool hadRow, int status,
-                                         int errorCode)
-{
-    if (!hadRow) {
-        db()->removeFileSync(directoryId, fileName);
-    } else if (isTombstoned(status)) {
-        db()->setFileTrashOrDeleted(directoryId, fileName, static_cast<SyncFileStatus>(status));
-    } else {
-        db()->setFileStatus(directoryId, fileName, VornSyncTypes::baseStatus(status), ceSecNone);
-        if (isInError(status))
-            db()->setFileStatus(directoryId, fileName, ceSfsError, errorCode);
-    }
+    return dispatcher.startProcessing(directoryId, fileName, targetStatus, localPresent);
 }
 
 bool VornSyncSynchronizer::copyToDistant(int directoryId, const QString& fileName)
@@ -826,7 +547,7 @@ bool VornSyncSynchronizer::copyToDistant(int directoryId, const QString& fileNam
         return deferForSideCar(key);
 
     sideCars.forget(key);
-    return startCopy(directoryId, fileName);
+    return dispatcher.startCopy(directoryId, fileName);
 }
 
 // A database that is being written is copied when it is quiet. One timer a file at a time: the passes that
@@ -866,189 +587,26 @@ void VornSyncSynchronizer::onSideCarDue(int directoryId, const QString& fileName
 bool VornSyncSynchronizer::doTask(const QString& sourceDir, const QString& destinationDir,
                                   const QString& fileName, int directoryId, SyncOperation operation)
 {
-    const bool isDispatched = createTask(sourceDir, destinationDir, fileName, directoryId, operation);
-    flights.setStarting({directoryId, fileName}, false);
-    return isDispatched;
+    return dispatcher.doTask(sourceDir, destinationDir, fileName, directoryId, operation);
 }
-
-bool VornSyncSynchronizer::createTask(const QString& sourceDir, const QString& destinationDir,
-                                      const QString& fileName, int directoryId, SyncOperation operation)
-{
-    if (sourceDir.isEmpty() || destinationDir.isEmpty()) {
-        emitError(QStringLiteral("ERROR: Failure to get folder for file: '%1' in directoryId: %2")
-                      .arg(fileName, QString::number(directoryId)));
-        putInError(directoryId, fileName, ceSecTaskCreationFailed);
-        return false;
-    }
-    const QString source = joined(sourceDir, fileName);
-    const QString destination = joined(destinationDir, fileName);
-    traceOperation(source, destination, operation);
-
-    const pVornSyncTask task = VornSyncTask::create(source, destination, operation);
-    if (!task) {
-        emitError(QStringLiteral("ERROR: Failure to create task for operation '%1'.")
-                      .arg(VornSyncTypes::operationName(operation)));
-        putInError(directoryId, fileName, ceSecTaskCreationFailed);
-        return false;
-    }
-    if (!db()->updateStatusToProcess(directoryId, fileName)) {
-        putInError(directoryId, fileName, ceSecTaskCreationFailed);
-        return false;
-    }
-    dispatch(task, directoryId, fileName);
-    return true;
-}
-
-void VornSyncSynchronizer::dispatch(const pVornSyncTask& task, int directoryId, const QString& fileName)
-{
-    const VornSyncFileKey key(directoryId, fileName);
-    task->setDispatch(directoryId, fileName);
-    connect(task.data(), &VornSyncTask::errorOccurred, this, &VornSyncSynchronizer::errorOccurred);
-    dispatchedTasks.insert(task);
-    ++inFlightCount;
-    observations.remove(key); // the row is not up to date any more
-    flights.begin(key);
-    // A rename sends no content: an announced change still has to follow it.
-    if (task->operation() == ceStoRename)
-        flights.begin(targetOf(*task));
-    else
-        changedInFlight.remove(key);
-    emit sigRunTask(task);
-    emit syncStarted(task->sourcePath());
-}
-
-bool VornSyncSynchronizer::isFileInFlight(int directoryId, const QString& fileName) const
-{
-    return flights.contains({directoryId, fileName});
-}
-
-// A tombstone or a trashed row is the user's word: a failure of ours never replaces it.
-bool VornSyncSynchronizer::putInError(int directoryId, const QString& fileName, SyncErrorCode code)
-{
-    const int status = db()->getFileStatus(directoryId, fileName);
-    return !isTombstoned(status) && putInErrorIf(directoryId, fileName, status, code);
-}
-
-bool VornSyncSynchronizer::putInErrorIf(int directoryId, const QString& fileName, int status,
-                                        SyncErrorCode code)
-{
-    const bool isSet = db()->setFileErrorIf(directoryId, fileName, status, code);
-    emit errorStateChanged();
-    return isSet;
-}
-
-// --- Completion -----------------------------------------------------------------------------------------
 
 void VornSyncSynchronizer::onTaskDone(pVornSyncTask task, bool doneOk)
 {
     Q_ASSERT(QThread::currentThread() == thread());
-    if (!task)
-        return;
-    if (!hasDatabase())
-        return;
-    const bool isRetried = endTask(task, doneOk);
-    if (!isRetried)
-        dispatchedTasks.remove(task);
+    if (task && hasDatabase())
+        dispatcher.endTask(task, doneOk);
 }
 
-// False when the task is over, true when it will run again.
-bool VornSyncSynchronizer::endTask(const pVornSyncTask& task, bool doneOk)
+bool VornSyncSynchronizer::isFileInFlight(int directoryId, const QString& fileName) const
 {
-    VornSyncTaskResults results(*db(), renames, *task);
-    if (results.directoryId() < 0) {
-        const QFileInfo source(task->sourcePath());
-        VORN_SYNC_TRACE(kTag, "onTaskDone",
-                        QStringLiteral("Ignoring task for unknown directory: %1 (file: %2)")
-                            .arg(source.path(), source.fileName()));
-        results.releaseRename();
-        completeTask(*task, false);
-        return false;
-    }
-    doneOk = doneOk || VORN_PLANTED(failureIsSuccess);
-    if (!doneOk && VornSyncTaskResults::attempts(*task) < kTaskAttempts) {
-        retryTask(task);
-        return true;
-    }
-    const bool outcome = doneOk && results.recordSuccess();
-    if (!doneOk)
-        results.recordFailure();
-    if (!doneOk || task->operation() == ceStoRename)
-        emit errorStateChanged();
-    completeTask(*task, outcome);
-    return false;
+    return dispatcher.isFileInFlight(directoryId, fileName);
 }
 
-void VornSyncSynchronizer::retryTask(const pVornSyncTask& task)
+void VornSyncSynchronizer::putInErrorIf(int directoryId, const QString& fileName, int status,
+                                        SyncErrorCode code)
 {
-    const int attempts = VornSyncTaskResults::attempts(*task);
-    VORN_SYNC_TRACE(kTag, "onTaskDone",
-                    QStringLiteral("Task on file '%1' FAILED => Retry to do it (%2 / %3). Error: %4")
-                        .arg(QFileInfo(task->sourcePath()).fileName(), QString::number(attempts),
-                             QString::number(kTaskAttempts), task->lastErrorMessage()));
-    VornSyncProgressNotes(*db()).noteRetry(task->directoryId(), task->fileName());
-    QTimer::singleShot(attempts * kRetryDelayStepMs, this, [this, task] { emit sigRunTask(task); });
-}
-
-void VornSyncSynchronizer::completeTask(const VornSyncTask& task, bool outcome)
-{
-    const VornSyncFileKey key(task.directoryId(), task.fileName());
-    const bool isOurs = task.directoryId() >= 0;
-    const bool isRename = isOurs && task.operation() == ceStoRename;
-    bool isRemoveDeferred = false;
-    if (!isOurs && VORN_PLANTED(countFileReady))
-        ++inFlightCount;
-    if (isOurs) {
-        inFlightCount = qMax(0, inFlightCount - 1);
-        hasTaskEnded = true;
-        isRemoveDeferred = flights.end(key);
-    }
-    if (isRemoveDeferred)
-        replayDistantRemove(key);
-    if (isRename && flights.end(targetOf(task)))
-        replayDistantRemove(targetOf(task));
-
-    VORN_SYNC_TRACE(kTag, "onTaskDone",
-                    QStringLiteral("Task on file '%1' %2 (in-flight=%3).")
-                        .arg(task.sourcePath(), outcome ? QStringLiteral("done") : QStringLiteral("FAIL"),
-                             QString::number(inFlightCount)));
-    emit syncCompleted(task.sourcePath(), outcome);
-
-    const bool isCopySent = isOurs && outcome && task.operation() == ceStoCopy;
-    if (isCopySent && !isRemoveDeferred && !VORN_PLANTED(recordPresent) &&
-        VornSyncTaskResults::isLocalDifferentFromSent(task))
-        changedInFlight.insert(key);
-    if (isRename)
-        resendAnnounced({key, targetOf(task)});
-    else if (isCopySent)
-        resendAnnounced({key});
-    else
-        changedInFlight.remove(key);
-}
-
-// Sends what the host announced, or what was seen to change, while a task or a rename had the file. Of the two
-// names of a rename, the announcement may have come under the one that is gone.
-void VornSyncSynchronizer::resendAnnounced(const QList<VornSyncFileKey>& keys)
-{
-    bool isAnnounced = false;
-    for (const VornSyncFileKey& key : keys)
-        isAnnounced = changedInFlight.remove(key) || isAnnounced;
-    if (!isAnnounced)
-        return;
-    for (const VornSyncFileKey& key : keys) {
-        const QString path = joined(localDirPath(key.first), key.second);
-        if (!isTombstoned(db()->getFileStatus(key.first, key.second)) &&
-            isPlainFile(VornSyncFiles::facts(path)))
-            copyToDistant(key.first, key.second);
-    }
-}
-
-void VornSyncSynchronizer::replayDistantRemove(const VornSyncFileKey& key)
-{
-    const bool isRemoved = removeDistantCopy(key.first, key.second);
-    VORN_SYNC_TRACE(kTag, "onTaskDone",
-                    QStringLiteral("Replayed deferred distant remove for %1: %2")
-                        .arg(named(key.second, key.first),
-                             isRemoved ? QStringLiteral("done") : QStringLiteral("FAILED")));
+    db()->setFileErrorIf(directoryId, fileName, status, code);
+    emit errorStateChanged();
 }
 
 // --- Rename protocol ------------------------------------------------------------------------------------
@@ -1126,7 +684,7 @@ bool VornSyncSynchronizer::commitRename(int directoryId, const QString& oldFileN
     const pVornSyncTask task =
         isSurelyAbsent ? pVornSyncTask() : VornSyncTask::create(source, destination, ceStoRename);
     if (task) {
-        dispatch(task, directoryId, oldFileName);
+        dispatcher.dispatch(task, directoryId, oldFileName);
         return true;
     }
     const bool isRenamed =
@@ -1137,7 +695,7 @@ bool VornSyncSynchronizer::commitRename(int directoryId, const QString& oldFileN
               .arg(isRenamed ? QStringLiteral("applied") : QStringLiteral("FAILED")));
     renames.release(directoryId, oldFileName, newFileName);
     emit errorStateChanged();
-    resendAnnounced({{directoryId, oldFileName}, {directoryId, newFileName}});
+    dispatcher.resendAnnounced({{directoryId, oldFileName}, {directoryId, newFileName}});
     return isRenamed;
 }
 
@@ -1152,7 +710,7 @@ void VornSyncSynchronizer::abortRename(int directoryId, const QString& oldFileNa
     // This may be the host's thread; sending is for the engine's.
     const QList<VornSyncFileKey> keys = {{directoryId, oldFileName}, {directoryId, newFileName}};
     QMetaObject::invokeMethod(
-        this, [this, keys] { resendAnnounced(keys); }, Qt::QueuedConnection);
+        this, [this, keys] { dispatcher.resendAnnounced(keys); }, Qt::QueuedConnection);
 }
 
 // --- Requests for one file ------------------------------------------------------------------------------
@@ -1166,7 +724,7 @@ bool VornSyncSynchronizer::notifyLocalFileChanged(int directoryId, const QString
     if (copyToDistant(directoryId, fileName))
         return true;
     if (isFileInFlight(directoryId, fileName) || isRenameLocked(directoryId, fileName))
-        changedInFlight.insert({directoryId, fileName});
+        dispatcher.announce({directoryId, fileName});
     return false;
 }
 
@@ -1178,7 +736,7 @@ bool VornSyncSynchronizer::notifyLocalFileDeleted(int directoryId, const QString
     VORN_SYNC_TRACE(kTag, "notifyLocalFileDeleted",
                     QStringLiteral("Program-initiated distant cleanup of %1").arg(name));
     sideCars.forget({directoryId, fileName});
-    const bool isDeferred = flights.deferDistantRemove({directoryId, fileName});
+    const bool isDeferred = dispatcher.deferDistantRemove({directoryId, fileName});
     bool isDone = true;
     if (isDeferred) {
         VORN_SYNC_TRACE(
@@ -1201,18 +759,7 @@ bool VornSyncSynchronizer::notifyLocalFileDeleted(int directoryId, const QString
 bool VornSyncSynchronizer::removeDistantCopy(int directoryId, const QString& fileName)
 {
     const QString distantDir = distantDirPath(directoryId);
-    if (distantDir.isEmpty())
-        return false;
-    const QString path = joined(distantDir, fileName);
-    switch (VornSyncFiles::facts(path).presence) {
-    case VornSyncPresence::Absent:
-        return true;
-    case VornSyncPresence::Unknown:
-        return false;
-    case VornSyncPresence::Present:
-        return QFile::remove(path);
-    }
-    return false;
+    return !distantDir.isEmpty() && VornSyncFiles::remove(joined(distantDir, fileName));
 }
 
 bool VornSyncSynchronizer::moveToTrashFile(int directoryId, const QString& fileName)
@@ -1252,39 +799,13 @@ void VornSyncSynchronizer::confirmFileDeletion(int directoryId, const QString& f
 
 bool VornSyncSynchronizer::removeFromTrash(int directoryId, const QString& fileName)
 {
-    const QString trashDir = trashDirPath(directoryId);
-    if (trashDir.isEmpty())
-        return false;
-    const QString path = joined(trashDir, fileName);
-    const VornSyncPresence presence = VornSyncFiles::facts(path).presence;
-    if (presence != VornSyncPresence::Present)
-        return presence == VornSyncPresence::Absent;
-    VORN_SYNC_TRACE(
-        kTag, "removeFromTrash",
-        QStringLiteral("file: '%1' in directoryId: %2").arg(fileName, QString::number(directoryId)));
-    if (QFile::remove(path))
-        return true;
-    emitError(QStringLiteral("ERROR: Failed to permanently delete file from trash: '%1'").arg(path));
-    return false;
+    return trash.remove(directoryId, fileName);
 }
 
 void VornSyncSynchronizer::removeFromLocalTrashIfExists(int directoryId, const QString& fileName)
 {
-    if (!db() || !VornSyncTypes::isValidFileName(fileName))
-        return;
-    const QString trashDir = trashDirPath(directoryId);
-    if (trashDir.isEmpty())
-        return;
-    const QString path = joined(trashDir, fileName);
-    if (VornSyncFiles::facts(path).presence != VornSyncPresence::Present)
-        return;
-    if (QFile::remove(path))
-        VORN_SYNC_TRACE(kTag, "removeFromLocalTrashIfExists",
-                        QStringLiteral("Dropped stale trash copy '%1' (dirId=%2)")
-                            .arg(path, QString::number(directoryId)));
-    else
-        VORN_SYNC_TRACE(kTag, "removeFromLocalTrashIfExists",
-                        QStringLiteral("Warning: failed to drop stale trash copy '%1'").arg(path));
+    if (db() && VornSyncTypes::isValidFileName(fileName))
+        trash.removeSuperseded(directoryId, fileName);
 }
 
 // --- Error resolution -----------------------------------------------------------------------------------
