@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages with dpkg in a root of its own, which is this machine's with a layer on top that nobody
-# else sees; mirrors with the command-line host, builds the small host in both ways with each Qt, and removes them again.
+# else sees; mirrors with the command-line host, builds the small host in both ways with each Qt, does what the documents tell a newcomer to do,
+# and removes them again.
 #
 # usage: test_debs.sh DIRECTORY     as root
 set -euo pipefail
@@ -39,6 +40,17 @@ builds_hosts() {
         uses_package "$program" "$1"
         mirrors "$program" .
     done
+}
+
+# chooses_qt MAJOR PACKAGE: with both packages there, a host that has found a Qt gets the library for that one.
+chooses_qt() {
+    local host
+    host=$(mktemp -d)
+    cmake -S "$source/host_with_qt" -B "$host" -DHOST_QT_MAJOR="$1" >"$work/cmake.log" 2>&1 ||
+        { cat "$work/cmake.log"; fail "a host with Qt $1 finds no library"; }
+    cmake --build "$host" >"$work/cmake.log" 2>&1 || { cat "$work/cmake.log"; fail "a host with Qt $1"; }
+    uses_package "$host/host" "$2"
+    mirrors "$host/host" .
 }
 
 # The window mirrors, too; a module of Qt Quick that is missing ends it at once.
@@ -87,6 +99,16 @@ inside() {
 
     builds_hosts lib-sync-library1 VornSync vornsync
     builds_hosts lib-sync-library-qt6-1 VornSyncQt6 vornsync-qt6
+    chooses_qt 5 lib-sync-library1
+    chooses_qt 6 lib-sync-library-qt6-1
+    # As a user like any other.
+    mkdir --mode=1777 "$work/newcomer"
+    chmod 755 "$work"
+    for qt in 5 6; do
+        env -i PATH=/usr/bin:/bin LANG=C.UTF-8 HOME="$work/newcomer" TMPDIR="$work/newcomer" \
+            setpriv --reuid=65534 --regid=65534 --clear-groups \
+            python3 "$source/newcomer.py" --qt $qt "$source/EMBEDDING.md" || fail "a newcomer with Qt $qt does not succeed"
+    done
 
     files=$(dpkg -L "${packages[@]}" | sort -u)
     dpkg --purge "${packages[@]}" >"$work/purge.log" 2>&1 ||
@@ -119,6 +141,6 @@ unshare --mount --propagation private bash -euc '
     mount -t tmpfs tmp "$layer/root/tmp"
     mkdir "$layer/root/tmp/debs" "$layer/root/tmp/source"
     cp "$debs"/*.deb "$layer/root/tmp/debs"
-    cp -r "$here"/. "$layer/root/tmp/source"
+    cp -r "$here"/. "$here/../../scripts/newcomer.py" "$here/../../docs/EMBEDDING.md" "$layer/root/tmp/source"
     chroot "$layer/root" env -C /tmp bash /tmp/source/test_debs.sh --inside /tmp/debs /tmp/source
 '

@@ -37,7 +37,7 @@ if [ "$QT_MAJOR" -eq 6 ]; then
 fi
 strays=$(find "$prefix" \( -name '*.a' -o -name '*utilities*' \))
 [ -z "$strays" ] || fail "internal files are installed: $strays"
-soname=$(readelf -d "$libdir/lib_sync_library.so" | sed -n 's/.*SONAME.*\[\(.*\)\]/\1/p')
+soname=$(readelf -d "$libdir/$library.so" | sed -n 's/.*SONAME.*\[\(.*\)\]/\1/p')
 [[ $soname =~ ^$library\.so\.[0-9]+$ ]] || fail "the SONAME is '$soname'"
 [ -e "$libdir/$soname" ] || fail "the file of the SONAME is not installed"
 
