@@ -1,36 +1,36 @@
-# What a host installs: the shared library ("runtime"), its one header, find_package(VornSync) and the pkg-config file
+# What a host installs: the shared library ("runtime"), its one header, the files for find_package and pkg-config
 # ("development"), and the programs with what belongs to them ("tools", "monitor"). lib_utilities and the objects stay
 # inside the shared library.
 include(CMakePackageConfigHelpers)
 
-set(vorn_sync_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/VornSync)
+set(vorn_sync_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/${vorn_sync_package_name})
 set(vorn_sync_pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
 install(TARGETS lib_sync_library
-    EXPORT VornSyncTargets
+    EXPORT ${vorn_sync_package_name}Targets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
-    PUBLIC_HEADER DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development
+    PUBLIC_HEADER DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}${vorn_sync_include_subdir} COMPONENT development
 )
-install(EXPORT VornSyncTargets
+install(EXPORT ${vorn_sync_package_name}Targets
     NAMESPACE VornSync::
     DESTINATION ${vorn_sync_package_dir}
     COMPONENT development
 )
 
 configure_package_config_file(packaging/VornSyncConfig.cmake.in
-    ${PROJECT_BINARY_DIR}/VornSyncConfig.cmake
+    ${PROJECT_BINARY_DIR}/${vorn_sync_package_name}Config.cmake
     INSTALL_DESTINATION ${vorn_sync_package_dir}
 )
-write_basic_package_version_file(${PROJECT_BINARY_DIR}/VornSyncConfigVersion.cmake
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/${vorn_sync_package_name}ConfigVersion.cmake
     COMPATIBILITY SameMajorVersion
 )
 math(EXPR vorn_sync_other_qt "11 - ${VORN_SYNC_QT_MAJOR}")
 configure_file(packaging/VornSyncConfigQt.cmake.in ${PROJECT_BINARY_DIR}/VornSyncConfigQt.cmake @ONLY)
 file(READ ${PROJECT_BINARY_DIR}/VornSyncConfigQt.cmake vorn_sync_config_qt)
-file(APPEND ${PROJECT_BINARY_DIR}/VornSyncConfigVersion.cmake "${vorn_sync_config_qt}")
+file(APPEND ${PROJECT_BINARY_DIR}/${vorn_sync_package_name}ConfigVersion.cmake "${vorn_sync_config_qt}")
 install(FILES
-    ${PROJECT_BINARY_DIR}/VornSyncConfig.cmake
-    ${PROJECT_BINARY_DIR}/VornSyncConfigVersion.cmake
+    ${PROJECT_BINARY_DIR}/${vorn_sync_package_name}Config.cmake
+    ${PROJECT_BINARY_DIR}/${vorn_sync_package_name}ConfigVersion.cmake
     DESTINATION ${vorn_sync_package_dir}
     COMPONENT development
 )
@@ -38,8 +38,12 @@ install(FILES
 # The prefix is told relative to the file, so that an installed tree may be moved.
 file(RELATIVE_PATH vorn_sync_pkgconfig_to_prefix
     ${CMAKE_INSTALL_PREFIX}/${vorn_sync_pkgconfig_dir} ${CMAKE_INSTALL_PREFIX})
-configure_file(packaging/vornsync.pc.in ${PROJECT_BINARY_DIR}/vornsync.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/vornsync.pc DESTINATION ${vorn_sync_pkgconfig_dir} COMPONENT development)
+string(REGEX REPLACE "^lib" "" vorn_sync_linked_name ${vorn_sync_library_name})
+configure_file(packaging/vornsync.pc.in ${PROJECT_BINARY_DIR}/${vorn_sync_pkgconfig_name}.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/${vorn_sync_pkgconfig_name}.pc
+    DESTINATION ${vorn_sync_pkgconfig_dir}
+    COMPONENT development
+)
 
 if(TARGET vorn_sync)
     # Debian's zsh looks below /usr in a directory of its own.

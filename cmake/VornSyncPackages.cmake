@@ -1,9 +1,5 @@
 # Debian packages: "cpack" in a build whose prefix is /usr, or scripts/package.sh, which makes such a build.
-# Their names, dependencies and symbols are those of the library that was built with Qt 5: the SONAME does not tell.
-if(NOT VORN_SYNC_QT_MAJOR EQUAL 5)
-    message(STATUS "No Debian packages with Qt ${VORN_SYNC_QT_MAJOR}")
-    return()
-endif()
+# The library is packed for either Qt, side by side; the programs, which nobody links with, once, with Qt 5.
 find_program(VORN_SYNC_GENSYMBOLS dpkg-gensymbols)
 find_program(VORN_SYNC_SHLIBDEPS dpkg-shlibdeps)
 if(NOT VORN_SYNC_GENSYMBOLS OR NOT VORN_SYNC_SHLIBDEPS)
@@ -15,15 +11,24 @@ set(VORN_SYNC_PACKAGE_CONTACT "VornSync maintainers <maintainers@vornsync.invali
     "Maintainer of the packages, as NAME <ADDRESS>")
 set(vorn_sync_debian_dir ${PROJECT_SOURCE_DIR}/packaging/debian)
 set(vorn_sync_debian_build_dir ${PROJECT_BINARY_DIR}/packaging)
-set(vorn_sync_components runtime development tools)
-# A package of a library is named after its SONAME, lib_sync_library.so.1.
-set(vorn_sync_runtime_package lib-sync-library${PROJECT_VERSION_MAJOR})
-set(vorn_sync_development_package lib-sync-library-dev)
+set(vorn_sync_components runtime development)
+# A package of a library is named after its SONAME: lib_sync_library.so.1, lib_sync_library_qt6.so.1.
+string(REPLACE "_" "-" vorn_sync_library_package ${vorn_sync_library_name})
+string(REGEX REPLACE "([0-9])$" "\\1-" vorn_sync_runtime_package ${vorn_sync_library_package})
+string(APPEND vorn_sync_runtime_package ${PROJECT_VERSION_MAJOR})
+set(vorn_sync_development_package ${vorn_sync_library_package}-dev)
 set(vorn_sync_tools_package vorn-sync)
 set(vorn_sync_monitor_package vorn-sync-monitor)
-if(TARGET vorn_sync_monitor)
+if(TARGET vorn_sync AND VORN_SYNC_QT_MAJOR EQUAL 5)
+    list(APPEND vorn_sync_components tools)
+endif()
+if(TARGET vorn_sync_monitor AND VORN_SYNC_QT_MAJOR EQUAL 5)
     list(APPEND vorn_sync_components monitor)
 endif()
+set(vorn_sync_qt5_driver_package libqt5sql5-sqlite)
+set(vorn_sync_qt6_driver_package libqt6sql6-sqlite)
+set(vorn_sync_qt5_development_package qtbase5-dev)
+set(vorn_sync_qt6_development_package qt6-base-dev)
 
 file(STRINGS ${vorn_sync_debian_dir}/changelog vorn_sync_debian_version LIMIT_COUNT 1)
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${vorn_sync_debian_dir}/changelog)
@@ -40,7 +45,7 @@ file(WRITE ${vorn_sync_triggers} "activate-noawait ldconfig\n")
 # For who does not read symbols.
 set(vorn_sync_shlibs ${vorn_sync_debian_build_dir}/shlibs)
 file(WRITE ${vorn_sync_shlibs}
-    "lib_sync_library ${PROJECT_VERSION_MAJOR} ${vorn_sync_runtime_package} (>= ${PROJECT_VERSION})\n")
+    "${vorn_sync_library_name} ${PROJECT_VERSION_MAJOR} ${vorn_sync_runtime_package} (>= ${PROJECT_VERSION})\n")
 add_custom_command(
     OUTPUT ${vorn_sync_symbols}
     COMMAND ${VORN_SYNC_GENSYMBOLS} -c4 -q -v${vorn_sync_debian_version} -p${vorn_sync_runtime_package}
@@ -73,9 +78,10 @@ foreach(component IN LISTS vorn_sync_components)
         ${vorn_sync_debian_dir}/copyright
         DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${vorn_sync_${component}_package}
         COMPONENT ${component}
+        OPTIONAL # made for packages only; lintian misses them
         EXCLUDE_FROM_ALL
     )
-    set(overrides ${vorn_sync_debian_dir}/${vorn_sync_${component}_package}.lintian-overrides)
+    set(overrides ${vorn_sync_debian_dir}/${component}.lintian-overrides)
     if(EXISTS ${overrides})
         install(FILES ${overrides}
             DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides
@@ -87,6 +93,7 @@ foreach(component IN LISTS vorn_sync_components)
     string(TOUPPER ${component} upper)
     file(READ ${vorn_sync_debian_dir}/${component}.txt CPACK_DEBIAN_${upper}_DESCRIPTION)
     string(STRIP "${CPACK_DEBIAN_${upper}_DESCRIPTION}" CPACK_DEBIAN_${upper}_DESCRIPTION)
+    string(CONFIGURE "${CPACK_DEBIAN_${upper}_DESCRIPTION}" CPACK_DEBIAN_${upper}_DESCRIPTION @ONLY)
     set(CPACK_DEBIAN_${upper}_PACKAGE_NAME ${vorn_sync_${component}_package})
 endforeach()
 
@@ -113,11 +120,11 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/libraries/lib_sync_library)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 # The driver is a plug-in, which no program is linked with.
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS libqt5sql5-sqlite)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS ${vorn_sync_qt${VORN_SYNC_QT_MAJOR}_driver_package})
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA "${vorn_sync_symbols};${vorn_sync_shlibs};${vorn_sync_triggers}")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
-    "${vorn_sync_runtime_package} (= ${vorn_sync_debian_version}), qtbase5-dev (>= 5.15)")
+    "${vorn_sync_runtime_package} (= ${vorn_sync_debian_version}), ${vorn_sync_qt${VORN_SYNC_QT_MAJOR}_development_package} (>= ${vorn_sync_qt_minimum})")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 # What of the library the programs use is the exported class alone, but they are made and tested with this one.
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${vorn_sync_runtime_package} (= ${vorn_sync_debian_version})")

@@ -6,7 +6,7 @@ endforeach()
 # cpack has stripped the symbols.
 file(GLOB_RECURSE vorn_sync_binaries
     ${CPACK_TEMPORARY_INSTALL_DIRECTORY}/*/usr/bin/*
-    ${CPACK_TEMPORARY_INSTALL_DIRECTORY}/*/usr/lib/*/lib_sync_library.so.*.*)
+    ${CPACK_TEMPORARY_INSTALL_DIRECTORY}/*/usr/lib/*/lib_sync_library*.so.*.*)
 foreach(binary IN LISTS vorn_sync_binaries)
     execute_process(COMMAND strip --remove-section=.comment --remove-section=.note ${binary} COMMAND_ERROR_IS_FATAL ANY)
 endforeach()

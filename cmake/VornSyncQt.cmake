@@ -15,6 +15,20 @@ if(NOT VORN_SYNC_QT_MAJOR MATCHES "^[56]$")
 endif()
 set(vorn_sync_qt_minimum ${vorn_sync_qt${VORN_SYNC_QT_MAJOR}_minimum})
 
+# What is installed for developers and what hosts are linked with: those of Qt 6 say so in their names, so that both
+# stand side by side in one prefix. Targets have the same names with both.
+if(VORN_SYNC_QT_MAJOR EQUAL 5)
+    set(vorn_sync_library_name lib_sync_library)
+    set(vorn_sync_package_name VornSync)
+    set(vorn_sync_pkgconfig_name vornsync)
+    set(vorn_sync_include_subdir "")
+else()
+    set(vorn_sync_library_name lib_sync_library_qt${VORN_SYNC_QT_MAJOR})
+    set(vorn_sync_package_name VornSyncQt${VORN_SYNC_QT_MAJOR})
+    set(vorn_sync_pkgconfig_name vornsync-qt${VORN_SYNC_QT_MAJOR})
+    set(vorn_sync_include_subdir /vornsync-qt${VORN_SYNC_QT_MAJOR})
+endif()
+
 # vorn_sync_find_qt(component...): the components of that Qt, for the directory that asks and those below it. A macro:
 # what Qt's package files set is for the caller.
 macro(vorn_sync_find_qt)

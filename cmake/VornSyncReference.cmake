@@ -23,6 +23,11 @@ set(DOXYGEN_QUIET YES)
 set(DOXYGEN_HAVE_DOT NO)
 set(DOXYGEN_GENERATE_TREEVIEW YES)
 set(DOXYGEN_DISABLE_INDEX NO)
+set(DOXYGEN_QT_AUTOBRIEF YES)
+set(DOXYGEN_MULTILINE_CPP_IS_BRIEF YES)
+# One class: a picture of its base, an index of its initials and a hierarchy tell nothing.
+set(DOXYGEN_CLASS_GRAPH NO)
+set(DOXYGEN_ALPHABETICAL_INDEX NO)
 set(DOXYGEN_TIMESTAMP NO)
 set(DOXYGEN_HTML_TIMESTAMP NO)
 set(DOXYGEN_VERBATIM_HEADERS NO)
@@ -31,6 +36,15 @@ set(DOXYGEN_HIDE_FRIEND_COMPOUNDS YES)
 set(DOXYGEN_MACRO_EXPANSION YES)
 set(DOXYGEN_EXPAND_ONLY_PREDEF YES)
 set(DOXYGEN_PREDEFINED VORN_SYNC_EXPORT= Q_OBJECT= "Q_DISABLE_COPY_MOVE(x)=" Q_INVOKABLE=)
+# Light and dark, on narrow screens, too; without it Doxygen's own look.
+find_path(VORN_SYNC_DOXYGEN_STYLE doxygen-awesome.css PATH_SUFFIXES share/doxygen-awesome-css)
+mark_as_advanced(VORN_SYNC_DOXYGEN_STYLE)
+if(VORN_SYNC_DOXYGEN_STYLE)
+    set(DOXYGEN_HTML_EXTRA_STYLESHEET
+        ${VORN_SYNC_DOXYGEN_STYLE}/doxygen-awesome.css
+        ${VORN_SYNC_DOXYGEN_STYLE}/doxygen-awesome-sidebar-only.css
+    )
+endif()
 doxygen_add_docs(reference
     README.md
     CHANGELOG.md

@@ -30,7 +30,7 @@ packages_ci="clang clang-format clang-tidy clang-tools clazy shellcheck file
 packages_package="dpkg-dev gzip lintian abigail-tools pkg-config util-linux mount"
 # What the reference and the tests of the documents, the manual page and the completions take.
 # shellcheck disable=SC2034
-packages_documents="doxygen python3 man-db bash-completion zsh fish systemd qtdeclarative5-dev"
+packages_documents="doxygen doxygen-awesome-css python3 man-db bash-completion zsh fish systemd qtdeclarative5-dev"
 # shellcheck disable=SC2034
 packages_screenshots="$packages_window xvfb xauth xdotool imagemagick optipng sqlite3 fonts-dejavu-core"
 # shellcheck disable=SC2034

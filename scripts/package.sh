@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Makes the Debian packages, has lintian look at them, and tries them in a root of their own.
+# Makes the Debian packages, those of the library for either Qt, has lintian look at them, and tries them in a root of
+# their own.
 #
 # usage: scripts/package.sh [--abi REVISION] [DIRECTORY]     default: build/package/debs
 #
@@ -18,13 +19,17 @@ if [ "${1:-}" = --abi ]; then
     shift 2
 fi
 build=build/package
+declare -A library_of=([5]=lib_sync_library.so [6]=lib_sync_library_qt6.so)
 debs=$(realpath -m "${1:-$build/debs}")
 
 # shellcheck disable=SC2086 # lists of packages
-install_missing $packages_build $packages_window $packages_package
+install_missing $packages_build $packages_qt6 $packages_window $packages_package
 
-# configure SOURCE BUILD: what Debian builds its packages with, and debug symbols for the comparison; cpack strips them.
+# configure SOURCE BUILD QT: what Debian builds its packages with. The programs are packed with Qt 5 alone. Debug symbols
+# of the library are for the comparison; cpack strips them.
 configure() {
+    local apps=OFF
+    [ "$3" -ne 5 ] || apps=ON
     (
         DEB_BUILD_MAINT_OPTIONS=hardening=+all DEB_CXXFLAGS_MAINT_APPEND="-ffile-prefix-map=$1=." \
             dpkg-buildflags --export=sh >"$work/flags"
@@ -33,7 +38,8 @@ configure() {
         export CXXFLAGS LDFLAGS CPPFLAGS
         cmake -S "$1" -B "$2" -G Ninja -DCMAKE_BUILD_TYPE=None -DCMAKE_INSTALL_PREFIX=/usr \
             -DCMAKE_CXX_FLAGS="$CXXFLAGS $CPPFLAGS -DQT_NO_DEBUG" -DCMAKE_SKIP_INSTALL_RPATH=ON \
-            -DVORN_SYNC_BUILD_TESTING=OFF -DVORN_SYNC_WARNINGS_AS_ERRORS=ON >"$work/configure.log" 2>&1 ||
+            -DVORN_SYNC_QT_MAJOR="$3" -DVORN_SYNC_BUILD_APPS=$apps -DVORN_SYNC_BUILD_TESTING=OFF \
+            -DVORN_SYNC_WARNINGS_AS_ERRORS=ON >"$work/configure.log" 2>&1 ||
             { cat "$work/configure.log"; return 1; }
     )
 }
@@ -46,38 +52,48 @@ compile() {
         { tail -n 60 "$work/build.log"; return 1; }
 }
 
-# compare_abi REVISION: abidiff's exit code is a set of bits; 1 and 2 are errors of its own, 8 is an incompatible change.
+# compare_abi REVISION QT: abidiff's exit code is a set of bits; 1 and 2 are errors of its own, 8 is an incompatible
+# change.
 compare_abi() {
-    local before=$work/before status=0 library=libraries/lib_sync_library/lib_sync_library.so
+    local before=$work/before status=0 library=libraries/lib_sync_library/${library_of[$2]}
     git worktree add --quiet --detach "$before" "$1"
-    configure "$before" "$work/before-build"
-    compile "$work/before-build" lib_sync_library
+    configure "$before" "$work/before-qt$2" "$2"
+    compile "$work/before-qt$2" lib_sync_library
     git worktree remove --force "$before"
-    abidiff --headers-dir1 "$work/before-build/libraries/lib_sync_library/include" \
-        --headers-dir2 "$build/libraries/lib_sync_library/include" \
-        "$work/before-build/$library" "$build/$library" || status=$?
+    # A revision from before the two had names of their own has nothing to compare with.
+    if [ ! -e "$work/before-qt$2/$library" ]; then
+        say "$1 has no ${library_of[$2]}"
+        return
+    fi
+    abidiff --headers-dir1 "$work/before-qt$2/libraries/lib_sync_library/include" \
+        --headers-dir2 "$build/qt$2/libraries/lib_sync_library/include" \
+        "$work/before-qt$2/$library" "$build/qt$2/$library" || status=$?
     if ((status & (1 | 2 | 8))); then
-        say "the library is not compatible with that of $1 (abidiff: $status)"
+        say "${library_of[$2]} is not compatible with that of $1 (abidiff: $status)"
         return 1
     fi
-    say "the library is compatible with that of $1"
+    say "${library_of[$2]} is compatible with that of $1"
 }
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"; git worktree prune' EXIT
-say "building in $build"
-configure "$root" "$build"
-compile "$build"
 rm -rf "$debs"
-cpack --config "$build/CPackConfig.cmake" -B "$debs" >"$work/cpack.log" 2>&1 ||
-    { cat "$work/cpack.log"; exit 1; }
-rm -rf "$debs/_CPack_Packages"
+for qt in 5 6; do
+    say "building with Qt $qt in $build/qt$qt"
+    configure "$root" "$build/qt$qt" "$qt"
+    compile "$build/qt$qt"
+    cpack --config "$build/qt$qt/CPackConfig.cmake" -B "$debs" >"$work/cpack.log" 2>&1 ||
+        { cat "$work/cpack.log"; exit 1; }
+    rm -rf "$debs/_CPack_Packages"
+done
 lintian --allow-root --display-info --pedantic --fail-on error,warning,info,pedantic --tag-display-limit 0 "$debs"/*.deb
 say "lintian has nothing to say"
 
 [ -n "$revision" ] || revision=$(git describe --tags --abbrev=0 HEAD^ 2>/dev/null || true)
 if [ -n "$revision" ]; then
-    compare_abi "$revision"
+    for qt in 5 6; do
+        compare_abi "$revision" "$qt"
+    done
 else
     say "no tag to compare the library with"
 fi

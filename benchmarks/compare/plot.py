@@ -9,6 +9,7 @@ of its own. The floor lists both directories and asks for the size and time of e
 The figures go to --data, the plot (gnuplot) to --svg, after each count; those of other counts that are in --data stay.
 """
 import argparse
+import csv
 import os
 import random
 import statistics
@@ -69,19 +70,18 @@ def read_data(path):
     """The figures of an earlier run, by count."""
     if not os.path.exists(path):
         return {}
-    with open(path) as f:
-        names = f.readline().rstrip("\n").split("\t")[1:]
-        rows = [line.split("\t") for line in f]
-    return {int(row[0]): {name: float(value) for name, value in zip(names, row[1:]) if value.strip()}
-            for row in rows}
+    with open(path, newline="") as f:
+        rows = list(csv.DictReader(f, delimiter="\t"))
+    return {int(row.pop("files")): {name: float(value) for name, value in row.items() if value} for row in rows}
 
 
 def write_data(path, table):
     names = max((list(row) for row in table.values()), key=len)
-    with open(path, "w") as f:
-        f.write("\t".join(["files", *names]) + "\n")
+    with open(path, "w", newline="") as f:
+        writer = csv.DictWriter(f, ["files", *names], delimiter="\t", lineterminator="\n")
+        writer.writeheader()
         for count in sorted(table):
-            f.write("\t".join([str(count), *(f"{table[count][name]:.6f}" if name in table[count] else "" for name in names)]) + "\n")
+            writer.writerow({"files": count, **{name: f"{value:.6f}" for name, value in table[count].items()}})
     return len(names) + 1
 
 

@@ -4,7 +4,8 @@
 usage: samples.py OUTPUT-DIRECTORY DOCUMENT...
 
 A C++ sample with main() is a program, one with includes or classes stands by itself, any other is a few statements
-about an existing manager. A CMake sample is a whole project with the console program in it. QML is written to files.
+about an existing manager. A CMake sample is made a whole project with the console program in it, unless it is one:
+those are built by scripts/newcomer.py. QML is written to files.
 """
 import re
 import sys
@@ -53,6 +54,8 @@ def main():
                 source.write_text(located, encoding="utf-8")
                 (programs if "int main(" in text else objects).append(source)
             elif language == "cmake":
+                if text.startswith("cmake_minimum_required"):
+                    continue
                 projects.append((name, text))
             elif language == "qml":
                 (output / f"{name}.qml").write_text(text, encoding="utf-8")

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages with dpkg in a root of its own, which is this machine's with a layer on top that nobody
-# else sees; mirrors with the command-line host, builds the small host in both ways, and removes them again.
+# else sees; mirrors with the command-line host, builds the small host in both ways with each Qt, does what the documents tell a newcomer to do,
+# and removes them again.
 #
 # usage: test_debs.sh DIRECTORY     as root
 set -euo pipefail
@@ -19,11 +20,37 @@ mirrors() {
     cmp "$world/local/letter.txt" "$world/distant/letter.txt" || fail "'$*' did not bring the file"
 }
 
-# The host must have been linked with the library of the package, not with one that lies about.
+# uses_package PROGRAM PACKAGE: it must have been linked with that library, not with one that lies about.
 uses_package() {
     local library
-    library=$(ldd "$1" | sed -n 's/.*lib_sync_library\.so\.1 => \([^ ]*\) .*/\1/p')
-    dpkg -S "$(realpath "$library")" | grep -q '^lib-sync-library1:' || fail "$1 uses '$library'"
+    library=$(ldd "$1" | sed -n 's/.*lib_sync_library[_qt6]*\.so\.1 => \([^ ]*\) .*/\1/p')
+    dpkg -S "$(realpath "$library")" | grep -q "^$2:" || fail "$1 uses '$library'"
+}
+
+# builds_hosts PACKAGE CMAKE-PACKAGE PKGCONFIG-MODULE: and each mirrors.
+builds_hosts() {
+    local host
+    host=$(mktemp -d)
+    cmake -S "$source/host" -B "$host" -DHOST_PACKAGE="$2" >"$work/cmake.log" && cmake --build "$host" >>"$work/cmake.log" ||
+        { cat "$work/cmake.log"; fail "find_package($2)"; }
+    # shellcheck disable=SC2046 # the flags are meant to be split
+    g++ -std=c++17 -o "$host/by_pkgconfig" "$source/host/main.cpp" $(pkg-config --cflags --libs "$3") ||
+        fail "pkg-config $3"
+    for program in "$host/host" "$host/by_pkgconfig"; do
+        uses_package "$program" "$1"
+        mirrors "$program" .
+    done
+}
+
+# chooses_qt MAJOR PACKAGE: with both packages there, a host that has found a Qt gets the library for that one.
+chooses_qt() {
+    local host
+    host=$(mktemp -d)
+    cmake -S "$source/host_with_qt" -B "$host" -DHOST_QT_MAJOR="$1" >"$work/cmake.log" 2>&1 ||
+        { cat "$work/cmake.log"; fail "a host with Qt $1 finds no library"; }
+    cmake --build "$host" >"$work/cmake.log" 2>&1 || { cat "$work/cmake.log"; fail "a host with Qt $1"; }
+    uses_package "$host/host" "$2"
+    mirrors "$host/host" .
 }
 
 # The window mirrors, too; a module of Qt Quick that is missing ends it at once.
@@ -55,7 +82,7 @@ inside() {
     files=$(dpkg --verify "${packages[@]}")
     [ -z "$files" ] || fail "dpkg --verify: $files"
 
-    uses_package /usr/bin/vorn_sync
+    uses_package /usr/bin/vorn_sync lib-sync-library1
     mirrors vorn_sync mirror --once --state state local distant
     man --where vorn_sync >/dev/null || fail "no manual page"
     mkdir "$work/run"
@@ -66,19 +93,22 @@ inside() {
     fi
 
     if [ -e /usr/bin/vorn_sync_monitor ]; then
-        uses_package /usr/bin/vorn_sync_monitor
+        uses_package /usr/bin/vorn_sync_monitor lib-sync-library1
         shows_window
     fi
 
-    cmake -S "$source/host" -B "$work/host" >"$work/cmake.log" && cmake --build "$work/host" >>"$work/cmake.log" ||
-        { cat "$work/cmake.log"; fail "find_package"; }
-    uses_package "$work/host/host"
-    mirrors "$work/host/host" .
-    # shellcheck disable=SC2046 # the flags are meant to be split
-    g++ -std=c++17 -o "$work/by_pkgconfig" "$source/host/main.cpp" $(pkg-config --cflags --libs vornsync) ||
-        fail "pkg-config"
-    uses_package "$work/by_pkgconfig"
-    mirrors "$work/by_pkgconfig" .
+    builds_hosts lib-sync-library1 VornSync vornsync
+    builds_hosts lib-sync-library-qt6-1 VornSyncQt6 vornsync-qt6
+    chooses_qt 5 lib-sync-library1
+    chooses_qt 6 lib-sync-library-qt6-1
+    # As a user like any other.
+    mkdir --mode=1777 "$work/newcomer"
+    chmod 755 "$work"
+    for qt in 5 6; do
+        env -i PATH=/usr/bin:/bin LANG=C.UTF-8 HOME="$work/newcomer" TMPDIR="$work/newcomer" \
+            setpriv --reuid=65534 --regid=65534 --clear-groups \
+            python3 "$source/newcomer.py" --qt $qt "$source/EMBEDDING.md" || fail "a newcomer with Qt $qt does not succeed"
+    done
 
     files=$(dpkg -L "${packages[@]}" | sort -u)
     dpkg --purge "${packages[@]}" >"$work/purge.log" 2>&1 ||
@@ -111,6 +141,6 @@ unshare --mount --propagation private bash -euc '
     mount -t tmpfs tmp "$layer/root/tmp"
     mkdir "$layer/root/tmp/debs" "$layer/root/tmp/source"
     cp "$debs"/*.deb "$layer/root/tmp/debs"
-    cp -r "$here"/. "$layer/root/tmp/source"
+    cp -r "$here"/. "$here/../../scripts/newcomer.py" "$here/../../docs/EMBEDDING.md" "$layer/root/tmp/source"
     chroot "$layer/root" env -C /tmp bash /tmp/source/test_debs.sh --inside /tmp/debs /tmp/source
 '

@@ -21,15 +21,24 @@ mv "$installed" "$prefix"
 if grep -rlI -e "$installed" -e "$VORN_SYNC_BUILD_DIR" "$prefix"; then
     fail "installed files name the build or the first prefix"
 fi
-libdir=$(dirname "$(find "$prefix" -name lib_sync_library.so)")
-[ -e "$libdir/lib_sync_library.so" ] || fail "lib_sync_library.so is not installed"
+case $QT_MAJOR in
+5) library=lib_sync_library package=VornSync module=vornsync header=vorn_sync_manager.h ;;
+*) library=lib_sync_library_qt6 package=VornSyncQt6 module=vornsync-qt6 header=vornsync-qt6/vorn_sync_manager.h ;;
+esac
+libdir=$(dirname "$(find "$prefix" -name $library.so)")
+[ -e "$libdir/$library.so" ] || fail "$library.so is not installed"
 
 headers=$(cd "$prefix/include" && find . -type f)
-[ "$headers" = ./vorn_sync_manager.h ] || fail "one header is public, installed are: $headers"
+[ "$headers" = "./$header" ] || fail "one header is public, installed are: $headers"
+# What hosts are built with and started with stands beside that of the other Qt.
+if [ "$QT_MAJOR" -eq 6 ]; then
+    shared=$(cd "$prefix" && find include lib* ! -type d | grep -ivE 'qt6|^lib/systemd/' || true)
+    [ -z "$shared" ] || fail "these overwrite those of the other Qt: $shared"
+fi
 strays=$(find "$prefix" \( -name '*.a' -o -name '*utilities*' \))
 [ -z "$strays" ] || fail "internal files are installed: $strays"
-soname=$(readelf -d "$libdir/lib_sync_library.so" | sed -n 's/.*SONAME.*\[\(.*\)\]/\1/p')
-[[ $soname =~ ^lib_sync_library\.so\.[0-9]+$ ]] || fail "the SONAME is '$soname'"
+soname=$(readelf -d "$libdir/$library.so" | sed -n 's/.*SONAME.*\[\(.*\)\]/\1/p')
+[[ $soname =~ ^$library\.so\.[0-9]+$ ]] || fail "the SONAME is '$soname'"
 [ -e "$libdir/$soname" ] || fail "the file of the SONAME is not installed"
 
 # configure_with_qt MAJOR OPTION...: a host that finds that Qt first; what it prints goes to $work/host.log.
@@ -70,15 +79,15 @@ embedded)
     ;;
 cmake)
     "$CMAKE" -S "$host_source" -B "$work/host" -DCMAKE_CXX_COMPILER="$CXX" -DCMAKE_CXX_FLAGS="$CXX_FLAGS" \
-        -DCMAKE_PREFIX_PATH="$prefix" "-DQt${QT_MAJOR}_DIR=$QT_DIR"
+        -DHOST_PACKAGE="$package" -DCMAKE_PREFIX_PATH="$prefix" "-DQt${QT_MAJOR}_DIR=$QT_DIR"
     "$CMAKE" --build "$work/host"
     ;;
 pkgconfig)
     export PKG_CONFIG_PATH=$libdir/pkgconfig:$QT_LIBDIR/pkgconfig
     mkdir "$work/host"
     # shellcheck disable=SC2046,SC2086 # the flags are meant to be split
-    $CXX -std=c++17 $CXX_FLAGS -o "$work/host/host" "$host_source/main.cpp" $(pkg-config --cflags --libs vornsync)
-    [ "$(pkg-config --modversion vornsync)" = "$(sed -n 's/^Version: //p' "$libdir/pkgconfig/vornsync.pc")" ]
+    $CXX -std=c++17 $CXX_FLAGS -o "$work/host/host" "$host_source/main.cpp" $(pkg-config --cflags --libs "$module")
+    [ "$(pkg-config --modversion "$module")" = "$(sed -n 's/^Version: //p' "$libdir/pkgconfig/$module.pc")" ]
     ;;
 *)
     fail "unknown way: $way"

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # The library exports what the list of its Debian package says: not a symbol more, not one less.
 #
-# usage: test_symbols.sh LIBRARY SYMBOLS
+# usage: test_symbols.sh LIBRARY SYMBOLS     the list is named after the package
 set -euo pipefail
 
 library=$1
@@ -13,7 +13,7 @@ if ! command -v dpkg-gensymbols >/dev/null; then
     exit 77
 fi
 
-agrees() { (cd "$work" && dpkg-gensymbols -c4 -v999 -plib-sync-library1 -I"$1" -e"$library" -Oout) >"$work/log" 2>&1; }
+agrees() { (cd "$work" && dpkg-gensymbols -c4 -v999 -p"$(basename "$symbols" .symbols)" -I"$1" -e"$library" -Oout) >"$work/log" 2>&1; }
 
 agrees "$symbols" || { cat "$work/log"; echo "FAIL: the exports have changed; see CONTRIBUTING.md"; exit 1; }
 # Both kinds of difference are noticed.

@@ -1,14 +1,17 @@
 // Random worlds in simulated time, each from a seed that can be played again.
 
+#include "literals.h"
 #include "sim_planted_bugs.h"
 #include "sim_run.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
 
 #include <atomic>
 #include <chrono>
 
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <string>
 
 #include <dlfcn.h>
@@ -21,13 +24,14 @@ using Clock = std::chrono::steady_clock;
 
 struct Options
 {
-    std::string profile = "all";
+    std::string profile;
     quint64 from = 1;
-    quint64 seeds = 20;
+    quint64 seeds = 0;
     double seconds = 0; // 0: as long as the seeds take
     bool isLoud = false;
     bool isReplayed = false; // every seed twice: the digests must agree
     bool isShrunk = true;
+    bool isList = false;
     std::string planted;
     bool isProof = false; // plants every bug in turn, and demands that it is found
 };
@@ -37,17 +41,6 @@ struct Totals
     quint64 runs = 0;
     SimCounts counts;
 };
-
-constexpr char kUsage[] =
-    "usage: vorn_sync_simulation [--profile NAME|all] [--from SEED] [--seeds N] [--seconds S]\n"
-    "                            [--seed SEED] [--replay] [--loud] [--no-shrink] [--list]\n"
-    "                            [--plant BUG] [--prove]\n"
-    "  --seed SEED   that one alone, with everything that happens on standard error\n"
-    "  --seconds S   goes on with further seeds until that time is over\n"
-    "  --plant BUG   with that mistake in the library\n"
-    "  --prove       plants one after the other (or the one of --plant); each must be found within --seeds "
-    "seeds\n"
-    "  --replay      plays each seed twice and demands the same story\n";
 
 double secondsSince(Clock::time_point start)
 {
@@ -132,40 +125,67 @@ int prove(const std::string& name, quint64 seeds)
     return missed == 0 ? 0 : 1;
 }
 
+struct OptionTable
+{
+    QCommandLineOption profile{"profile"_s, "Worlds of that profile, or of all."_s, "NAME"_s, "all"_s};
+    QCommandLineOption from{"from"_s, "The first seed."_s, "SEED"_s, "1"_s};
+    QCommandLineOption seeds{"seeds"_s, "So many of them."_s, "N"_s, "20"_s};
+    QCommandLineOption seconds{"seconds"_s, "Goes on with further seeds until that time is over."_s, "S"_s,
+                               "0"_s};
+    QCommandLineOption seed{"seed"_s, "That one alone, with everything that happens on standard error."_s,
+                            "SEED"_s};
+    QCommandLineOption loud{"loud"_s, "Everything that happens on standard error."_s};
+    QCommandLineOption replay{"replay"_s, "Plays each seed twice and demands the same story."_s};
+    QCommandLineOption noShrink{"no-shrink"_s, "Does not look for the simplest world that fails."_s};
+    QCommandLineOption plant{"plant"_s, "With that mistake in the library."_s, "BUG"_s};
+    QCommandLineOption prove{
+        "prove"_s,
+        "Plants one mistake after the other (or the one of --plant); each must be found in --seeds seeds."_s};
+    QCommandLineOption list{"list"_s, "Names the profiles."_s};
+
+    QList<QCommandLineOption> all() const
+    {
+        return {profile, from, seeds, seconds, seed, loud, replay, noShrink, plant, prove, list};
+    }
+};
+
+bool read(const QCommandLineParser& parser, const OptionTable& table, Options& options)
+{
+    const bool isOne = parser.isSet(table.seed);
+    bool isFrom = false;
+    bool isCount = false;
+    bool isTime = false;
+    options.from = parser.value(isOne ? table.seed : table.from).toULongLong(&isFrom);
+    options.seeds = parser.value(table.seeds).toULongLong(&isCount);
+    options.seconds = parser.value(table.seconds).toDouble(&isTime);
+    if (isOne)
+        options.seeds = 1;
+    options.isLoud = isOne || parser.isSet(table.loud);
+    options.isReplayed = parser.isSet(table.replay);
+    options.isShrunk = !parser.isSet(table.noShrink);
+    options.isProof = parser.isSet(table.prove);
+    options.isList = parser.isSet(table.list);
+    options.planted = parser.value(table.plant).toStdString();
+    options.profile = parser.value(table.profile).toStdString();
+    return isFrom && isCount && isTime && parser.positionalArguments().isEmpty() &&
+           plantBug(options.planted) && (options.profile == "all" || findSimProfile(options.profile.c_str()));
+}
+
 bool parse(int count, char** arguments, Options& options)
 {
-    for (int i = 1; i < count; ++i) {
-        const std::string argument = arguments[i];
-        const bool hasValue = i + 1 < count;
-        if (argument == "--replay") {
-            options.isReplayed = true;
-        } else if (argument == "--loud") {
-            options.isLoud = true;
-        } else if (argument == "--prove") {
-            options.isProof = true;
-        } else if (argument == "--plant" && hasValue) {
-            options.planted = arguments[++i];
-        } else if (argument == "--no-shrink") {
-            options.isShrunk = false;
-        } else if (argument == "--profile" && hasValue) {
-            options.profile = arguments[++i];
-        } else if (argument == "--from" && hasValue) {
-            options.from = std::strtoull(arguments[++i], nullptr, 10);
-        } else if (argument == "--seeds" && hasValue) {
-            options.seeds = std::strtoull(arguments[++i], nullptr, 10);
-        } else if (argument == "--seconds" && hasValue) {
-            options.seconds = std::strtod(arguments[++i], nullptr);
-        } else if (argument == "--seed" && hasValue) {
-            options.from = std::strtoull(arguments[++i], nullptr, 10);
-            options.seeds = 1;
-            options.isLoud = true;
-        } else {
-            return false;
-        }
-    }
-    if (!plantBug(options.planted))
-        return false;
-    return options.profile == "all" || findSimProfile(options.profile.c_str());
+    const OptionTable table;
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        "Random worlds in simulated time, each from a seed that can be played again."_s);
+    parser.addOptions(table.all());
+    QStringList words;
+    for (int i = 0; i < count; ++i)
+        words.append(QString::fromLocal8Bit(arguments[i]));
+    if (parser.parse(words) && read(parser, table, options))
+        return true;
+    const QCoreApplication application(count, arguments); // whose name stands in the text
+    std::fprintf(stderr, "%s\n%s", qPrintable(parser.errorText()), qPrintable(parser.helpText()));
+    return false;
 }
 
 // Qt 6.4 reads QT_NO_CPU_FEATURE and compares no name in it rightly, so the processor's random numbers are hidden from
@@ -191,16 +211,13 @@ int main(int argc, char** argv)
     ::setenv("LC_ALL", "C.UTF-8", 1);
 
     Options options;
-    if (argc == 2 && std::strcmp(argv[1], "--list") == 0) {
+    if (!parse(argc, argv, options))
+        return 2;
+    if (options.isList) {
         for (const SimProfile& profile : simProfiles())
             std::printf("%s\n", profile.name);
         return 0;
     }
-    if (!parse(argc, argv, options)) {
-        std::fputs(kUsage, stderr);
-        return 2;
-    }
-
     if (options.isProof)
         return prove(options.planted, options.seeds);
     const auto start = Clock::now();

@@ -6,13 +6,13 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QHostAddress>
 #include <QProcessEnvironment>
+#include <QTcpServer>
+#include <QTcpSocket>
 
-#include <arpa/inet.h>
 #include <csignal>
-#include <netinet/in.h>
 #include <sys/mount.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 namespace VornSyncTest {
@@ -78,25 +78,12 @@ bool writeFile(const QString& path, const QString& content)
            file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner);
 }
 
-sockaddr_in loopback(int port)
-{
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(quint16(port));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    return address;
-}
-
 // One that nobody listens on; 0 when there is none.
 int freePort()
 {
-    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address = loopback(0);
-    socklen_t length = sizeof(address);
-    const bool isFound = ::bind(socket, reinterpret_cast<const sockaddr*>(&address), length) == 0 &&
-                         ::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length) == 0;
-    ::close(socket);
-    return isFound ? ntohs(address.sin_port) : 0;
+    QTcpServer server;
+    server.listen(QHostAddress::LocalHost);
+    return server.serverPort();
 }
 
 } // namespace
@@ -170,12 +157,9 @@ bool SambaShare::startServer()
 
 bool SambaShare::isServing() const
 {
-    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const sockaddr_in address = loopback(m_port);
-    const bool isConnected =
-        ::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
-    ::close(socket);
-    return isConnected;
+    QTcpSocket socket;
+    socket.connectToHost(QHostAddress::LocalHost, quint16(m_port));
+    return socket.waitForConnected();
 }
 
 void SambaShare::killServer()
