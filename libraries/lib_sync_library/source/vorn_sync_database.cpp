@@ -5,6 +5,7 @@
 #include "vorn_sync_distant_marks.h"
 #include "vorn_sync_error_revision.h"
 #include "vorn_sync_file_comparison.h"
+#include "vorn_sync_file_rows.h"
 #include "vorn_sync_log.h"
 #include "vorn_sync_migration.h"
 #include "vorn_sync_status_counts.h"
@@ -771,50 +772,13 @@ QList<QVariantMap> VornSyncDatabase::getFilesByStatus(int directoryId, int statu
 bool VornSyncDatabase::readDirectoryRows(int directoryId, const RowVisitor& visit)
 {
     m_changes.begin(directoryId);
-    return readRows(QStringLiteral("f.directories_id = ?"), {directoryId}, visit);
+    return VornSyncFileRows(*this).readDirectory(directoryId, visit);
 }
 
 bool VornSyncDatabase::readFileRow(int directoryId, const QString& fileName, VornSyncFileRow& row,
                                    bool& found)
 {
-    int count = 0;
-    VornSyncFileRow read;
-    const bool done = readRows(QStringLiteral("f.file_name = ? AND f.directories_id = ?"),
-                               fileKey(fileName, directoryId), [&](const VornSyncFileRow& visited) {
-                                   ++count;
-                                   read = visited;
-                               });
-    found = count == 1;
-    if (found)
-        row = read;
-    return done;
-}
-
-bool VornSyncDatabase::readRows(const QString& condition, const QVariantList& values, const RowVisitor& visit)
-{
-    const QString columns = QStringLiteral("f.file_name, f.status, f.size, f.local_lmd, f.distant_lmd = ?");
-    const QString marks = QStringLiteral("LEFT JOIN distant_newer_marks m ON m.file_name = f.file_name AND "
-                                         "m.directories_id = f.directories_id");
-    const bool areMarks = VornSyncDistantMarks(*this).hasAny();
-    const QString sql =
-        areMarks ? QStringLiteral("SELECT %1, m.local_size, m.local_lmd FROM file_tracking f %2 WHERE %3")
-                       .arg(columns, marks, condition)
-                 : QStringLiteral("SELECT %1 FROM file_tracking f WHERE %2").arg(columns, condition);
-    return forEachRow(sql, QVariantList{VornSyncTypes::undefinedTimeText()} + values,
-                      [&](const QSqlQuery& read) {
-                          VornSyncFileRow row;
-                          row.fileName = read.value(0).toString();
-                          row.status = read.value(1).toInt();
-                          row.size = read.value(2).toLongLong();
-                          row.localLmdSecs = VornSyncTimes::secsFromText(read.value(3).toString());
-                          row.distantLmdUndefined = read.value(4).toBool();
-                          row.isDistantNewer = areMarks && !read.isNull(5);
-                          if (row.isDistantNewer) {
-                              row.markedLocalSize = read.value(5).toLongLong();
-                              row.markedLocalLmdSecs = VornSyncTimes::secsFromText(read.value(6).toString());
-                          }
-                          visit(row);
-                      });
+    return VornSyncFileRows(*this).readFile(directoryId, fileName, row, found);
 }
 
 bool VornSyncDatabase::isAnyRowChangedSinceRead(int directoryId) const

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "vorn_sqlite_database.h"
+#include "vorn_sync_packed_rows.h"
 #include "vorn_sync_row_changes.h"
 #include "vorn_sync_types.h"
 
@@ -15,19 +16,6 @@
 #include <optional>
 
 struct VornSyncComparison;
-
-// What a pass needs of one row of file_tracking, and of its mark.
-struct VornSyncFileRow
-{
-    QString fileName;
-    int status = ceSfsUnknown;
-    qint64 size = 0;                  // bytes at the last recorded synchronisation
-    qint64 localLmdSecs = 0;          // local time at that moment, since the epoch; 0: not known
-    bool distantLmdUndefined = false; // the distant time is still to be found out
-    bool isDistantNewer = false;      // marked: verification found a newer version on the distant side
-    qint64 markedLocalSize = 0;       // the local file as it was when the mark was set
-    qint64 markedLocalLmdSecs = 0;
-};
 
 // A file in error, as the host is told of it.
 struct VornSyncErrorFile
@@ -63,7 +51,7 @@ public:
     // A text column of the table directories.
     enum DirectoryField { AliasName = 0, LocalPath = 1, DistantPath = 2, TrashPath = 3 };
 
-    using RowVisitor = std::function<void(const VornSyncFileRow& row)>;
+    using RowVisitor = VornSyncPackedRows::Visitor;
     using NameVisitor = std::function<void(const QString& fileName)>;
     using ErrorFileVisitor = std::function<void(const VornSyncErrorFile& file)>;
     using StillActiveTest = std::function<bool(int directoryId, const QString& fileName)>;
@@ -162,8 +150,8 @@ public:
     QList<QVariantMap> getFilesByStatusMask(int directoryId, int mask);
     QList<QVariantMap> getFilesByStatus(int directoryId, int status);
 
-    // All rows of a directory in one statement, one by one: a million of them are not held twice. From then on
-    // isRowChangedSinceRead tells which of them have been written, by any thread through this object.
+    // All rows of a directory, as they were at one moment. From then on isRowChangedSinceRead tells which of them have
+    // been written, by any thread through this object. Not inside a transaction.
     bool readDirectoryRows(int directoryId, const RowVisitor& visit);
     bool readFileRow(int directoryId, const QString& fileName, VornSyncFileRow& row, bool& found);
     // True also for every row of a directory other than the one read last; so is the cheaper question for any row.
@@ -219,7 +207,6 @@ private:
     bool change(int directoryId, const QString& fileName, const std::function<bool()>& write);
     int singleId(const QString& sql, const QVariantList& values);
     bool readTracked(int directoryId, const QString& fileName, TrackedFile& tracked);
-    bool readRows(const QString& condition, const QVariantList& values, const RowVisitor& visit);
     bool readStaleRows(QVector<StaleRow>& staleRows);
 
     // What is inside a transaction.

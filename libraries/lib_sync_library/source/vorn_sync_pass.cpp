@@ -50,16 +50,17 @@ bool VornSyncPass::gather(QString& error)
 
 bool VornSyncPass::readRows()
 {
-    const bool done = m_database.readDirectoryRows(m_directoryId, [this](const VornSyncFileRow& row) {
-        Item& item = at(append(row.fileName));
-        item.status = row.status;
-        item.size = row.size;
-        item.localLmdSecs = row.localLmdSecs;
-        item.distantLmdUndefined = row.distantLmdUndefined;
-        item.isDistantNewer = row.isDistantNewer;
-        if (row.isDistantNewer)
-            m_marked.insert(count() - 1, row);
-    });
+    const bool done = m_database.readDirectoryRows(
+        m_directoryId, [this](std::string_view name, const VornSyncFileRow& row) {
+            Item& item = at(append(QString::fromUtf8(name.data(), int(name.size()))));
+            item.status = row.status;
+            item.size = row.size;
+            item.localLmdSecs = row.localLmdSecs;
+            item.distantLmdUndefined = row.distantLmdUndefined;
+            item.isDistantNewer = row.isDistantNewer;
+            if (row.isDistantNewer)
+                m_marked.insert(count() - 1, row);
+        });
     m_trackedCount = count();
     m_names.freeze();
     return done;
@@ -147,11 +148,8 @@ VornSyncPassFile VornSyncPass::file(int item)
 VornSyncFileRow VornSyncPass::readRow(int item) const
 {
     const Item& read = at(item);
-    if (read.isDistantNewer) {
-        VornSyncFileRow marked = m_marked.value(item);
-        marked.fileName.clear();
-        return marked;
-    }
+    if (read.isDistantNewer)
+        return m_marked.value(item);
     VornSyncFileRow row;
     row.status = read.status;
     row.size = read.size;

@@ -62,9 +62,15 @@ bool asksForAllColumns(const QString& sql)
            sql.contains(QLatin1String(".*"));
 }
 
+// Qt keeps the values of the last row with the statement, and here one row may be as large as a table.
+bool hasLargeRow(const QString& sql)
+{
+    return sql.contains(QLatin1String("group_concat("));
+}
+
 bool isKeptStatement(const QString& sql)
 {
-    if (asksForAllColumns(sql))
+    if (asksForAllColumns(sql) || hasLargeRow(sql))
         return false;
     static const QLatin1String keywords[] = {
         QLatin1String("SELECT"), QLatin1String("INSERT"), QLatin1String("UPDATE"),  QLatin1String("DELETE"),
