@@ -1,6 +1,7 @@
 #include "vorn_sync_database.h"
 
 #include "vorn_planted_bugs.h"
+#include "vorn_sqlite_silence.h"
 #include "vorn_sqlite_transaction.h"
 #include "vorn_sync_distant_marks.h"
 #include "vorn_sync_error_revision.h"
@@ -772,7 +773,27 @@ QList<QVariantMap> VornSyncDatabase::getFilesByStatus(int directoryId, int statu
 bool VornSyncDatabase::readDirectoryRows(int directoryId, const RowVisitor& visit)
 {
     m_changes.begin(directoryId);
-    return VornSyncFileRows(*this).readDirectory(directoryId, visit);
+    VornSyncPackedRows rows;
+    if (!readPackedRows(directoryId, rows))
+        return VornSyncFileRows(*this).readOneByOne(directoryId, visit);
+    rows.forEach(visit);
+    return true;
+}
+
+// In silence: what goes wrong here the other way of reading meets, too.
+bool VornSyncDatabase::readPackedRows(int directoryId, VornSyncPackedRows& rows)
+{
+    const VornSqliteSilence silence(*this);
+    const std::optional<VornSqliteVersion> file = version();
+    if (!file)
+        return false;
+    const VornSyncRowsStamp stamp{*file, m_changes.writeCount()};
+    if (m_rowCache.find(directoryId, stamp, rows))
+        return true;
+    if (!VornSyncFileRows(*this).readPacked(directoryId, rows))
+        return false;
+    m_rowCache.keep(directoryId, stamp, rows);
+    return true;
 }
 
 bool VornSyncDatabase::readFileRow(int directoryId, const QString& fileName, VornSyncFileRow& row,

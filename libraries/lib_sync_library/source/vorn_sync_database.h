@@ -1,7 +1,7 @@
 #pragma once
 
 #include "vorn_sqlite_database.h"
-#include "vorn_sync_packed_rows.h"
+#include "vorn_sync_row_cache.h"
 #include "vorn_sync_row_changes.h"
 #include "vorn_sync_types.h"
 
@@ -150,7 +150,7 @@ public:
     QList<QVariantMap> getFilesByStatusMask(int directoryId, int mask);
     QList<QVariantMap> getFilesByStatus(int directoryId, int status);
 
-    // All rows of a directory, as they were at one moment. From then on isRowChangedSinceRead tells which of them have
+    // All rows of a directory, as they are at one moment. From then on isRowChangedSinceRead tells which of them have
     // been written, by any thread through this object. Not inside a transaction.
     bool readDirectoryRows(int directoryId, const RowVisitor& visit);
     bool readFileRow(int directoryId, const QString& fileName, VornSyncFileRow& row, bool& found);
@@ -207,6 +207,7 @@ private:
     bool change(int directoryId, const QString& fileName, const std::function<bool()>& write);
     int singleId(const QString& sql, const QVariantList& values);
     bool readTracked(int directoryId, const QString& fileName, TrackedFile& tracked);
+    bool readPackedRows(int directoryId, VornSyncPackedRows& rows);
     bool readStaleRows(QVector<StaleRow>& staleRows);
 
     // What is inside a transaction.
@@ -235,6 +236,7 @@ private:
     void traceFile(const char* method, int directoryId, const QString& fileName, bool done);
 
     VornSyncRowChanges m_changes;
+    VornSyncRowCache m_rowCache;
     std::atomic<int> m_directoriesVersion{0};
     std::atomic<int> m_resetCount{0};
     static constexpr int kNoSchema = -1;

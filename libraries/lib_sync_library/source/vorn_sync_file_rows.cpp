@@ -1,7 +1,6 @@
 #include "vorn_sync_file_rows.h"
 
 #include "vorn_sqlite_database.h"
-#include "vorn_sqlite_silence.h"
 #include "vorn_sync_distant_marks.h"
 #include "vorn_sync_times.h"
 #include "vorn_sync_types.h"
@@ -18,29 +17,10 @@ QString marksOfRows()
 
 } // namespace
 
-// Packed, or row by row where the rows are of a kind that can't be packed, or are too many for one value. Whatever
-// goes wrong with the packed ones, the plain statement decides, and says, what it is.
-bool VornSyncFileRows::readDirectory(int directoryId, const Visitor& visit)
-{
-    VornSyncPackedRows packed;
-    if (readPacked(directoryId, packed)) {
-        packed.forEach(visit);
-        return true;
-    }
-    return readOneByOne(QStringLiteral("f.directories_id = ?"), {directoryId},
-                        [&visit](const VornSyncFileRow& row) {
-                            const QByteArray name = row.fileName.toUtf8();
-                            VornSyncFileRow nameless = row;
-                            nameless.fileName.clear();
-                            visit(std::string_view(name.constData(), std::size_t(name.size())), nameless);
-                        });
-}
-
 // As bytes: SQLite would make UTF-16 of each text for Qt. The bytes are UTF-8 only in a file of that encoding, as the
 // library makes it.
 bool VornSyncFileRows::readPacked(int directoryId, VornSyncPackedRows& rows)
 {
-    const VornSqliteSilence silence(m_database);
     const bool areMarks = VornSyncDistantMarks(m_database).hasAny();
     const QString columns =
         QStringLiteral("COUNT(*), CAST('a' AS BLOB) = x'61', CAST(group_concat(f.file_name, '/') AS BLOB), "
@@ -71,25 +51,36 @@ bool VornSyncFileRows::readPacked(int directoryId, VornSyncPackedRows& rows)
     return done && isUtf8 && rows.isSound();
 }
 
+bool VornSyncFileRows::readOneByOne(int directoryId, const Visitor& visit)
+{
+    return readRows(QStringLiteral("f.directories_id = ?"), {directoryId},
+                    [&visit](const VornSyncFileRow& row) {
+                        const QByteArray name = row.fileName.toUtf8();
+                        VornSyncFileRow nameless = row;
+                        nameless.fileName.clear();
+                        visit(std::string_view(name.constData(), std::size_t(name.size())), nameless);
+                    });
+}
+
 bool VornSyncFileRows::readFile(int directoryId, const QString& fileName, VornSyncFileRow& row, bool& found)
 {
     int count = 0;
     VornSyncFileRow read;
     // Qt binds a null text as NULL; to us it is an empty text.
     const QString name = fileName.isNull() ? QString(QLatin1String("")) : fileName;
-    const bool done = readOneByOne(QStringLiteral("f.file_name = ? AND f.directories_id = ?"),
-                                   {name, directoryId}, [&](const VornSyncFileRow& visited) {
-                                       ++count;
-                                       read = visited;
-                                   });
+    const bool done = readRows(QStringLiteral("f.file_name = ? AND f.directories_id = ?"),
+                               {name, directoryId}, [&](const VornSyncFileRow& visited) {
+                                   ++count;
+                                   read = visited;
+                               });
     found = count == 1;
     if (found)
         row = read;
     return done;
 }
 
-bool VornSyncFileRows::readOneByOne(const QString& condition, const QVariantList& values,
-                                    const std::function<void(const VornSyncFileRow& row)>& visit)
+bool VornSyncFileRows::readRows(const QString& condition, const QVariantList& values,
+                                const std::function<void(const VornSyncFileRow& row)>& visit)
 {
     const QString columns = QStringLiteral("f.file_name, f.status, f.size, f.local_lmd, f.distant_lmd = ?");
     const bool areMarks = VornSyncDistantMarks(m_database).hasAny();

@@ -90,3 +90,12 @@ void VornSyncPackedRows::forEach(const Visitor& visit) const
         visit(nameValues.next(), row);
     }
 }
+
+qint64 VornSyncPackedRows::byteCount() const
+{
+    qint64 bytes = 0;
+    for (const QByteArray* column :
+         {&names, &statuses, &sizes, &localLmds, &undefined, &markedSizes, &markedLmds})
+        bytes += column->size();
+    return bytes;
+}

@@ -36,8 +36,9 @@ struct VornSyncPackedRows
     // False when a value is missing, holds a separator, or is no number where one belongs: then nothing can be told of
     // the rows.
     bool isSound() const;
-    // Each row of a sound one.
+    // Each row of sound ones.
     void forEach(const Visitor& visit) const;
+    qint64 byteCount() const;
 
     int count = 0;
     QByteArray names;

@@ -5,6 +5,8 @@
 
 #include <QSqlError>
 
+#include <atomic>
+
 namespace {
 
 // SQLite's own names for the result codes that end a statement and nothing else. Any other failure (a full
@@ -113,6 +115,8 @@ bool VornSqliteConnection::open()
         addError(m_database.lastError().text());
         return false;
     }
+    static std::atomic<quint64> openings{0};
+    m_handleNumber = ++openings;
     if (configure())
         return true;
     close();
