@@ -1,6 +1,7 @@
 #pragma once
 
 #include "vorn_sqlite_database.h"
+#include "vorn_sync_counters.h"
 #include "vorn_sync_row_cache.h"
 #include "vorn_sync_row_changes.h"
 #include "vorn_sync_types.h"
@@ -16,25 +17,6 @@
 #include <optional>
 
 struct VornSyncComparison;
-
-// A file in error, as the host is told of it.
-struct VornSyncErrorFile
-{
-    QString aliasName;
-    QString fileName;
-    int status = ceSfsUnknown;
-    int errorCode = ceSecNone;
-    int directoryId = VornSyncTypes::kNoDirectoryId;
-};
-
-// What triggers of the state database keep of its files, whoever writes them.
-struct VornSyncKeptCounters
-{
-    int pending = 0; // files of the statuses 0, 18, 34 and 66
-    int done = 0;    // files of status 17
-    // As long as it is the same, getErrorFiles and countFilesInError give what they gave.
-    qint64 errorRevision = 0;
-};
 
 // The state database: directories, tracked files and their states, and all SQL of the library. Lives on the
 // host's thread; every method may be called from any thread. errorOccurred is emitted after the statement, its
@@ -53,7 +35,7 @@ public:
 
     using RowVisitor = VornSyncPackedRows::Visitor;
     using NameVisitor = std::function<void(const QString& fileName)>;
-    using ErrorFileVisitor = std::function<void(const VornSyncErrorFile& file)>;
+    using ErrorFileVisitor = VornSyncCounters::ErrorFileVisitor;
     using StillActiveTest = std::function<bool(int directoryId, const QString& fileName)>;
 
     explicit VornSyncDatabase(const QString& databasePath);
@@ -201,8 +183,6 @@ private:
     struct StaleRow;
     enum class Recorded { Yes, No, Unwanted };
 
-    bool areTriggersInPlace();
-    std::optional<VornSyncKeptCounters> readKeptCounters(int& schema);
     // Runs `write` as one transaction, which is undone when it gives false, and notes the row as changed.
     bool change(int directoryId, const QString& fileName, const std::function<bool()>& write);
     int singleId(const QString& sql, const QVariantList& values);
@@ -237,9 +217,7 @@ private:
 
     VornSyncRowChanges m_changes;
     VornSyncRowCache m_rowCache;
+    VornSyncCounters m_counters{*this};
     std::atomic<int> m_directoriesVersion{0};
     std::atomic<int> m_resetCount{0};
-    static constexpr int kNoSchema = -1;
-    std::atomic<int> m_triggersSchema{
-        kNoSchema}; // SQLite's number of the schema in which all triggers were found
 };
