@@ -164,7 +164,8 @@ bool VornSqliteConnection::run(const QString& sql, const QVariantList& values, c
 {
     if (m_isTransactionBroken || !open())
         return false;
-    if (isKeptStatement(sql))
+    // What is kept already need not be looked at again.
+    if (m_kept.find(sql) != m_kept.end() || isKeptStatement(sql))
         return runKept(sql, values, reader);
     QSqlQuery query(m_database);
     query.setForwardOnly(true);
