@@ -1,6 +1,7 @@
 // What the comparison scripts run beside a peer's program. Prints one JSON object.
 //   vorn_sync_bench prepare ROOT N               makes a mirrored directory of N files
-//   vorn_sync_bench pass DATABASE                one pass over it that finds nothing to do
+//   vorn_sync_bench pass DATABASE [N]            one pass over it that finds nothing to do, after N others (0): the first
+//                                                reads all rows, the second finds that nobody wrote any since
 //   vorn_sync_bench floor LOCAL DISTANT          lists both and asks for each file, and nothing else
 //   vorn_sync_bench copy SOURCE DESTINATION      one file, as a copy task of the library sends it
 //   vorn_sync_bench open DATABASE                brings a state database of any generation to the current schema
@@ -35,8 +36,8 @@ QJsonObject run(const QStringList& words)
     const QString what = words.value(0);
     if (what == QLatin1String("prepare") && words.size() == 3)
         return prepare(words.at(1), words.at(2).toInt());
-    if (what == QLatin1String("pass") && words.size() == 2)
-        return EngineBench::pass(words.at(1));
+    if (what == QLatin1String("pass") && (words.size() == 2 || words.size() == 3))
+        return EngineBench::pass(words.at(1), words.value(2).toInt());
     if (what == QLatin1String("floor") && words.size() == 3)
         return BenchFigures::measured([&words] { return ScanFloor::scan(words.at(1), words.at(2)) > 0; });
     if (what == QLatin1String("copy") && words.size() == 3)
@@ -56,7 +57,7 @@ int main(int argc, char** argv)
     const QJsonObject figures = run(QCoreApplication::arguments().mid(1));
     if (figures.isEmpty()) {
         QTextStream(stderr)
-            << "usage: vorn_sync_bench prepare ROOT N | pass DATABASE | copy SOURCE DESTINATION | "
+            << "usage: vorn_sync_bench prepare ROOT N | pass DATABASE [N] | copy SOURCE DESTINATION | "
                "open DATABASE | refresh DATABASE nobody|own|other N\n";
         return 2;
     }

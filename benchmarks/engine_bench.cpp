@@ -78,7 +78,7 @@ private:
 
 } // namespace
 
-QJsonObject EngineBench::pass(const QString& databasePath)
+QJsonObject EngineBench::pass(const QString& databasePath, int passesBefore)
 {
     VornSyncDatabase database(databasePath);
     if (!database.initialize())
@@ -88,6 +88,8 @@ QJsonObject EngineBench::pass(const QString& databasePath)
     synchronizer.initialize(&database);
     int tasks = 0;
     QObject::connect(&synchronizer, &VornSyncSynchronizer::sigRunTask, [&tasks] { ++tasks; });
+    for (int i = 0; i < passesBefore; ++i)
+        synchronizer.synchronizeDirectory(id);
     return BenchFigures::measured([&] {
         synchronizer.synchronizeDirectory(id);
         return tasks == 0 && database.countFilesInError() == 0;

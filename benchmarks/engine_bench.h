@@ -6,8 +6,8 @@
 // Parts of the library, each measured by itself.
 namespace EngineBench {
 
-// A pass over the directory of a prepared root that finds nothing to do.
-QJsonObject pass(const QString& databasePath);
+// A pass over the directory of a prepared root that finds nothing to do, after so many others.
+QJsonObject pass(const QString& databasePath, int passesBefore);
 // One file, as a copy task of the library sends it.
 QJsonObject copy(const QString& source, const QString& destination);
 // A state database of any generation is opened: the current schema is brought about.

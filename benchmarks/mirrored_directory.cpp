@@ -61,7 +61,9 @@ void MirroredDirectory::recordFiles(int fileCount) const
     database.setDirectoryAvailable(id);
     // In the order in which a first pass meets the files, which is the order its rows would have.
     QStringList names;
-    VornSyncDirectoryListing::read(localPath(), [&names](const auto& entry) { names.append(entry.name); });
+    VornSyncDirectoryListing::read(localPath(), [&names](const auto& entry) {
+        names.append(QString::fromUtf8(entry.name.data(), int(entry.name.size())));
+    });
     for (int begin = 0; begin < fileCount; begin += kRowsPerTransaction) {
         VornSqliteTransaction transaction(database);
         for (int i = begin; i < qMin(fileCount, begin + kRowsPerTransaction); ++i) {

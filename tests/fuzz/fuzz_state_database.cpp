@@ -44,7 +44,10 @@ void useDatabase(VornSyncDatabase& database)
     const QList<int> ids = database.getDirectoryIds(false);
     for (int known : ids) {
         QVector<VornSyncFileRow> rows;
-        database.readDirectoryRows(known, [&rows](const VornSyncFileRow& row) { rows.append(row); });
+        database.readDirectoryRows(known, [&rows](std::string_view name, const VornSyncFileRow& row) {
+            rows.append(row);
+            rows.last().fileName = QString::fromUtf8(name.data(), int(name.size()));
+        });
         for (const VornSyncFileRow& row : rows) {
             VornSyncFileRow again;
             bool found = false;

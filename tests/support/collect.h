@@ -1,11 +1,18 @@
 #pragma once
 
+#include "vorn_sync_packed_rows.h"
+
+#include <QVector>
+
 namespace VornSyncTest {
 
-// A visitor that appends what it is shown: `readDirectoryRows(id, into(rows))`.
-template<typename Container> auto into(Container& container)
+// A visitor that appends what it is shown, with its name: `readDirectoryRows(id, into(rows))`.
+inline auto into(QVector<VornSyncFileRow>& rows)
 {
-    return [&container](const auto& item) { container.append(item); };
+    return [&rows](std::string_view name, const VornSyncFileRow& row) {
+        rows.append(row);
+        rows.last().fileName = QString::fromUtf8(name.data(), int(name.size()));
+    };
 }
 
 } // namespace VornSyncTest

@@ -32,7 +32,12 @@ namespace {
 
 constexpr int kManyEntries = 300; // more than are read between two looks at the thread
 
-using Entry = VornSyncDirectoryListing::Entry;
+struct Entry
+{
+    QString name;
+    bool isPlainFile = false;
+    bool isHidden = false;
+};
 
 // A listing with all that it was shown.
 struct Listed
@@ -62,7 +67,10 @@ Listed list(const QString& path)
 {
     Listed listed;
     listed.listing =
-        VornSyncDirectoryListing::read(path, [&listed](const Entry& entry) { listed.entries.append(entry); });
+        VornSyncDirectoryListing::read(path, [&listed](const VornSyncDirectoryListing::Entry& entry) {
+            listed.entries.append({QString::fromUtf8(entry.name.data(), int(entry.name.size())),
+                                   entry.isPlainFile, entry.isHidden});
+        });
     return listed;
 }
 

@@ -264,6 +264,7 @@ void TestSyncTypes::fileNames()
     QFETCH(QString, name);
     QFETCH(bool, isValid);
     QCOMPARE(VornSyncTypes::isValidFileName(name), isValid);
+    QCOMPARE(VornSyncTypes::isValidFileName(std::string_view(name.toStdString())), isValid);
 }
 
 QTEST_GUILESS_MAIN(TestSyncTypes)

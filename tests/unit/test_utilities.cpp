@@ -27,6 +27,7 @@ private slots:
     void date();
     void lastPathSeparator_data();
     void lastPathSeparator();
+    void ascii();
     void associatedDirectory_data();
     void associatedDirectory();
     void associatedDirectoryNeedsADirectory();
@@ -73,6 +74,21 @@ void TestUtilities::lastPathSeparator()
     QFETCH(QString, path);
     QFETCH(QString, expected);
     QCOMPARE(addLastPathSepIfNeeded(path), expected);
+}
+
+// A byte that is none may stand in the part that is looked at eight bytes at a time, or behind it.
+void TestUtilities::ascii()
+{
+    for (std::size_t size = 0; size < 40; ++size) {
+        std::string name(size, '\x7f');
+        QVERIFY(isAscii(name));
+        for (std::size_t i = 0; i < size; ++i) {
+            name[i] = '\x80';
+            QVERIFY(!isAscii(name));
+            name[i] = '\0';
+        }
+        QVERIFY(isAscii(name));
+    }
 }
 
 void TestUtilities::associatedDirectory_data()

@@ -1,13 +1,13 @@
 #include "vorn_sync_database.h"
 
 #include "vorn_planted_bugs.h"
+#include "vorn_sqlite_silence.h"
 #include "vorn_sqlite_transaction.h"
 #include "vorn_sync_distant_marks.h"
-#include "vorn_sync_error_revision.h"
 #include "vorn_sync_file_comparison.h"
+#include "vorn_sync_file_rows.h"
 #include "vorn_sync_log.h"
 #include "vorn_sync_migration.h"
-#include "vorn_sync_status_counts.h"
 #include "vorn_sync_times.h"
 
 #include <QSqlQuery>
@@ -142,7 +142,7 @@ bool VornSyncDatabase::reset()
     // The other threads' statements wait until the tables are there again.
     bool isInitialized = false;
     const bool isReset = resetFile([&] { isInitialized = initialize(); });
-    m_triggersSchema = kNoSchema; // a number of the old file
+    m_counters.forgetFile();
     m_changes.noteAll();
     ++m_directoriesVersion;
     ++m_resetCount;
@@ -771,50 +771,33 @@ QList<QVariantMap> VornSyncDatabase::getFilesByStatus(int directoryId, int statu
 bool VornSyncDatabase::readDirectoryRows(int directoryId, const RowVisitor& visit)
 {
     m_changes.begin(directoryId);
-    return readRows(QStringLiteral("f.directories_id = ?"), {directoryId}, visit);
+    VornSyncPackedRows rows;
+    if (!readPackedRows(directoryId, rows))
+        return VornSyncFileRows(*this).readOneByOne(directoryId, visit);
+    rows.forEach(visit);
+    return true;
+}
+
+// In silence: what goes wrong here the other way of reading meets, too.
+bool VornSyncDatabase::readPackedRows(int directoryId, VornSyncPackedRows& rows)
+{
+    const VornSqliteSilence silence(*this);
+    const std::optional<VornSqliteVersion> file = version();
+    if (!file)
+        return false;
+    const VornSyncRowsStamp stamp{*file, m_changes.writeCount()};
+    if (m_rowCache.find(directoryId, stamp, rows))
+        return true;
+    if (!VornSyncFileRows(*this).readPacked(directoryId, rows))
+        return false;
+    m_rowCache.keep(directoryId, stamp, rows);
+    return true;
 }
 
 bool VornSyncDatabase::readFileRow(int directoryId, const QString& fileName, VornSyncFileRow& row,
                                    bool& found)
 {
-    int count = 0;
-    VornSyncFileRow read;
-    const bool done = readRows(QStringLiteral("f.file_name = ? AND f.directories_id = ?"),
-                               fileKey(fileName, directoryId), [&](const VornSyncFileRow& visited) {
-                                   ++count;
-                                   read = visited;
-                               });
-    found = count == 1;
-    if (found)
-        row = read;
-    return done;
-}
-
-bool VornSyncDatabase::readRows(const QString& condition, const QVariantList& values, const RowVisitor& visit)
-{
-    const QString columns = QStringLiteral("f.file_name, f.status, f.size, f.local_lmd, f.distant_lmd = ?");
-    const QString marks = QStringLiteral("LEFT JOIN distant_newer_marks m ON m.file_name = f.file_name AND "
-                                         "m.directories_id = f.directories_id");
-    const bool areMarks = VornSyncDistantMarks(*this).hasAny();
-    const QString sql =
-        areMarks ? QStringLiteral("SELECT %1, m.local_size, m.local_lmd FROM file_tracking f %2 WHERE %3")
-                       .arg(columns, marks, condition)
-                 : QStringLiteral("SELECT %1 FROM file_tracking f WHERE %2").arg(columns, condition);
-    return forEachRow(sql, QVariantList{VornSyncTypes::undefinedTimeText()} + values,
-                      [&](const QSqlQuery& read) {
-                          VornSyncFileRow row;
-                          row.fileName = read.value(0).toString();
-                          row.status = read.value(1).toInt();
-                          row.size = read.value(2).toLongLong();
-                          row.localLmdSecs = VornSyncTimes::secsFromText(read.value(3).toString());
-                          row.distantLmdUndefined = read.value(4).toBool();
-                          row.isDistantNewer = areMarks && !read.isNull(5);
-                          if (row.isDistantNewer) {
-                              row.markedLocalSize = read.value(5).toLongLong();
-                              row.markedLocalLmdSecs = VornSyncTimes::secsFromText(read.value(6).toString());
-                          }
-                          visit(row);
-                      });
+    return VornSyncFileRows(*this).readFile(directoryId, fileName, row, found);
 }
 
 bool VornSyncDatabase::isAnyRowChangedSinceRead(int directoryId) const
@@ -1070,41 +1053,12 @@ int VornSyncDatabase::cleanupInconsistentTrashedDates()
 
 int VornSyncDatabase::countFilesByStatuses(const QList<int>& statuses)
 {
-    if (statuses.isEmpty())
-        return 0;
-    int files = 0;
-    if (VornSyncStatusCounts(*this).count(statuses, files))
-        return files;
-    QStringList placeholders;
-    QVariantList values;
-    for (int status : statuses) {
-        placeholders << QStringLiteral("?");
-        values << status;
-    }
-    QVariantList counts;
-    if (!executeQuery(counts,
-                      QStringLiteral("SELECT COUNT(*) AS n FROM file_tracking WHERE status IN (%1)")
-                          .arg(placeholders.join(QLatin1String(", "))),
-                      values)) {
-        VORN_SYNC_TRACE(kTag, "countFilesByStatuses",
-                        QStringLiteral("ERROR: countFilesByStatuses query failed"));
-        return 0;
-    }
-    return counts.value(0).toInt();
+    return m_counters.countByStatuses(statuses);
 }
 
 int VornSyncDatabase::countFilesInError(bool* succeeded)
 {
-    QVariantList counts;
-    const bool done =
-        executeQuery(counts,
-                     QStringLiteral("SELECT COUNT(*) AS n FROM file_tracking WHERE (status & ?) != 0 AND "
-                                    "error_code != 0"),
-                     {VornSyncTypes::kErrorBit});
-    set(succeeded, done);
-    if (!done)
-        VORN_SYNC_TRACE(kTag, "countFilesInError", QStringLiteral("ERROR: countFilesInError query failed"));
-    return done ? counts.value(0).toInt() : 0;
+    return m_counters.countInError(succeeded);
 }
 
 QList<QVariantMap> VornSyncDatabase::getErrorFiles()
@@ -1122,66 +1076,12 @@ QList<QVariantMap> VornSyncDatabase::getErrorFiles()
 
 bool VornSyncDatabase::readErrorFiles(const ErrorFileVisitor& visit)
 {
-    VornSyncErrorFile file;
-    return forEachRow(
-        QStringLiteral("SELECT ft.file_name, ft.status, ft.error_code,        ft.directories_id, "
-                       "d.alias_name FROM file_tracking ft INNER JOIN directories d ON d.id = "
-                       "ft.directories_id WHERE (ft.status & ?) != 0 AND ft.error_code != 0 ORDER BY "
-                       "d.alias_name, ft.file_name"),
-        {VornSyncTypes::kErrorBit}, [&](const QSqlQuery& row) {
-            file.fileName = row.value(0).toString();
-            file.status = row.value(1).toInt();
-            file.errorCode = row.value(2).toInt();
-            file.directoryId = row.value(3).toInt();
-            file.aliasName = row.value(4).toString();
-            visit(file);
-        });
+    return m_counters.readErrorFiles(visit);
 }
 
-// Without one of its triggers a table says nothing. They are looked for when the schema is not the one in which they
-// were found; they may have gone with a table that was moved aside.
 std::optional<VornSyncKeptCounters> VornSyncDatabase::keptCounters()
 {
-    if (m_triggersSchema == kNoSchema && !areTriggersInPlace())
-        return std::nullopt;
-    int schema = kNoSchema;
-    const std::optional<VornSyncKeptCounters> kept = readKeptCounters(schema);
-    if (kept && schema == m_triggersSchema)
-        return kept;
-    const bool areKept = kept && areTriggersInPlace();
-    m_triggersSchema = areKept ? schema : kNoSchema;
-    return areKept ? kept : std::nullopt;
-}
-
-bool VornSyncDatabase::areTriggersInPlace()
-{
-    static const int triggerCount =
-        VornSyncStatusCounts::triggerCount() + VornSyncErrorRevision::triggerCount();
-    QVariantList triggers;
-    return executeQuery(
-               triggers,
-               QStringLiteral("SELECT COUNT(*) FROM sqlite_master WHERE type = 'trigger' AND tbl_name IN "
-                              "('file_tracking', 'directories') AND (name GLOB ? OR name GLOB ?)"),
-               {VornSyncStatusCounts::triggerPattern(), VornSyncErrorRevision::triggerPattern()}) &&
-           triggers.value(0).toInt() == triggerCount;
-}
-
-std::optional<VornSyncKeptCounters> VornSyncDatabase::readKeptCounters(int& schema)
-{
-    std::optional<VornSyncKeptCounters> kept;
-    forEachRow(
-        QStringLiteral("SELECT revision, (SELECT COALESCE(SUM(files), 0) FROM file_tracking_counts WHERE "
-                       "status IN (?, ?, ?, ?)), (SELECT COALESCE(SUM(files), 0) FROM "
-                       "file_tracking_counts WHERE status = ?), (SELECT schema_version FROM "
-                       "pragma_schema_version) FROM file_tracking_errors"),
-        {int(ceSfsUnknown), int(ceSfsPendingSync), int(ceSfsPendingDelete), int(ceSfsPendingRestore),
-         int(ceSfsUpToDate)},
-        [&](const QSqlQuery& row) {
-            kept =
-                VornSyncKeptCounters{row.value(1).toInt(), row.value(2).toInt(), row.value(0).toLongLong()};
-            schema = row.value(3).toInt();
-        });
-    return kept;
+    return m_counters.kept();
 }
 
 // --- Traces ---------------------------------------------------------------------------------------------

@@ -1,6 +1,8 @@
 #pragma once
 
 #include "vorn_sqlite_database.h"
+#include "vorn_sync_counters.h"
+#include "vorn_sync_row_cache.h"
 #include "vorn_sync_row_changes.h"
 #include "vorn_sync_types.h"
 
@@ -15,38 +17,6 @@
 #include <optional>
 
 struct VornSyncComparison;
-
-// What a pass needs of one row of file_tracking, and of its mark.
-struct VornSyncFileRow
-{
-    QString fileName;
-    int status = ceSfsUnknown;
-    qint64 size = 0;                  // bytes at the last recorded synchronisation
-    qint64 localLmdSecs = 0;          // local time at that moment, since the epoch; 0: not known
-    bool distantLmdUndefined = false; // the distant time is still to be found out
-    bool isDistantNewer = false;      // marked: verification found a newer version on the distant side
-    qint64 markedLocalSize = 0;       // the local file as it was when the mark was set
-    qint64 markedLocalLmdSecs = 0;
-};
-
-// A file in error, as the host is told of it.
-struct VornSyncErrorFile
-{
-    QString aliasName;
-    QString fileName;
-    int status = ceSfsUnknown;
-    int errorCode = ceSecNone;
-    int directoryId = VornSyncTypes::kNoDirectoryId;
-};
-
-// What triggers of the state database keep of its files, whoever writes them.
-struct VornSyncKeptCounters
-{
-    int pending = 0; // files of the statuses 0, 18, 34 and 66
-    int done = 0;    // files of status 17
-    // As long as it is the same, getErrorFiles and countFilesInError give what they gave.
-    qint64 errorRevision = 0;
-};
 
 // The state database: directories, tracked files and their states, and all SQL of the library. Lives on the
 // host's thread; every method may be called from any thread. errorOccurred is emitted after the statement, its
@@ -63,9 +33,9 @@ public:
     // A text column of the table directories.
     enum DirectoryField { AliasName = 0, LocalPath = 1, DistantPath = 2, TrashPath = 3 };
 
-    using RowVisitor = std::function<void(const VornSyncFileRow& row)>;
+    using RowVisitor = VornSyncPackedRows::Visitor;
     using NameVisitor = std::function<void(const QString& fileName)>;
-    using ErrorFileVisitor = std::function<void(const VornSyncErrorFile& file)>;
+    using ErrorFileVisitor = VornSyncCounters::ErrorFileVisitor;
     using StillActiveTest = std::function<bool(int directoryId, const QString& fileName)>;
 
     explicit VornSyncDatabase(const QString& databasePath);
@@ -162,8 +132,8 @@ public:
     QList<QVariantMap> getFilesByStatusMask(int directoryId, int mask);
     QList<QVariantMap> getFilesByStatus(int directoryId, int status);
 
-    // All rows of a directory in one statement, one by one: a million of them are not held twice. From then on
-    // isRowChangedSinceRead tells which of them have been written, by any thread through this object.
+    // All rows of a directory, as they are at one moment. From then on isRowChangedSinceRead tells which of them have
+    // been written, by any thread through this object. Not inside a transaction.
     bool readDirectoryRows(int directoryId, const RowVisitor& visit);
     bool readFileRow(int directoryId, const QString& fileName, VornSyncFileRow& row, bool& found);
     // True also for every row of a directory other than the one read last; so is the cheaper question for any row.
@@ -213,13 +183,11 @@ private:
     struct StaleRow;
     enum class Recorded { Yes, No, Unwanted };
 
-    bool areTriggersInPlace();
-    std::optional<VornSyncKeptCounters> readKeptCounters(int& schema);
     // Runs `write` as one transaction, which is undone when it gives false, and notes the row as changed.
     bool change(int directoryId, const QString& fileName, const std::function<bool()>& write);
     int singleId(const QString& sql, const QVariantList& values);
     bool readTracked(int directoryId, const QString& fileName, TrackedFile& tracked);
-    bool readRows(const QString& condition, const QVariantList& values, const RowVisitor& visit);
+    bool readPackedRows(int directoryId, VornSyncPackedRows& rows);
     bool readStaleRows(QVector<StaleRow>& staleRows);
 
     // What is inside a transaction.
@@ -248,9 +216,8 @@ private:
     void traceFile(const char* method, int directoryId, const QString& fileName, bool done);
 
     VornSyncRowChanges m_changes;
+    VornSyncRowCache m_rowCache;
+    VornSyncCounters m_counters{*this};
     std::atomic<int> m_directoriesVersion{0};
     std::atomic<int> m_resetCount{0};
-    static constexpr int kNoSchema = -1;
-    std::atomic<int> m_triggersSchema{
-        kNoSchema}; // SQLite's number of the schema in which all triggers were found
 };

@@ -3,11 +3,11 @@
 #include "vorn_planted_bugs.h"
 #include "vorn_sync_log.h"
 #include "vorn_sync_open_directory.h"
+#include "vorn_utilities.h"
 
 #include <QFile>
 #include <QThread>
 
-#include <cstring>
 #include <system_error>
 
 namespace {
@@ -16,20 +16,6 @@ constexpr auto kTag = "Sync: ";
 
 // Asking once an entry whether the thread is to stop would cost more than reading the entry.
 constexpr int kEntriesPerInterruptionCheck = 256;
-
-// An ASCII name goes into the text that is there already, without an allocation and without a codec.
-bool setAscii(const char* nativeName, QString& name)
-{
-    const int size = int(std::strlen(nativeName));
-    name.resize(size);
-    QChar* chars = name.data();
-    for (int i = 0; i < size; ++i) {
-        if ((nativeName[i] & 0x80) != 0)
-            return false;
-        chars[i] = QLatin1Char(nativeName[i]);
-    }
-    return true;
-}
 
 } // namespace
 
@@ -46,6 +32,7 @@ VornSyncDirectoryListing VornSyncDirectoryListing::read(VornSyncOpenDirectory& d
 {
     VornSyncDirectoryListing listing;
     Entry entry;
+    QByteArray utf8;
     int count = 0;
     for (; directory.next(); ++count) {
         if (count % kEntriesPerInterruptionCheck == 0 &&
@@ -53,10 +40,10 @@ VornSyncDirectoryListing VornSyncDirectoryListing::read(VornSyncOpenDirectory& d
             listing.m_outcome = Outcome::Interrupted;
             return listing;
         }
-        if (!readName(directory.name(), entry))
+        if (!readName(directory.name(), utf8, entry.name))
             continue;
         entry.isPlainFile = directory.isPlainFile();
-        entry.isHidden = entry.name.startsWith(QLatin1Char('.'));
+        entry.isHidden = entry.name.front() == '.';
         visit(entry);
     }
 
@@ -74,14 +61,18 @@ VornSyncDirectoryListing VornSyncDirectoryListing::read(VornSyncOpenDirectory& d
     return listing;
 }
 
-bool VornSyncDirectoryListing::readName(const char* nativeName, Entry& entry)
+bool VornSyncDirectoryListing::readName(const char* nativeName, QByteArray& utf8, std::string_view& name)
 {
-    if (setAscii(nativeName, entry.name))
+    name = nativeName;
+    if (isAscii(name))
         return true;
-    entry.name = QFile::decodeName(nativeName);
-    if (QFile::encodeName(entry.name) == nativeName)
-        return true;
-    VORN_SYNC_TRACE(kTag, "listDirectory",
-                    QStringLiteral("Skip a name that the locale can't represent: '%1'").arg(entry.name));
-    return false;
+    const QString decoded = QFile::decodeName(nativeName);
+    if (QFile::encodeName(decoded) != nativeName) {
+        VORN_SYNC_TRACE(kTag, "listDirectory",
+                        QStringLiteral("Skip a name that the locale can't represent: '%1'").arg(decoded));
+        return false;
+    }
+    utf8 = decoded.toUtf8();
+    name = std::string_view(utf8.constData(), std::size_t(utf8.size()));
+    return true;
 }

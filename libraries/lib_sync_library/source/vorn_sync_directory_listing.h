@@ -4,6 +4,7 @@
 #include <QString>
 
 #include <functional>
+#include <string_view>
 
 class VornSyncOpenDirectory;
 
@@ -21,13 +22,13 @@ public:
 
     struct Entry
     {
-        QString name;
+        std::string_view name;    // in UTF-8, whatever the locale
         bool isPlainFile = false; // a regular file, or a link to one
         bool isHidden = false;    // leading dot
     };
 
     // Reads the entries one by one, of whatever kind, but those whose name the locale can't represent. The
-    // entry is reused: a visitor that keeps its name shares it.
+    // name is valid during the call.
     using Visitor = std::function<void(const Entry& entry)>;
     static VornSyncDirectoryListing read(const QString& directoryPath, const Visitor& visit);
     // Of a directory that has just been opened; an empty path was none.
@@ -39,7 +40,8 @@ public:
     QString errorText() const { return m_errorText; }
 
 private:
-    static bool readName(const char* nativeName, Entry& entry);
+    // `utf8` holds the name where it is not the native one.
+    static bool readName(const char* nativeName, QByteArray& utf8, std::string_view& name);
 
     Outcome m_outcome = Outcome::Missing;
     QString m_errorText;

@@ -86,8 +86,10 @@ bool VornSyncExclusions::hasSideCarBeside(const QString& filePath) const
     bool hasSideCar = false;
     using Listing = VornSyncDirectoryListing;
     const Listing listing = Listing::read(file.path(), [&](const Listing::Entry& entry) {
-        hasSideCar = hasSideCar || (entry.isPlainFile && !entry.isHidden && entry.name.startsWith(fileName) &&
-                                    entry.name != fileName && matches(entry.name));
+        if (hasSideCar || !entry.isPlainFile || entry.isHidden)
+            return;
+        const QString name = QString::fromUtf8(entry.name.data(), int(entry.name.size()));
+        hasSideCar = name.startsWith(fileName) && name != fileName && matches(name);
     });
     // What was not listed, at shutdown or on a failing disk, may be the one that was looked for.
     return hasSideCar || listing.outcome() == Listing::Outcome::Failed ||

@@ -1,30 +1,32 @@
 #pragma once
 
 #include <QHash>
-#include <QString>
-#include <QStringView>
 
+#include <string>
+#include <string_view>
 #include <vector>
 
-// Names by number and numbers by name. All characters stand in one text, so that a million names are a few large
-// blocks, which go back to the system when they are done with, and not a million small ones. A value, used on one
+// Names by number and numbers by name, in UTF-8. All characters stand in one text, so that a million names are a few
+// large blocks, which go back to the system when they are done with, and not a million small ones. A value, used on one
 // thread.
 class VornSyncNameTable
 {
 public:
-    void append(QStringView name)
+    void append(std::string_view name)
     {
-        m_begins.push_back(int(m_characters.size()));
-        m_characters.append(name.data(), int(name.size()));
+        m_begins.push_back(m_characters.size());
+        m_characters.append(name);
+        m_characters.push_back('\0');
     }
 
     int count() const { return int(m_begins.size()); }
-    // Valid until the next name is appended.
-    QStringView at(int number) const
+    // Valid until the next name is appended; a NUL stands behind it.
+    std::string_view at(int number) const
     {
-        const int begin = m_begins[std::size_t(number)];
-        const int end = number + 1 < count() ? m_begins[std::size_t(number) + 1] : int(m_characters.size());
-        return QStringView(m_characters).mid(begin, end - begin);
+        const std::size_t begin = m_begins[std::size_t(number)];
+        const std::size_t next =
+            number + 1 < count() ? m_begins[std::size_t(number) + 1] : m_characters.size();
+        return std::string_view(m_characters.data() + begin, next - begin - 1);
     }
 
     // The names are complete: none that is appended from here on will be found.
@@ -34,13 +36,13 @@ public:
 
     // The number of that name among those before freeze(), -1 when there is none. Who asks in the order in which the
     // names were appended is answered at once; the index is made for the first who does not.
-    int find(QStringView name)
+    int find(std::string_view name)
     {
         if (m_next < m_indexedCount && at(m_next) == name)
             return m_next++;
         if (m_slots.empty())
             makeIndex();
-        const uint hash = uint(qHash(name, m_seed));
+        const uint hash = hashOf(name);
         for (std::size_t slot = start(hash); m_slots[slot].number >= 0; slot = next(slot)) {
             if (m_slots[slot].hash == hash && at(m_slots[slot].number) == name) {
                 m_next = m_slots[slot].number + 1;
@@ -65,18 +67,19 @@ private:
             slotCount *= 2;
         m_slots.resize(slotCount);
         for (int number = 0; number < m_indexedCount; ++number) {
-            const uint hash = uint(qHash(at(number), m_seed));
+            const uint hash = hashOf(at(number));
             std::size_t slot = start(hash);
             while (m_slots[slot].number >= 0)
                 slot = next(slot);
             m_slots[slot] = {hash, number};
         }
     }
+    uint hashOf(std::string_view name) const { return uint(qHashBits(name.data(), name.size(), m_seed)); }
     std::size_t start(uint hash) const { return hash & (m_slots.size() - 1); }
     std::size_t next(std::size_t slot) const { return (slot + 1) & (m_slots.size() - 1); }
 
-    QString m_characters;
-    std::vector<int> m_begins;
+    std::string m_characters;
+    std::vector<std::size_t> m_begins;
     int m_indexedCount = 0;
     int m_next = 0; // what will be asked for, if the order is kept
     // A power of two of them, at most half in use; none before the first who needs them.

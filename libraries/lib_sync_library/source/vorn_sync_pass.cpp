@@ -2,6 +2,7 @@
 
 #include "vorn_sync_exclusions.h"
 #include "vorn_sync_open_directory.h"
+#include "vorn_utilities.h"
 
 #include <QFile>
 #include <QThread>
@@ -50,22 +51,26 @@ bool VornSyncPass::gather(QString& error)
 
 bool VornSyncPass::readRows()
 {
-    const bool done = m_database.readDirectoryRows(m_directoryId, [this](const VornSyncFileRow& row) {
-        Item& item = at(append(row.fileName));
-        item.status = row.status;
-        item.size = row.size;
-        item.localLmdSecs = row.localLmdSecs;
-        item.distantLmdUndefined = row.distantLmdUndefined;
-        item.isDistantNewer = row.isDistantNewer;
-        if (row.isDistantNewer)
-            m_marked.insert(count() - 1, row);
-    });
+    const bool done = m_database.readDirectoryRows(
+        m_directoryId, [this](std::string_view name, const VornSyncFileRow& row) { addRow(name, row); });
     m_trackedCount = count();
     m_names.freeze();
     return done;
 }
 
-int VornSyncPass::append(QStringView name)
+void VornSyncPass::addRow(std::string_view name, const VornSyncFileRow& row)
+{
+    Item& item = at(append(name));
+    item.status = row.status;
+    item.size = row.size;
+    item.localLmdSecs = row.localLmdSecs;
+    item.distantLmdUndefined = row.distantLmdUndefined;
+    item.isDistantNewer = row.isDistantNewer;
+    if (row.isDistantNewer)
+        m_marked.insert(count() - 1, row);
+}
+
+int VornSyncPass::append(std::string_view name)
 {
     m_names.append(name);
     m_items.push_back(Item());
@@ -107,7 +112,8 @@ QString VornSyncPass::summary() const
 
 bool VornSyncPass::wasUpToDate(const QString& fileName) const
 {
-    const int item = m_names.find(fileName);
+    const QByteArray name = fileName.toUtf8();
+    const int item = m_names.find(std::string_view(name.constData(), std::size_t(name.size())));
     return item >= 0 && at(item).status == ceSfsUpToDate;
 }
 
@@ -147,11 +153,8 @@ VornSyncPassFile VornSyncPass::file(int item)
 VornSyncFileRow VornSyncPass::readRow(int item) const
 {
     const Item& read = at(item);
-    if (read.isDistantNewer) {
-        VornSyncFileRow marked = m_marked.value(item);
-        marked.fileName.clear();
-        return marked;
-    }
+    if (read.isDistantNewer)
+        return m_marked.value(item);
     VornSyncFileRow row;
     row.status = read.status;
     row.size = read.size;
@@ -186,7 +189,7 @@ VornSyncFileFacts VornSyncPass::localFacts(int item, bool isInError)
 VornSyncFileFacts VornSyncPass::askDisk(int item, bool isInError)
 {
     if (at(item).isInLocalDirectory)
-        return m_localDirectory->facts(nativeName(name(item)));
+        return m_localDirectory->facts(nativeName(item));
     // Hidden files are not listed, and a listing may be old.
     if (!isInError)
         return VornSyncFiles::facts(m_localPath + QLatin1Char('/') + fileName(item));
@@ -195,21 +198,12 @@ VornSyncFileFacts VornSyncPass::askDisk(int item, bool isInError)
     return facts;
 }
 
-// The name as the system takes it. An ASCII name goes into the bytes that are there already, without an allocation and
-// without a codec.
-const char* VornSyncPass::nativeName(QStringView name)
+// The name as the system takes it; valid until the next is asked for.
+const char* VornSyncPass::nativeName(int item)
 {
-    const int size = int(name.size());
-    m_nativeName.resize(size);
-    char* bytes = m_nativeName.data();
-    ushort bits = 0;
-    for (int i = 0; i < size; ++i) {
-        const ushort unit = name.at(i).unicode();
-        bits = ushort(bits | unit);
-        bytes[i] = char(unit);
-    }
-    if (bits > 0x7f)
-        m_nativeName = QFile::encodeName(name.toString());
+    if (isAscii(name(item)))
+        return name(item).data();
+    m_nativeName = QFile::encodeName(fileName(item));
     return m_nativeName.constData();
 }
 

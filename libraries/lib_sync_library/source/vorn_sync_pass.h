@@ -12,6 +12,7 @@
 #include <QStringList>
 
 #include <memory>
+#include <string_view>
 #include <vector>
 
 class VornSyncExclusions;
@@ -49,8 +50,8 @@ public:
     // The files of the pass by number: those with a row first, then the local ones without.
     int trackedCount() const { return m_trackedCount; }
     int count() const { return int(m_items.size()); }
-    QString fileName(int item) const { return name(item).toString(); }
-    QStringView name(int item) const { return m_names.at(item); }
+    QString fileName(int item) const { return QString::fromUtf8(name(item).data(), int(name(item).size())); }
+    std::string_view name(int item) const { return m_names.at(item); } // in UTF-8
     // It had a row when the pass began that was no tombstone.
     bool isTracked(int item) const;
     // The local directory listed it as a plain file that is not hidden.
@@ -90,7 +91,8 @@ private:
     Item& at(int item) { return m_items[std::size_t(item)]; }
     const Item& at(int item) const { return m_items[std::size_t(item)]; }
     bool readRows();
-    int append(QStringView name);
+    void addRow(std::string_view name, const VornSyncFileRow& row);
+    int append(std::string_view name);
     void addLocal(const VornSyncDirectoryListing::Entry& entry);
     void addDistant(const VornSyncDirectoryListing::Entry& entry);
     VornSyncFileRow readRow(int item) const;
@@ -98,7 +100,7 @@ private:
     bool readRowAgain(int item, VornSyncPassFile& file) const;
     VornSyncFileFacts localFacts(int item, bool isInError);
     VornSyncFileFacts askDisk(int item, bool isInError);
-    const char* nativeName(QStringView name);
+    const char* nativeName(int item);
 
     VornSyncDatabase& m_database;
     const int m_directoryId;
@@ -108,7 +110,7 @@ private:
 
     VornSyncDirectoryListing m_distantListing;
     std::unique_ptr<VornSyncOpenDirectory> m_localDirectory; // open as long as its files are asked for
-    QByteArray m_nativeName;                                 // reused for one file after the other
+    QByteArray m_nativeName;                                 // of one that is not ASCII
     bool m_isLocalListed = false;                            // to the end
     VornSyncPassReport m_report;
     std::vector<Item> m_items;

@@ -18,6 +18,7 @@ void VornSyncRowChanges::end()
 
 void VornSyncRowChanges::note(int directoryId, const QString& fileName)
 {
+    ++m_writeCount;
     QMutexLocker lock(&m_mutex);
     if (directoryId != m_directoryId || directoryId == VornSyncTypes::kNoDirectoryId)
         return;
@@ -27,6 +28,7 @@ void VornSyncRowChanges::note(int directoryId, const QString& fileName)
 
 void VornSyncRowChanges::noteAll()
 {
+    ++m_writeCount;
     QMutexLocker lock(&m_mutex);
     if (m_directoryId == VornSyncTypes::kNoDirectoryId)
         return;

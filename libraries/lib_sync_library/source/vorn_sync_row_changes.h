@@ -27,11 +27,15 @@ public:
     void note(int directoryId, const QString& fileName);
     void noteAll();
 
+    // Another number after every row that was noted, of whatever directory.
+    quint64 writeCount() const { return m_writeCount; }
+
     // True also for a directory that is not the one begun with.
     bool isAnyChanged(int directoryId) const { return directoryId != m_directoryId || m_isAnyChanged; }
     bool isChanged(int directoryId, const QString& fileName) const;
 
 private:
+    std::atomic<quint64> m_writeCount{0};
     std::atomic<int> m_directoryId{-1};
     // The fast answer for the usual case, in which nothing changed.
     std::atomic<bool> m_isAnyChanged{false};

@@ -134,16 +134,6 @@ int VornSyncStatusCounts::triggerCount()
     return kTriggerCount;
 }
 
-bool VornSyncStatusCounts::areTriggersInPlace()
-{
-    QVariantList names;
-    return m_database.executeQuery(names,
-                                   QStringLiteral("SELECT name FROM sqlite_master WHERE type = 'trigger' AND "
-                                                  "tbl_name = 'file_tracking' AND name GLOB ?"),
-                                   {triggerPattern()}) &&
-           names.size() == kTriggerCount;
-}
-
 // Among a million rows nearly all are up to date, which is what the others leave of the whole: no row is looked at but
 // those others.
 bool VornSyncStatusCounts::areCountsRight(bool& right)
@@ -183,8 +173,6 @@ bool VornSyncStatusCounts::recount()
 
 bool VornSyncStatusCounts::count(const QList<int>& statuses, int& files)
 {
-    if (!areTriggersInPlace())
-        return false;
     QStringList placeholders;
     QVariantList values;
     for (int status : statuses) {

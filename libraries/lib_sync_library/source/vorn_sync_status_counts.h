@@ -25,13 +25,12 @@ public:
     static QString triggerPattern() { return QStringLiteral("file_tracking_counts_*"); }
     static int triggerCount();
 
-    // False when the counts are not kept (a table that was made anew by hand) or can't be read.
+    // What the counts say, which is right while the triggers are in place. False when they can't be read.
     bool count(const QList<int>& statuses, int& files);
 
 private:
     using Counts = QMap<QString, qint64>; // by status, as text: a foreign program may have stored anything
 
-    bool areTriggersInPlace();
     bool areCountsRight(bool& right);
     bool readCounts(const QString& sql, Counts& counts);
     bool recount();

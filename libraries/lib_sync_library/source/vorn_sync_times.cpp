@@ -6,11 +6,11 @@ constexpr int kUtcTextLength = 20; // "2026-11-21T10:39:02Z"
 constexpr qint64 kSecsPerDay = 86400;
 
 // The number at `position` of `count` digits, -1 when one of them is no digit.
-int digits(const QChar* text, int position, int count)
+template<typename Unit> int digits(const Unit* text, int position, int count)
 {
     int value = 0;
     for (int i = position; i < position + count; ++i) {
-        const int digit = text[i].unicode() - '0';
+        const int digit = text[i] - '0';
         if (digit < 0 || digit > 9)
             return -1;
         value = value * 10 + digit;
@@ -31,20 +31,18 @@ qint64 daysSinceEpoch(int year, int month, int day)
 }
 
 // The library's own form, read without QDateTime: a pass reads one such text a file.
-bool secsFromUtcText(const QString& text, qint64& secs)
+// `text` has kUtcTextLength units, of UTF-8 or UTF-16.
+template<typename Unit> bool secsFromUtcText(const Unit* text, qint64& secs)
 {
-    if (text.size() != kUtcTextLength)
+    if (text[4] != '-' || text[7] != '-' || text[10] != 'T' || text[13] != ':' || text[16] != ':' ||
+        text[19] != 'Z')
         return false;
-    const QChar* chars = text.constData();
-    if (chars[4] != QLatin1Char('-') || chars[7] != QLatin1Char('-') || chars[10] != QLatin1Char('T') ||
-        chars[13] != QLatin1Char(':') || chars[16] != QLatin1Char(':') || chars[19] != QLatin1Char('Z'))
-        return false;
-    const int year = digits(chars, 0, 4);
-    const int month = digits(chars, 5, 2);
-    const int day = digits(chars, 8, 2);
-    const int hour = digits(chars, 11, 2);
-    const int minute = digits(chars, 14, 2);
-    const int second = digits(chars, 17, 2);
+    const int year = digits(text, 0, 4);
+    const int month = digits(text, 5, 2);
+    const int day = digits(text, 8, 2);
+    const int hour = digits(text, 11, 2);
+    const int minute = digits(text, 14, 2);
+    const int second = digits(text, 17, 2);
     if (!QDate::isValid(year, month, day) || hour < 0 || hour > 23 || minute < 0 || minute > 59 ||
         second < 0 || second > 59)
         return false;
@@ -65,10 +63,18 @@ QString toText(const QDateTime& time)
 qint64 secsFromText(const QString& text)
 {
     qint64 secs = 0;
-    if (secsFromUtcText(text, secs))
+    if (text.size() == kUtcTextLength && secsFromUtcText(text.utf16(), secs))
         return secs;
     const QDateTime time = QDateTime::fromString(text, Qt::ISODate);
     return time.isValid() ? time.toSecsSinceEpoch() : 0;
+}
+
+qint64 secsFromText(std::string_view text)
+{
+    qint64 secs = 0;
+    if (text.size() == std::size_t(kUtcTextLength) && secsFromUtcText(text.data(), secs))
+        return secs;
+    return text.empty() ? 0 : secsFromText(QString::fromUtf8(text.data(), int(text.size())));
 }
 
 QDateTime fromSecs(qint64 secsSinceEpoch)

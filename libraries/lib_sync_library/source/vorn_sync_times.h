@@ -3,6 +3,8 @@
 #include <QDateTime>
 #include <QString>
 
+#include <string_view>
+
 // Times as the database holds them (ISO 8601 text) and as decisions compare them (whole seconds since the
 // epoch). Pure functions, callable from any thread.
 
@@ -16,6 +18,7 @@ QString toText(const QDateTime& time);
 
 // Seconds since the epoch; 0 for a text that is no ISO 8601 time. A text without an offset is local time.
 qint64 secsFromText(const QString& text);
+qint64 secsFromText(std::string_view text); // in UTF-8
 
 // A file's modification time in the form the database functions expect.
 QDateTime fromSecs(qint64 secsSinceEpoch);

@@ -156,4 +156,15 @@ bool isValidFileName(QStringView fileName)
     return !fileName.contains(QLatin1Char('/')) && !fileName.contains(QChar(0));
 }
 
+bool isValidFileName(std::string_view utf8Name)
+{
+    if (utf8Name.empty() || utf8Name == "." || utf8Name == "..")
+        return false;
+#ifdef Q_OS_WIN
+    if (utf8Name.find('\\') != std::string_view::npos)
+        return false;
+#endif
+    return utf8Name.find('/') == std::string_view::npos && utf8Name.find('\0') == std::string_view::npos;
+}
+
 } // namespace VornSyncTypes

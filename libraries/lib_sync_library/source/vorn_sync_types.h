@@ -6,6 +6,8 @@
 #include <QString>
 #include <QStringView>
 
+#include <string_view>
+
 // The vocabulary of the library. The numbers are part of the database file and never change.
 // Everything here is pure and may be called from any thread.
 
@@ -125,5 +127,6 @@ int staleTimeoutSecs(int status, qint64 size);
 
 // A bare file name: not empty, not "." or "..", no directory separator, no NUL.
 bool isValidFileName(QStringView fileName);
+bool isValidFileName(std::string_view utf8Name);
 
 } // namespace VornSyncTypes

@@ -5,6 +5,8 @@
 
 #include <QSqlError>
 
+#include <atomic>
+
 namespace {
 
 // SQLite's own names for the result codes that end a statement and nothing else. Any other failure (a full
@@ -62,9 +64,15 @@ bool asksForAllColumns(const QString& sql)
            sql.contains(QLatin1String(".*"));
 }
 
+// Qt keeps the values of the last row with the statement, and here one row may be as large as a table.
+bool hasLargeRow(const QString& sql)
+{
+    return sql.contains(QLatin1String("group_concat("));
+}
+
 bool isKeptStatement(const QString& sql)
 {
-    if (asksForAllColumns(sql))
+    if (asksForAllColumns(sql) || hasLargeRow(sql))
         return false;
     static const QLatin1String keywords[] = {
         QLatin1String("SELECT"), QLatin1String("INSERT"), QLatin1String("UPDATE"),  QLatin1String("DELETE"),
@@ -107,6 +115,8 @@ bool VornSqliteConnection::open()
         addError(m_database.lastError().text());
         return false;
     }
+    static std::atomic<quint64> openings{0};
+    m_handleNumber = ++openings;
     if (configure())
         return true;
     close();
@@ -154,7 +164,8 @@ bool VornSqliteConnection::run(const QString& sql, const QVariantList& values, c
 {
     if (m_isTransactionBroken || !open())
         return false;
-    if (isKeptStatement(sql))
+    // What is kept already need not be looked at again.
+    if (m_kept.find(sql) != m_kept.end() || isKeptStatement(sql))
         return runKept(sql, values, reader);
     QSqlQuery query(m_database);
     query.setForwardOnly(true);

@@ -33,6 +33,8 @@ public:
     bool open();
     void close();
     bool isOpen() const { return m_database.isOpen(); }
+    // Another one for every opening of a file in this process.
+    quint64 handleNumber() const { return m_handleNumber; }
     // Closes, and takes the name off Qt's list.
     void unregister();
 
@@ -81,6 +83,7 @@ private:
     const QString m_registeredName;
     VornSqliteWriterLine& m_writers;
     QSqlDatabase m_database;
+    quint64 m_handleNumber = 0;
     std::unordered_map<QString, KeptQuery> m_kept; // by SQL text
     QStringList m_errors;
     int m_transactionDepth = 0;

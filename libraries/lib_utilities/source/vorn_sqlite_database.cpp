@@ -113,6 +113,17 @@ bool VornSqliteDatabase::forEachRow(const QString& sql, const QVariantList& valu
     return use.connection.run(sql, values, reader);
 }
 
+std::optional<VornSqliteVersion> VornSqliteDatabase::version()
+{
+    const Use use(*this);
+    QVariant commits;
+    const bool done = use.connection.run(QStringLiteral("PRAGMA data_version"), {},
+                                         [&commits](const QSqlQuery& row) { commits = row.value(0); });
+    if (!done || commits.isNull())
+        return std::nullopt;
+    return VornSqliteVersion{use.connection.handleNumber(), commits.toLongLong()};
+}
+
 // --- Reset ----------------------------------------------------------------------------------------------
 
 bool VornSqliteDatabase::resetFile(const std::function<void()>& prepare)

@@ -7,10 +7,24 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 
 class QSqlQuery;
 class VornSqliteConnection;
 class VornSqliteConnections;
+
+// What of a file is seen through one opening of it: another value as soon as any other handle, of this process or of
+// another one, has committed something, and after every opening.
+struct VornSqliteVersion
+{
+    quint64 handle = 0;
+    qint64 foreignCommits = 0; // SQLite's data_version, which means something beside its own handle only
+
+    bool operator==(const VornSqliteVersion& other) const
+    {
+        return handle == other.handle && foreignCommits == other.foreignCommits;
+    }
+};
 
 // One SQLite file, usable from every thread: each thread that runs a statement gets a Qt SQL connection of
 // its own, which is closed on that thread when the thread ends. The name given at construction is the one in
@@ -51,6 +65,9 @@ public:
     // As executeQuery, handing each row to `reader` where it stands: for results of many rows. The reader
     // must not call back into this object.
     bool forEachRow(const QString& sql, const QVariantList& values, const RowReader& reader);
+
+    // Of the calling thread's handle; nothing when the file can't be read.
+    std::optional<VornSqliteVersion> version();
 
     // Closes the file on every thread, deletes it with what SQLite keeps beside it ("-wal", "-shm",
     // "-journal"), opens a new empty one. Waits for running statements and lets none start meanwhile; other

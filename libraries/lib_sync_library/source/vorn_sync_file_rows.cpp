@@ -1,0 +1,106 @@
+#include "vorn_sync_file_rows.h"
+
+#include "vorn_sqlite_database.h"
+#include "vorn_sync_distant_marks.h"
+#include "vorn_sync_times.h"
+#include "vorn_sync_types.h"
+
+#include <QSqlQuery>
+
+namespace {
+
+QString marksOfRows()
+{
+    return QStringLiteral("LEFT JOIN distant_newer_marks m ON m.file_name = f.file_name AND "
+                          "m.directories_id = f.directories_id");
+}
+
+} // namespace
+
+// As bytes: SQLite would make UTF-16 of each text for Qt. The bytes are UTF-8 only in a file of that encoding, as the
+// library makes it.
+bool VornSyncFileRows::readPacked(int directoryId, VornSyncPackedRows& rows)
+{
+    const bool areMarks = VornSyncDistantMarks(m_database).hasAny();
+    const QString columns =
+        QStringLiteral("COUNT(*), CAST('a' AS BLOB) = x'61', CAST(group_concat(f.file_name, '/') AS BLOB), "
+                       "CAST(group_concat(f.status) AS BLOB), CAST(group_concat(IFNULL(f.size, 0)) AS BLOB), "
+                       "CAST(group_concat(IFNULL(f.local_lmd, '')) AS BLOB), "
+                       "CAST(group_concat(CASE WHEN f.distant_lmd = ? THEN '1' ELSE '0' END) AS BLOB)");
+    const QString markColumns = QStringLiteral("CAST(group_concat(IFNULL(m.local_size, '')) AS BLOB), "
+                                               "CAST(group_concat(IFNULL(m.local_lmd, '')) AS BLOB)");
+    const QString sql =
+        areMarks ? QStringLiteral("SELECT %1, %2 FROM file_tracking f %3 WHERE f.directories_id = ?")
+                       .arg(columns, markColumns, marksOfRows())
+                 : QStringLiteral("SELECT %1 FROM file_tracking f WHERE f.directories_id = ?").arg(columns);
+    bool isUtf8 = false;
+    const bool done = m_database.forEachRow(sql, {VornSyncTypes::undefinedTimeText(), directoryId},
+                                            [&](const QSqlQuery& read) {
+                                                rows.count = read.value(0).toInt();
+                                                isUtf8 = read.value(1).toBool();
+                                                rows.names = read.value(2).toByteArray();
+                                                rows.statuses = read.value(3).toByteArray();
+                                                rows.sizes = read.value(4).toByteArray();
+                                                rows.localLmds = read.value(5).toByteArray();
+                                                rows.undefined = read.value(6).toByteArray();
+                                                if (areMarks) {
+                                                    rows.markedSizes = read.value(7).toByteArray();
+                                                    rows.markedLmds = read.value(8).toByteArray();
+                                                }
+                                            });
+    return done && isUtf8 && rows.isSound();
+}
+
+bool VornSyncFileRows::readOneByOne(int directoryId, const Visitor& visit)
+{
+    return readRows(QStringLiteral("f.directories_id = ?"), {directoryId},
+                    [&visit](const VornSyncFileRow& row) {
+                        const QByteArray name = row.fileName.toUtf8();
+                        VornSyncFileRow nameless = row;
+                        nameless.fileName.clear();
+                        visit(std::string_view(name.constData(), std::size_t(name.size())), nameless);
+                    });
+}
+
+bool VornSyncFileRows::readFile(int directoryId, const QString& fileName, VornSyncFileRow& row, bool& found)
+{
+    int count = 0;
+    VornSyncFileRow read;
+    // Qt binds a null text as NULL; to us it is an empty text.
+    const QString name = fileName.isNull() ? QString(QLatin1String("")) : fileName;
+    const bool done = readRows(QStringLiteral("f.file_name = ? AND f.directories_id = ?"),
+                               {name, directoryId}, [&](const VornSyncFileRow& visited) {
+                                   ++count;
+                                   read = visited;
+                               });
+    found = count == 1;
+    if (found)
+        row = read;
+    return done;
+}
+
+bool VornSyncFileRows::readRows(const QString& condition, const QVariantList& values,
+                                const std::function<void(const VornSyncFileRow& row)>& visit)
+{
+    const QString columns = QStringLiteral("f.file_name, f.status, f.size, f.local_lmd, f.distant_lmd = ?");
+    const bool areMarks = VornSyncDistantMarks(m_database).hasAny();
+    const QString sql =
+        areMarks ? QStringLiteral("SELECT %1, m.local_size, m.local_lmd FROM file_tracking f %2 WHERE %3")
+                       .arg(columns, marksOfRows(), condition)
+                 : QStringLiteral("SELECT %1 FROM file_tracking f WHERE %2").arg(columns, condition);
+    return m_database.forEachRow(
+        sql, QVariantList{VornSyncTypes::undefinedTimeText()} + values, [&](const QSqlQuery& read) {
+            VornSyncFileRow row;
+            row.fileName = read.value(0).toString();
+            row.status = read.value(1).toInt();
+            row.size = read.value(2).toLongLong();
+            row.localLmdSecs = VornSyncTimes::secsFromText(read.value(3).toString());
+            row.distantLmdUndefined = read.value(4).toBool();
+            row.isDistantNewer = areMarks && !read.isNull(5);
+            if (row.isDistantNewer) {
+                row.markedLocalSize = read.value(5).toLongLong();
+                row.markedLocalLmdSecs = VornSyncTimes::secsFromText(read.value(6).toString());
+            }
+            visit(row);
+        });
+}
