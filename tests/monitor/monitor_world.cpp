@@ -154,16 +154,28 @@ QString MonitorWorld::textOf(const QString& name) const
     return shown == nullptr ? QString() : shown->property("text").toString();
 }
 
+// Layouts put their items in place just before a frame is drawn: between two frames nothing can be told of places.
+bool MonitorWorld::awaitFrame()
+{
+    bool isDrawn = false;
+    const QObject watch;
+    QObject::connect(window(), &QQuickWindow::frameSwapped, &watch, [&isDrawn] { isDrawn = true; });
+    window()->update();
+    return waitFor([&isDrawn] { return isDrawn; });
+}
+
 QQuickItem* MonitorWorld::await(const QString& name, const QQuickItem* below)
 {
-    QPointF place;
+    QQuickItem* usable = nullptr;
     const bool isThere = waitFor([&] {
         const QQuickItem* found = item(name, below);
-        const QPointF before = place;
-        place = found == nullptr ? QPointF() : centreOf(found);
-        return found != nullptr && found->isEnabled() && place == before;
+        if (found == nullptr || !found->isEnabled())
+            return false;
+        const QPointF place = centreOf(found);
+        usable = awaitFrame() ? item(name, below) : nullptr;
+        return usable != nullptr && usable->isEnabled() && centreOf(usable) == place;
     });
-    return isThere ? item(name, below) : nullptr;
+    return isThere ? usable : nullptr;
 }
 
 bool MonitorWorld::click(const QString& name, const QQuickItem* below)

@@ -71,6 +71,8 @@ public:
     void press(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier);
 
 private:
+    bool awaitFrame();
+
     CliWorld m_world;
     Side m_local;
     Side m_distant;
