@@ -68,6 +68,7 @@ public:
     // Waits until the item is there, can be used, and has come to rest.
     [[nodiscard]] QQuickItem* await(const QString& name, const QQuickItem* below = nullptr);
     [[nodiscard]] bool click(const QString& name, const QQuickItem* below = nullptr);
+    void type(const QString& text);
     void press(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier);
 
 private:

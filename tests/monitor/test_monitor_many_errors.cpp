@@ -19,7 +19,7 @@ constexpr int kAnswersMs = 280000;
 constexpr int kKeys = 200;
 constexpr int kFewAnswers = 20;
 constexpr int kManyAnswers = 5000;
-constexpr int kMostReadings = 12; // each time twice as long apart, 10 s at most: enough for 40 s
+constexpr int kMostReadings = 12;  // each time twice as long apart, 10 s at most: enough for 40 s
 constexpr int kMostRowsAlive = 80; // of a window that shows a dozen
 
 // Past the capture of messages.
