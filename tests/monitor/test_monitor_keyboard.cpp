@@ -246,15 +246,16 @@ void TestMonitorKeyboard::everythingHasAName_data()
                             << top + QStringList{"Restore or delete (1)"_s, "Acknowledge (1)"_s,
                                                  "Restore all…"_s, "Restore: lost.doc"_s,
                                                  "Delete to trash: lost.doc"_s};
-    QTest::newRow("a new pair") << int(Qt::Key_N)
-                                << QStringList{"Add a pair"_s,
-                                               "Local directory, whose files are copied"_s,
-                                               "Choose: Local directory, whose files are copied"_s,
-                                               "Distant directory, where the copies go"_s,
-                                               "Choose: Distant directory, where the copies go"_s,
-                                               "Name of the pair"_s,
-                                               "Add"_s,
-                                               "Cancel"_s};
+    QTest::newRow("a new pair")
+        << int(Qt::Key_N)
+        << QStringList{"Add a pair"_s,
+                       "Local directory, whose files are sent"_s,
+                       "Choose: Local directory, whose files are sent"_s,
+                       "Distant directory; files of the same name there are replaced"_s,
+                       "Choose: Distant directory; files of the same name there are replaced"_s,
+                       "Name of the pair"_s,
+                       "Add"_s,
+                       "Cancel"_s};
     QTest::newRow("log") << int(Qt::Key_3) << top + QStringList{"What has happened"_s};
 }
 

@@ -368,7 +368,7 @@ void TestMonitorPairs::choosingADirectory()
     QVERIFY(world.click("addPairButton"_s));
     QVERIFY(world.click("distantChooseButton"_s));
     QTRY_VERIFY_WITH_TIMEOUT(picker() != nullptr, kWaitMs);
-    QCOMPARE(picker()->windowTitle(), "Distant directory, where the copies go"_s);
+    QCOMPARE(picker()->windowTitle(), "Distant directory; files of the same name there are replaced"_s);
     picker()->reject();
     QTRY_VERIFY_WITH_TIMEOUT(picker() == nullptr, kWaitMs);
 
@@ -402,6 +402,7 @@ void TestMonitorPairs::removingAsksAndTouchesNoFile()
     QVERIFY2(world.textOf("question"_s).startsWith("Stop mirroring the pair “docs”?\n\nNo file is touched"_s),
              qPrintable(world.textOf("question"_s)));
     QVERIFY(world.textOf("question"_s).contains(world.world().statePath() + "/trash/docs"_s));
+    QVERIFY(world.textOf("question"_s).endsWith("over whatever the distant side has then."_s));
     QVERIFY(world.click("noButton"_s));
     QTRY_VERIFY_WITH_TIMEOUT(world.item("question"_s) == nullptr, kWaitMs);
     QCOMPARE(world.items("pairRow"_s).size(), 1);

@@ -333,12 +333,12 @@
         <translation>Add a pair</translation>
     </message>
     <message id="vorn_sync_monitor_local_directory">
-        <source>Local directory, whose files are copied</source>
-        <translation>Local directory, whose files are copied</translation>
+        <source>Local directory, whose files are sent</source>
+        <translation>Local directory, whose files are sent</translation>
     </message>
     <message id="vorn_sync_monitor_distant_directory">
-        <source>Distant directory, where the copies go</source>
-        <translation>Distant directory, where the copies go</translation>
+        <source>Distant directory; files of the same name there are replaced</source>
+        <translation>Distant directory; files of the same name there are replaced</translation>
     </message>
     <message id="vorn_sync_monitor_pair_name">
         <source>Name of the pair</source>
@@ -385,12 +385,12 @@
 
 No file is touched, here or there. What is known of its files is forgotten: what is in error, what was deleted on purpose, what lies in the trash. Files in %2 stay there until you delete them.
 
-When you add the pair again, both sides are compared anew.</source>
+If you add the pair again, every local file is sent, over whatever the distant side has then.</source>
         <translation>Stop mirroring the pair “%1”?
 
 No file is touched, here or there. What is known of its files is forgotten: what is in error, what was deleted on purpose, what lies in the trash. Files in %2 stay there until you delete them.
 
-When you add the pair again, both sides are compared anew.</translation>
+If you add the pair again, every local file is sent, over whatever the distant side has then.</translation>
     </message>
     <message id="vorn_sync_monitor_pair_refused">
         <source>The pair was refused.</source>

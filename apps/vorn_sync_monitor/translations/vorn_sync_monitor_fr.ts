@@ -333,12 +333,12 @@
         <translation>Ajouter une paire</translation>
     </message>
     <message id="vorn_sync_monitor_local_directory">
-        <source>Local directory, whose files are copied</source>
-        <translation>Répertoire local, dont les fichiers sont copiés</translation>
+        <source>Local directory, whose files are sent</source>
+        <translation>Répertoire local, dont les fichiers sont envoyés</translation>
     </message>
     <message id="vorn_sync_monitor_distant_directory">
-        <source>Distant directory, where the copies go</source>
-        <translation>Répertoire distant, où vont les copies</translation>
+        <source>Distant directory; files of the same name there are replaced</source>
+        <translation>Répertoire distant ; les fichiers de même nom y sont remplacés</translation>
     </message>
     <message id="vorn_sync_monitor_pair_name">
         <source>Name of the pair</source>
@@ -385,12 +385,12 @@
 
 No file is touched, here or there. What is known of its files is forgotten: what is in error, what was deleted on purpose, what lies in the trash. Files in %2 stay there until you delete them.
 
-When you add the pair again, both sides are compared anew.</source>
+If you add the pair again, every local file is sent, over whatever the distant side has then.</source>
         <translation>Ne plus copier la paire « %1 » ?
 
 Aucun fichier n'est touché, ni ici ni là-bas. Ce qui est connu de ses fichiers est oublié : les erreurs, ce qui a été supprimé volontairement, ce qui est dans la corbeille. Les fichiers de %2 y restent jusqu'à ce que vous les supprimiez.
 
-Si vous ajoutez la paire de nouveau, les deux côtés seront comparés à neuf.</translation>
+Si vous ajoutez la paire de nouveau, chaque fichier local est envoyé, par-dessus ce que le côté distant a alors.</translation>
     </message>
     <message id="vorn_sync_monitor_pair_refused">
         <source>The pair was refused.</source>
