@@ -58,7 +58,8 @@ make_errors() {
              OR file_name LIKE '%berblick%' OR file_name LIKE 'Minutes%';"
 }
 
-# take NAME WIDTH HEIGHT KEYS OPTION...: the window as wide and high as the screen, after the keys were pressed.
+# take NAME WIDTH HEIGHT KEYS OPTION...: the window as wide and high as the screen, after the keys were pressed; a key
+# "type:TEXT" is all of the text.
 take() {
     local name=$1 width=$2 height=$3 keys=$4
     shift 4
@@ -72,7 +73,12 @@ take() {
         process=$!
         window=$(timeout 30 xdotool search --sync --onlyvisible --name VornSync | tail -n 1)
         xdotool windowsize "$window" "$width" "$height" windowfocus "$window" mousemove 0 0
-        for key in $keys; do xdotool key "$key"; done
+        for key in $keys; do
+            case $key in
+            type:*) xdotool type "${key#type:}" ;;
+            *) xdotool key "$key" ;;
+            esac
+        done
         sleep "${SECONDS_OF_WORK:-0}"
         last=""
         for _ in {1..60}; do # until nothing moves any more; what keeps moving is taken as it is
@@ -100,5 +106,9 @@ take errors-french 940 660 "ctrl+2" --lang fr --theme light
 QT_SCALE_FACTOR=2 take errors-200-percent 1360 900 "ctrl+2" --lang en --theme light
 take errors-right-to-left 940 660 "ctrl+2" --lang en --theme light -reverse
 take question 940 660 "ctrl+2 Tab Tab Tab Tab Tab Tab Tab Tab Tab Tab Tab Return" --lang en --theme light
+mkdir -p "$home/Music" "$share/music"
+take new-pair 940 660 "ctrl+n type:$home/Music Tab Tab type:$share/music" --lang en --theme light
+take new-pair-refused-dark 683 384 "ctrl+n type:$home/Musik Tab Tab type:$share/music Return" --lang fr --theme dark
+take remove-pair 940 660 "Tab Tab Tab Tab Tab Tab Tab Tab Tab Return" --lang fr --theme light
 take log-dark 940 420 "ctrl+3" --lang en --theme dark
 say "the pictures are in $images"

@@ -68,9 +68,12 @@ public:
     // Waits until the item is there, can be used, and has come to rest.
     [[nodiscard]] QQuickItem* await(const QString& name, const QQuickItem* below = nullptr);
     [[nodiscard]] bool click(const QString& name, const QQuickItem* below = nullptr);
+    void type(const QString& text);
     void press(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier);
 
 private:
+    bool awaitFrame();
+
     CliWorld m_world;
     Side m_local;
     Side m_distant;

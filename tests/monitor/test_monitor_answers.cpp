@@ -20,6 +20,7 @@ private slots:
     void eachAnswerForAll_data();
     void eachAnswerForAll();
     void anAnswerToAnErrorThatHasChangedIsNotGiven();
+    void namesOfAllPlanesAreAnswered();
 
 private:
     static bool showGroup(MonitorWorld* world, const QString& key);
@@ -242,6 +243,24 @@ void TestMonitorAnswers::anAnswerToAnErrorThatHasChangedIsNotGiven()
     world.host().errors()->give(static_cast<int>(VornCliAnswer::Restore), "docs"_s, "file.doc"_s, 15,
                                 kUpToDateInError);
     QTRY_COMPARE_WITH_TIMEOUT(world.manager().errorCount(), 0, kWaitMs);
+    QCOMPARE(world.complaints(), QString());
+}
+
+// The database sorts names by code point, UTF-16 does not: among these each must be found.
+void TestMonitorAnswers::namesOfAllPlanesAreAnswered()
+{
+    const QStringList names{"a.doc"_s, "\u00e9.doc"_s, "\ufb01.doc"_s, "\U0001f600.doc"_s,
+                            "\U0001f600b.doc"_s};
+    MonitorWorld world;
+    QVERIFY(world.mirror(names));
+    for (const QString& name : names)
+        QVERIFY(world.plantError(name, 15, kUpToDateInError));
+    QVERIFY(world.open());
+    QVERIFY(showGroup(&world, "restore"_s));
+    QVERIFY(world.click("restoreAllButton"_s));
+    QVERIFY(world.click("yesButton"_s));
+    QTRY_COMPARE_WITH_TIMEOUT(world.manager().errorCount(), 0, kWaitMs);
+    QTRY_COMPARE_WITH_TIMEOUT(world.manager().doneCount(), int(names.size()), kWaitMs);
     QCOMPARE(world.complaints(), QString());
 }
 

@@ -60,7 +60,8 @@ void TestMonitorKeyboard::tabReachesEverythingInReadingOrder()
         return names;
     };
     const QStringList top{"syncButton"_s, "pauseButton"_s, "overviewTab"_s, "errorsTab"_s, "logTab"_s};
-    QCOMPARE(round("syncButton"_s), top + QStringList({"pairRow"_s, "pausePairButton"_s, "eventList"_s}));
+    QCOMPARE(round("syncButton"_s), top + QStringList({"addPairButton"_s, "pairRow"_s, "pausePairButton"_s,
+                                                       "removePairButton"_s, "eventList"_s}));
     world.press(Qt::Key_2, Qt::ControlModifier);
     QVERIFY(world.await("errorRow"_s) != nullptr);
     QCOMPARE(round("syncButton"_s),
@@ -238,11 +239,23 @@ void TestMonitorKeyboard::everythingHasAName_data()
     const QStringList top{"VornSync"_s, "State: 2 files in error"_s, "Synchronise now"_s,
                           "Pause"_s,    "Up to date: 1"_s,           "In error: 2"_s,
                           "Overview"_s, "Files in error (2)"_s,      "Log"_s};
-    QTest::newRow("overview") << int(Qt::Key_1) << top + QStringList{"Pairs"_s, "Pause the pair docs"_s};
+    QTest::newRow("overview") << int(Qt::Key_1)
+                              << top + QStringList{"Pairs"_s, "Add a pair…"_s, "Pause the pair docs"_s,
+                                                   "Remove the pair docs"_s};
     QTest::newRow("errors") << int(Qt::Key_2)
                             << top + QStringList{"Restore or delete (1)"_s, "Acknowledge (1)"_s,
                                                  "Restore all…"_s, "Restore: lost.doc"_s,
                                                  "Delete to trash: lost.doc"_s};
+    QTest::newRow("a new pair")
+        << int(Qt::Key_N)
+        << QStringList{"Add a pair"_s,
+                       "Local directory, whose files are sent"_s,
+                       "Choose: Local directory, whose files are sent"_s,
+                       "Distant directory; files of the same name there are replaced"_s,
+                       "Choose: Distant directory; files of the same name there are replaced"_s,
+                       "Name of the pair"_s,
+                       "Add"_s,
+                       "Cancel"_s};
     QTest::newRow("log") << int(Qt::Key_3) << top + QStringList{"What has happened"_s};
 }
 

@@ -2,6 +2,7 @@
 
 #include <QElapsedTimer>
 #include <QEventLoop>
+#include <QSignalSpy>
 #include <QThread>
 #include <QTimer>
 
@@ -16,6 +17,9 @@ constexpr int kErrors = 10000;
 constexpr int kAnswers = 500; // VORN_SYNC_ANSWERS sets another number
 constexpr int kAnswersMs = 280000;
 constexpr int kKeys = 200;
+constexpr int kFewAnswers = 20;
+constexpr int kManyAnswers = 5000;
+constexpr int kMostReadings = 12;  // each time twice as long apart, 10 s at most: enough for 40 s
 constexpr int kMostRowsAlive = 80; // of a window that shows a dozen
 
 // Past the capture of messages.
@@ -50,6 +54,7 @@ class TestMonitorManyErrors : public QObject
 private slots:
     void scrolling();
     void answeringAll();
+    void theListIsReadAsOftenForManyAsForFew();
 
 private:
     // How long each turn of the event loop took until `isDone`.
@@ -134,6 +139,29 @@ void TestMonitorManyErrors::answeringAll()
     QVERIFY2(isDone, qPrintable("%1 errors are left"_s.arg(world.manager().errorCount())));
     QTRY_COMPARE_WITH_TIMEOUT(world.textOf("emptyText"_s), "No file is in error."_s, kWaitMs);
     QCOMPARE(world.complaints(), QString());
+}
+
+// Reading it takes the longer the more files there are.
+void TestMonitorManyErrors::theListIsReadAsOftenForManyAsForFew()
+{
+    for (const int answers : {kFewAnswers, kManyAnswers}) {
+        MonitorWorld world;
+        QVERIFY(world.mirror({"old.doc"_s}));
+        QVERIFY(world.plantMissing(answers, 2));
+        QVERIFY(world.open());
+        VornMonitorErrors& errors = *world.host().errors();
+        const QList<QObject*> groups = errors.groups();
+        const auto group = std::find_if(groups.cbegin(), groups.cend(), [](const QObject* one) {
+            return one->property("key").toString() == "acknowledge"_s;
+        });
+        QCOMPARE(errors.ask(*group, static_cast<int>(VornCliAnswer::Acknowledge)), answers);
+        const QSignalSpy readings(&errors, &VornMonitorErrors::changed);
+        errors.confirm();
+        QTRY_COMPARE_WITH_TIMEOUT(errors.count(), 0, kAnswersMs);
+        say("the list was read %1 times for %2 answers"_s.arg(readings.count()).arg(answers));
+        QVERIFY(readings.count() >= 1 && readings.count() <= kMostReadings);
+        QCOMPARE(world.complaints(), QString());
+    }
 }
 
 QTEST_MAIN(TestMonitorManyErrors)

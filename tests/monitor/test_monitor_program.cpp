@@ -109,7 +109,6 @@ void TestMonitorProgram::refusesWhatMakesNoSense_data()
 {
     QTest::addColumn<QStringList>("options");
     QTest::addColumn<int>("exitCode");
-    QTest::newRow("no pair") << QStringList() << 2;
     QTest::newRow("half a pair") << QStringList{"/tmp"_s} << 2;
     QTest::newRow("a missing directory") << QStringList{"/nowhere/local"_s, "/tmp"_s} << 2;
     QTest::newRow("a theme") << QStringList{"--theme"_s, "pink"_s} << 2;

@@ -39,7 +39,8 @@ VornCliMirror::~VornCliMirror() = default;
 int VornCliMirror::lockState()
 {
     // Looked at before anything is created: a mistyped command leaves no state directory behind.
-    if (m_options.pairs().isEmpty() && m_pairList.load() && m_pairList.pairs().isEmpty()) {
+    if (!m_options.mayStartEmpty() && m_options.pairs().isEmpty() && m_pairList.load() &&
+        m_pairList.pairs().isEmpty()) {
         return fail(kExitUsage, QStringLiteral("No pair is given, and none is remembered in '%1'.")
                                     .arg(printable(m_state.path())));
     }
@@ -158,6 +159,37 @@ int VornCliMirror::chooseAlias(QStringList* taken, VornCliPair* pair)
         taken->append(pair->alias);
     } while (m_session->isKnownAlias(pair->alias) || pair->alias == VornCliCycleProbe::reservedAlias());
     return kExitOk;
+}
+
+// ---- While it is open -----------------------------------------------------------------------------------
+
+bool VornCliMirror::add(const VornCliPair& pair, QStringList* texts)
+{
+    const bool wasKnown = m_session->isKnownAlias(pair.alias);
+    if (!m_session->addPair(pair)) {
+        *texts = m_session->lastTexts();
+        return false;
+    }
+    m_pairList.put(pair);
+    if (m_pairList.save())
+        return true;
+    const QString error = m_pairList.error();
+    m_pairList.remove(pair.alias);
+    if (!wasKnown) // or what is known of its files would go, too
+        m_session->forgetPair(pair.alias, texts);
+    texts->append(error);
+    return false;
+}
+
+bool VornCliMirror::forget(const QString& alias, QStringList* texts)
+{
+    if (!m_session->forgetPair(alias, texts))
+        return false;
+    m_pairList.remove(alias);
+    if (m_pairList.save())
+        return true;
+    texts->append(m_pairList.error());
+    return false;
 }
 
 int VornCliMirror::fail(int exitCode, const QString& error)

@@ -27,6 +27,10 @@ public:
     int open(VornCliOutput* output); // which must outlive the mirror as well
     QString error() const { return m_error; }
 
+    // While it is open; also of what is remembered. False: the texts say why.
+    bool add(const VornCliPair& pair, QStringList* texts);
+    bool forget(const QString& alias, QStringList* texts);
+
     const VornCliStateDirectory& state() const { return m_state; }
     VornCliSession* session() const { return m_session.get(); } // null until it is open
 

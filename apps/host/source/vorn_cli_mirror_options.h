@@ -29,6 +29,7 @@ public:
     QString language() const { return m_language; }
     int intervalMs() const { return m_intervalMs; }
     QString theme() const { return m_theme; } // of a window: "light", "dark"; empty: the desktop's
+    bool mayStartEmpty() const { return m_shownIn == VornCliShownIn::Window; } // where pairs can be added
     bool once() const { return m_once; }
     bool watch() const { return m_watch; }
     bool verbose() const { return m_verbose; }

@@ -81,6 +81,11 @@ bool VornCliSession::addPair(const VornCliPair& pair)
     m_output.pairAdded(pair);
     if (!entry.distantThere)
         m_output.availability(pair, true, false);
+    if (m_isStarted)
+        m_poller.start(pairs());
+    if (isPaused())
+        m_manager->setDirectoryAvailability(pair.alias, false); // until all are resumed
+    emit refreshed();
     return true;
 }
 
@@ -97,6 +102,7 @@ void VornCliSession::keepPairAway(const VornCliPair& pair)
 
 bool VornCliSession::start(bool withProbe)
 {
+    m_isStarted = true;
     m_poller.start(pairs());
     if (!withProbe)
         return true;

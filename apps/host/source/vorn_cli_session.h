@@ -128,6 +128,7 @@ private:
     QTimer m_refreshTimer; // tells of a burst of refreshes once
     VornCliCounters m_shownCounters;
     bool m_shownIdle = true;
+    bool m_isStarted = false;
     bool m_isGathering = false; // texts are gathered in m_lastTexts meanwhile
     bool m_isResetting = false;
     QStringList m_lastTexts;

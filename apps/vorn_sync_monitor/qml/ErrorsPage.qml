@@ -76,7 +76,10 @@ ColumnLayout {
                     objectName: modelData.key + "AllButton"
                     text: modelData.labelForAll
                     enabled: page.group.count > 0
-                    onClicked: askDialog.ask(page.group, modelData)
+                    onClicked: {
+                        const count = host.errors.ask(page.group, modelData.answer)
+                        askDialog.ask(page.group.question(modelData.answer, count), modelData.label)
+                    }
                 }
             }
         }
@@ -96,5 +99,8 @@ ColumnLayout {
             delegate: ErrorRow { answers: page.group.answers }
         }
     }
-    AskDialog { id: askDialog }
+    AskDialog {
+        id: askDialog
+        onAccepted: host.errors.confirm()
+    }
 }

@@ -60,6 +60,14 @@ ApplicationWindow {
         onActivated: pageBar.currentIndex = 2
     }
 
+    Shortcut {
+        sequence: "Ctrl+N"
+        onActivated: {
+            pageBar.currentIndex = 0
+            overview.addPair()
+        }
+    }
+
     ColumnLayout {
         anchors { fill: parent; margins: window.height < Theme.low ? Theme.gap : Theme.margin }
         spacing: window.height < Theme.low ? Theme.gap / 2 : Theme.gap
@@ -93,7 +101,7 @@ ApplicationWindow {
             Layout.fillHeight: true
             currentIndex: pageBar.currentIndex
 
-            Overview {}
+            Overview { id: overview }
             ErrorsPage {}
             LogPage {}
         }

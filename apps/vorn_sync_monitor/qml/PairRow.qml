@@ -2,7 +2,7 @@ import QtQuick 2.15
 import QtQuick.Controls 2.15
 import QtQuick.Layouts 1.15
 
-// A pair: where it leads, how it stands, and its own pause.
+// A pair: where it leads, how it stands, and what may be done with it.
 ListRow {
     id: row
 
@@ -13,6 +13,8 @@ ListRow {
     required property string stateText
     required property bool isAway
     required property bool isSuspended
+
+    signal removalAsked()
 
     objectName: "pairRow"
     height: line.implicitHeight + 2 * Theme.gap
@@ -68,13 +70,27 @@ ListRow {
                 }
             }
         }
-        ActionButton {
-            objectName: "pausePairButton"
-            text: row.isSuspended ? qsTrId("vorn_sync_monitor_resume_pair") : qsTrId("vorn_sync_monitor_pause_pair")
-            accessibleName: (row.isSuspended ? qsTrId("vorn_sync_monitor_resume_pair_name")
-                                             : qsTrId("vorn_sync_monitor_pause_pair_name")).arg(row.shownAlias)
-            activeFocusOnTab: row.isCurrent || activeFocus
-            onClicked: host.setSuspended(row.alias, !row.isSuspended)
+        RowLayout {
+            spacing: Theme.gap
+
+            ActionButton {
+                objectName: "pausePairButton"
+                text: row.isSuspended ? qsTrId("vorn_sync_monitor_resume_pair") : qsTrId("vorn_sync_monitor_pause_pair")
+                accessibleName: (row.isSuspended ? qsTrId("vorn_sync_monitor_resume_pair_name")
+                                                 : qsTrId("vorn_sync_monitor_pause_pair_name")).arg(row.shownAlias)
+                activeFocusOnTab: row.isCurrent || activeFocus
+                onClicked: host.setSuspended(row.alias, !row.isSuspended)
+            }
+            ActionButton {
+                objectName: "removePairButton"
+                text: qsTrId("vorn_sync_monitor_remove_pair")
+                accessibleName: qsTrId("vorn_sync_monitor_remove_pair_name").arg(row.shownAlias)
+                activeFocusOnTab: row.isCurrent || activeFocus
+                onClicked: {
+                    row.choose() // the focus would go with the row
+                    row.removalAsked()
+                }
+            }
         }
     }
 }

@@ -73,9 +73,15 @@ bool isSameFile(const VornCliFileError& left, const VornCliFileError& right)
     return left.alias == right.alias && left.name == right.name;
 }
 
-bool isSame(const VornCliFileError& left, const VornCliFileError& right)
+// By code point, as the database sorts: what UTF-16 spells with surrogates comes last.
+bool isBefore(const QString& left, const QString& right)
 {
-    return isSameFile(left, right) && left.code == right.code && left.status == right.status;
+    const auto rank = [](QChar unit) {
+        constexpr int kBehindAll = 0x10000;
+        return unit.isSurrogate() ? kBehindAll + unit.unicode() : int(unit.unicode());
+    };
+    return std::lexicographical_compare(left.cbegin(), left.cend(), right.cbegin(), right.cend(),
+                                        [&rank](QChar one, QChar other) { return rank(one) < rank(other); });
 }
 
 // Rows that went and came at a place of the new list.
@@ -93,9 +99,6 @@ QVector<Change> changesBetween(const QVector<VornCliFileError>& before,
     QVector<Change> changes;
     int from = 0;
     int to = 0;
-    const auto isBefore = [](const VornCliFileError& left, const VornCliFileError& right) {
-        return left.alias == right.alias ? left.name < right.name : left.alias < right.alias;
-    };
     const auto note = [&changes](int row, int removed, int inserted) {
         if (!changes.isEmpty()) {
             Change& last = changes.last();
@@ -111,7 +114,8 @@ QVector<Change> changesBetween(const QVector<VornCliFileError>& before,
         if (from < before.size() && to < after.size() && isSameFile(before.at(from), after.at(to))) {
             ++from;
             ++to;
-        } else if (to == after.size() || (from < before.size() && isBefore(before.at(from), after.at(to)))) {
+        } else if (to == after.size() || (from < before.size() && VornMonitorErrorGroup::isListedBefore(
+                                                                      before.at(from), after.at(to)))) {
             note(to, 1, 0);
             ++from;
         } else {
@@ -152,6 +156,16 @@ VornMonitorErrorGroup::Kind VornMonitorErrorGroup::kindOf(const VornCliFileError
         }
     }
     return Kind::Retry;
+}
+
+bool VornMonitorErrorGroup::isListedBefore(const VornCliFileError& left, const VornCliFileError& right)
+{
+    return left.alias == right.alias ? isBefore(left.name, right.name) : isBefore(left.alias, right.alias);
+}
+
+bool VornMonitorErrorGroup::isSameError(const VornCliFileError& left, const VornCliFileError& right)
+{
+    return isSameFile(left, right) && left.code == right.code && left.status == right.status;
 }
 
 QString VornMonitorErrorGroup::key() const
@@ -252,7 +266,7 @@ bool VornMonitorErrorGroup::applyChanges(const QVector<VornCliFileError>& files)
         }
     }
     for (int row = 0; row < count(); ++row) {
-        if (isSame(m_files.at(row), files.at(row)))
+        if (isSameError(m_files.at(row), files.at(row)))
             continue;
         m_files[row] = files.at(row);
         emit dataChanged(index(row), index(row));

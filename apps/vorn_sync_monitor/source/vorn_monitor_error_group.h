@@ -36,6 +36,9 @@ public:
     static QVector<Kind> kinds(); // what can cost something comes first
     static Kind kindOf(const VornCliFileError& error);
 
+    static bool isListedBefore(const VornCliFileError& left, const VornCliFileError& right); // by the manager
+    static bool isSameError(const VornCliFileError& left, const VornCliFileError& right);    // of one file
+
     QString key() const;
     QString title() const;
     QString explanation() const;

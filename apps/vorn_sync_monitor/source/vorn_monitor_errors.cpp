@@ -2,39 +2,28 @@
 
 #include "vorn_cli_session.h"
 
-#include "vorn_sync_manager.h"
-
 #include <algorithm>
 
 namespace {
 
 constexpr int kRefreshDelayMs = 100; // the manager tells of each file; the eye needs no more than this
-constexpr int kMostInATurn = 200;    // answers; each asks the database on this thread
-constexpr int kLongTurnMs = 100;     // from the answers to their effect: more of them would be felt
-constexpr int kLookAgainMs = 20;     // whether they have taken effect
-constexpr int kPatienceMs = 3000;    // an answer may have none, when the file is busy
+constexpr int kLongestDelayMs = 10000;
 
 } // namespace
 
 VornMonitorErrors::VornMonitorErrors(VornCliSession& session, QObject* parent)
     : QObject(parent)
     , m_session(session)
+    , m_refreshDelayMs(kRefreshDelayMs)
+    , m_answers(session)
 {
     const QVector<VornMonitorErrorGroup::Kind> kinds = VornMonitorErrorGroup::kinds();
     for (const VornMonitorErrorGroup::Kind kind : kinds)
         m_groups.append(new VornMonitorErrorGroup(kind, this));
     m_refreshTimer.setSingleShot(true);
-    m_refreshTimer.setInterval(kRefreshDelayMs);
     connect(&m_refreshTimer, &QTimer::timeout, this, &VornMonitorErrors::refresh);
-    connect(&session, &VornCliSession::refreshed, this, [this] {
-        if (!m_refreshTimer.isActive())
-            m_refreshTimer.start();
-    });
-    m_answerTimer.setSingleShot(true);
-    m_answerTimer.setInterval(kLookAgainMs);
-    connect(&m_answerTimer, &QTimer::timeout, this, &VornMonitorErrors::giveNext);
-    connect(session.manager(), &VornSyncManager::countersChanged, this,
-            [this] { m_isListedCurrent = false; });
+    connect(&session, &VornCliSession::refreshed, this, &VornMonitorErrors::awaitRefresh);
+    connect(&m_answers, &VornMonitorAnswers::settled, this, &VornMonitorErrors::refresh);
     refresh();
 }
 
@@ -63,8 +52,18 @@ VornMonitorErrorGroup::Kind VornMonitorErrors::kindOf(const VornCliFileError& er
     return *m_kinds.insert(key, VornMonitorErrorGroup::kindOf(error));
 }
 
+void VornMonitorErrors::awaitRefresh()
+{
+    if (!m_refreshTimer.isActive())
+        m_refreshTimer.start(m_refreshDelayMs);
+}
+
+// The list is long when there is much to answer, and reading it then would take longer than the answers do: while they
+// are given it is read less and less often, and once more when they have taken effect.
 void VornMonitorErrors::refresh()
 {
+    m_refreshTimer.stop();
+    m_refreshDelayMs = m_answers.isBusy() ? std::min(2 * m_refreshDelayMs, kLongestDelayMs) : kRefreshDelayMs;
     QHash<int, QVector<VornCliFileError>> files;
     const QVector<VornCliFileError> errors = m_session.errors();
     for (const VornCliFileError& error : errors)
@@ -85,8 +84,7 @@ void VornMonitorErrors::give(int answer, const QString& alias, const QString& fi
     file.name = fileName;
     file.code = errorCode;
     file.status = status;
-    m_confirmed.append({static_cast<VornCliAnswer>(answer), file});
-    giveNext();
+    m_answers.add(static_cast<VornCliAnswer>(answer), {file});
 }
 
 int VornMonitorErrors::ask(QObject* group, int answer)
@@ -99,75 +97,6 @@ int VornMonitorErrors::ask(QObject* group, int answer)
 
 void VornMonitorErrors::confirm()
 {
-    std::for_each(m_asked.crbegin(), m_asked.crend(), [this](const VornCliFileError& file) {
-        m_confirmed.append({m_askedAnswer, file});
-    });
+    m_answers.add(m_askedAnswer, m_asked);
     m_asked.clear();
-    giveNext();
-}
-
-void VornMonitorErrors::lookAgain()
-{
-    if (m_isListedCurrent)
-        return;
-    m_isListedCurrent = true;
-    m_listed.clear();
-    const QVector<VornCliFileError> errors = m_session.errors();
-    for (const VornCliFileError& error : errors)
-        m_listed.insert({error.alias, error.name}, {error.code, error.status});
-}
-
-bool VornMonitorErrors::isAwaitingEffect() const
-{
-    return std::any_of(m_given.cbegin(), m_given.cend(), [this](const VornCliFileError& file) {
-        return m_listed.value({file.alias, file.name}) == qMakePair(file.code, file.status);
-    });
-}
-
-// The manager reads its whole list anew for each file that leaves it. So the next answers wait until the last ones
-// have taken effect, and are as many as the window can bear.
-void VornMonitorErrors::giveNext()
-{
-    lookAgain();
-    if (m_session.isResetting() || (isAwaitingEffect() && !m_turnClock.hasExpired(kPatienceMs))) {
-        m_answerTimer.start();
-        return;
-    }
-    const bool wasLong = !m_given.isEmpty() && m_turnClock.hasExpired(kLongTurnMs);
-    m_answersInATurn =
-        wasLong ? std::max(1, m_answersInATurn / 2) : std::min(kMostInATurn, m_answersInATurn * 2);
-    m_given.clear();
-    m_turnClock.start();
-    while (m_given.size() < m_answersInATurn && !m_confirmed.isEmpty()) {
-        const QPair<VornCliAnswer, VornCliFileError> next = m_confirmed.takeLast();
-        const VornCliFileError& file = next.second;
-        const auto found = m_listed.constFind({file.alias, file.name});
-        if (found == m_listed.cend() || *found != qMakePair(file.code, file.status))
-            continue;
-        give(next.first, file);
-        m_given.append(file);
-    }
-    if (!m_confirmed.isEmpty())
-        m_answerTimer.start();
-    else
-        m_given.clear();
-}
-
-void VornMonitorErrors::give(VornCliAnswer answer, const VornCliFileError& file)
-{
-    switch (answer) {
-    case VornCliAnswer::ByHand:
-        return;
-    case VornCliAnswer::Retry:
-    case VornCliAnswer::Acknowledge:
-    case VornCliAnswer::Restore:
-        m_session.act([&](VornSyncManager& manager) { manager.retrySync(file.alias, file.name); });
-        return;
-    case VornCliAnswer::Trash:
-        break;
-    }
-    VornCliPairStatus status;
-    if (m_session.findPair(file.alias, &status))
-        m_session.expect(status.pair.local + QLatin1Char('/') + file.name, VornCliOperation::Trash);
-    m_session.act([&](VornSyncManager& manager) { manager.moveToTrashFile(file.alias, file.name); });
 }

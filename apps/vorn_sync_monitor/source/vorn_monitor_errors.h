@@ -1,8 +1,8 @@
 #pragma once
 
+#include "vorn_monitor_answers.h"
 #include "vorn_monitor_error_group.h"
 
-#include <QElapsedTimer>
 #include <QHash>
 #include <QObject>
 #include <QTimer>
@@ -33,27 +33,19 @@ public:
     Q_INVOKABLE void confirm();
 
 signals:
-    void changed();
+    void changed(); // the manager's list was read
 
 private:
     VornMonitorErrorGroup::Kind kindOf(const VornCliFileError& error);
     void refresh();
-    void lookAgain();
-    bool isAwaitingEffect() const;
-    void giveNext();
-    void give(VornCliAnswer answer, const VornCliFileError& file);
+    void awaitRefresh();
 
     VornCliSession& m_session;
     QVector<VornMonitorErrorGroup*> m_groups;                    // children
     QHash<QPair<int, int>, VornMonitorErrorGroup::Kind> m_kinds; // by code and status, as they turn up
     QTimer m_refreshTimer;
-    QTimer m_answerTimer;
+    int m_refreshDelayMs = 0;
     VornCliAnswer m_askedAnswer = VornCliAnswer::ByHand;
     QVector<VornCliFileError> m_asked;
-    QVector<QPair<VornCliAnswer, VornCliFileError>> m_confirmed; // not answered yet, the last one comes first
-    QVector<VornCliFileError> m_given;                           // in the last turn
-    int m_answersInATurn = 1;
-    QElapsedTimer m_turnClock;
-    QHash<VornCliFileKey, QPair<int, int>> m_listed; // code and status of what the manager lists
-    bool m_isListedCurrent = false;
+    VornMonitorAnswers m_answers;
 };

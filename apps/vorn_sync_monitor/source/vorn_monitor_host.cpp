@@ -1,20 +1,22 @@
 #include "vorn_monitor_host.h"
 
+#include "vorn_cli_mirror.h"
 #include "vorn_cli_session.h"
 #include "vorn_cli_text.h"
 
-VornMonitorHost::VornMonitorHost(VornCliSession& session, VornMonitorLog& log, const QString& statePath,
-                                 const QString& theme, QObject* parent)
+VornMonitorHost::VornMonitorHost(VornCliMirror& mirror, VornMonitorLog& log, const QString& theme,
+                                 QObject* parent)
     : QObject(parent)
-    , m_session(session)
+    , m_session(*mirror.session())
     , m_log(log)
-    , m_statePath(statePath)
+    , m_statePath(mirror.state().path())
     , m_theme(theme)
-    , m_status(session, m_pairs)
-    , m_errors(session)
+    , m_pairEditor(mirror)
+    , m_status(m_session, m_pairs)
+    , m_errors(m_session)
 {
-    connect(&session, &VornCliSession::refreshed, this, &VornMonitorHost::refresh);
-    connect(&session, &VornCliSession::pausedChanged, this, &VornMonitorHost::refresh);
+    connect(&m_session, &VornCliSession::refreshed, this, &VornMonitorHost::refresh);
+    connect(&m_session, &VornCliSession::pausedChanged, this, &VornMonitorHost::refresh);
     refresh();
 }
 

@@ -38,7 +38,7 @@ int VornMonitorMirror::open()
     session()->start(false);
 
     QGuiApplication::setWindowIcon(VornMonitorIcon::icon(VornMonitorStatus::State::UpToDate));
-    m_host = std::make_unique<VornMonitorHost>(*session(), m_log, m_mirror.state().path(), m_options.theme());
+    m_host = std::make_unique<VornMonitorHost>(m_mirror, m_log, m_options.theme());
     m_window = std::make_unique<VornMonitorWindow>(*session()->manager(), *m_host);
     if (window() == nullptr)
         return fail(kExitRefused, QStringLiteral("The window can't be shown."));

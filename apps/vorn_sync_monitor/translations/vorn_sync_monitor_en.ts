@@ -320,5 +320,125 @@
         <source>Problem: %1</source>
         <translation>Problem: %1</translation>
     </message>
+    <message id="vorn_sync_monitor_add_pair">
+        <source>&amp;Add a pair…</source>
+        <translation>&amp;Add a pair…</translation>
+    </message>
+    <message id="vorn_sync_monitor_add_pair_hint">
+        <source>Mirrors another directory (Ctrl+N)</source>
+        <translation>Mirrors another directory (Ctrl+N)</translation>
+    </message>
+    <message id="vorn_sync_monitor_new_pair">
+        <source>Add a pair</source>
+        <translation>Add a pair</translation>
+    </message>
+    <message id="vorn_sync_monitor_local_directory">
+        <source>Local directory, whose files are sent</source>
+        <translation>Local directory, whose files are sent</translation>
+    </message>
+    <message id="vorn_sync_monitor_distant_directory">
+        <source>Distant directory; files of the same name there are replaced</source>
+        <translation>Distant directory; files of the same name there are replaced</translation>
+    </message>
+    <message id="vorn_sync_monitor_pair_name">
+        <source>Name of the pair</source>
+        <translation>Name of the pair</translation>
+    </message>
+    <message id="vorn_sync_monitor_choose_directory">
+        <source>Choose…</source>
+        <translation>Choose…</translation>
+    </message>
+    <message id="vorn_sync_monitor_choose_name">
+        <source>Choose: %1</source>
+        <translation>Choose: %1</translation>
+    </message>
+    <message id="vorn_sync_monitor_choose">
+        <source>Choose</source>
+        <translation>Choose</translation>
+    </message>
+    <message id="vorn_sync_monitor_directory">
+        <source>Directory:</source>
+        <translation>Directory:</translation>
+    </message>
+    <message id="vorn_sync_monitor_add">
+        <source>Add</source>
+        <translation>Add</translation>
+    </message>
+    <message id="vorn_sync_monitor_close">
+        <source>Close</source>
+        <translation>Close</translation>
+    </message>
+    <message id="vorn_sync_monitor_remove_pair">
+        <source>Remove…</source>
+        <translation>Remove…</translation>
+    </message>
+    <message id="vorn_sync_monitor_remove_pair_name">
+        <source>Remove the pair %1</source>
+        <translation>Remove the pair %1</translation>
+    </message>
+    <message id="vorn_sync_monitor_stop_mirroring">
+        <source>Stop mirroring</source>
+        <translation>Stop mirroring</translation>
+    </message>
+    <message id="vorn_sync_monitor_ask_remove_pair">
+        <source>Stop mirroring the pair “%1”?
+
+No file is touched, here or there. What is known of its files is forgotten: what is in error, what was deleted on purpose, what lies in the trash. Files in %2 stay there until you delete them.
+
+If you add the pair again, every local file is sent, over whatever the distant side has then.</source>
+        <translation>Stop mirroring the pair “%1”?
+
+No file is touched, here or there. What is known of its files is forgotten: what is in error, what was deleted on purpose, what lies in the trash. Files in %2 stay there until you delete them.
+
+If you add the pair again, every local file is sent, over whatever the distant side has then.</translation>
+    </message>
+    <message id="vorn_sync_monitor_pair_refused">
+        <source>The pair was refused.</source>
+        <translation>The pair was refused.</translation>
+    </message>
+    <message id="vorn_sync_monitor_resetting">
+        <source>The state is just being reset; try again in a moment.</source>
+        <translation>The state is just being reset; try again in a moment.</translation>
+    </message>
+    <message id="vorn_sync_monitor_directory_empty">
+        <source>Give a local and a distant directory.</source>
+        <translation>Give a local and a distant directory.</translation>
+    </message>
+    <message id="vorn_sync_monitor_directory_relative">
+        <source>Give the whole path of the directory, from “/” on: %1</source>
+        <translation>Give the whole path of the directory, from “/” on: %1</translation>
+    </message>
+    <message id="vorn_sync_monitor_directory_is_state">
+        <source>The directory with VornSync's own state can't be part of a pair: %1</source>
+        <translation>The directory with VornSync's own state can't be part of a pair: %1</translation>
+    </message>
+    <message id="vorn_sync_monitor_directories_same">
+        <source>The local and the distant directory must be different.</source>
+        <translation>The local and the distant directory must be different.</translation>
+    </message>
+    <message id="vorn_sync_monitor_local_missing">
+        <source>There is no such local directory: %1</source>
+        <translation>There is no such local directory: %1</translation>
+    </message>
+    <message id="vorn_sync_monitor_local_taken">
+        <source>%1 is mirrored already, as the pair “%2”.</source>
+        <translation>%1 is mirrored already, as the pair “%2”.</translation>
+    </message>
+    <message id="vorn_sync_monitor_local_known">
+        <source>%1 was mirrored before, as the pair “%2”: give it that name again.</source>
+        <translation>%1 was mirrored before, as the pair “%2”: give it that name again.</translation>
+    </message>
+    <message id="vorn_sync_monitor_name_empty">
+        <source>Give the pair a name.</source>
+        <translation>Give the pair a name.</translation>
+    </message>
+    <message id="vorn_sync_monitor_name_reserved">
+        <source>The name “%1” is reserved.</source>
+        <translation>The name “%1” is reserved.</translation>
+    </message>
+    <message id="vorn_sync_monitor_name_taken">
+        <source>The name “%1” belongs to another pair.</source>
+        <translation>The name “%1” belongs to another pair.</translation>
+    </message>
 </context>
 </TS>

@@ -320,5 +320,125 @@
         <source>Problem: %1</source>
         <translation>Problème : %1</translation>
     </message>
+    <message id="vorn_sync_monitor_add_pair">
+        <source>&amp;Add a pair…</source>
+        <translation>Ajouter &amp;une paire…</translation>
+    </message>
+    <message id="vorn_sync_monitor_add_pair_hint">
+        <source>Mirrors another directory (Ctrl+N)</source>
+        <translation>Copie un autre répertoire (Ctrl+N)</translation>
+    </message>
+    <message id="vorn_sync_monitor_new_pair">
+        <source>Add a pair</source>
+        <translation>Ajouter une paire</translation>
+    </message>
+    <message id="vorn_sync_monitor_local_directory">
+        <source>Local directory, whose files are sent</source>
+        <translation>Répertoire local, dont les fichiers sont envoyés</translation>
+    </message>
+    <message id="vorn_sync_monitor_distant_directory">
+        <source>Distant directory; files of the same name there are replaced</source>
+        <translation>Répertoire distant ; les fichiers de même nom y sont remplacés</translation>
+    </message>
+    <message id="vorn_sync_monitor_pair_name">
+        <source>Name of the pair</source>
+        <translation>Nom de la paire</translation>
+    </message>
+    <message id="vorn_sync_monitor_choose_directory">
+        <source>Choose…</source>
+        <translation>Choisir…</translation>
+    </message>
+    <message id="vorn_sync_monitor_choose_name">
+        <source>Choose: %1</source>
+        <translation>Choisir : %1</translation>
+    </message>
+    <message id="vorn_sync_monitor_choose">
+        <source>Choose</source>
+        <translation>Choisir</translation>
+    </message>
+    <message id="vorn_sync_monitor_directory">
+        <source>Directory:</source>
+        <translation>Répertoire :</translation>
+    </message>
+    <message id="vorn_sync_monitor_add">
+        <source>Add</source>
+        <translation>Ajouter</translation>
+    </message>
+    <message id="vorn_sync_monitor_close">
+        <source>Close</source>
+        <translation>Fermer</translation>
+    </message>
+    <message id="vorn_sync_monitor_remove_pair">
+        <source>Remove…</source>
+        <translation>Retirer…</translation>
+    </message>
+    <message id="vorn_sync_monitor_remove_pair_name">
+        <source>Remove the pair %1</source>
+        <translation>Retirer la paire %1</translation>
+    </message>
+    <message id="vorn_sync_monitor_stop_mirroring">
+        <source>Stop mirroring</source>
+        <translation>Ne plus copier</translation>
+    </message>
+    <message id="vorn_sync_monitor_ask_remove_pair">
+        <source>Stop mirroring the pair “%1”?
+
+No file is touched, here or there. What is known of its files is forgotten: what is in error, what was deleted on purpose, what lies in the trash. Files in %2 stay there until you delete them.
+
+If you add the pair again, every local file is sent, over whatever the distant side has then.</source>
+        <translation>Ne plus copier la paire « %1 » ?
+
+Aucun fichier n'est touché, ni ici ni là-bas. Ce qui est connu de ses fichiers est oublié : les erreurs, ce qui a été supprimé volontairement, ce qui est dans la corbeille. Les fichiers de %2 y restent jusqu'à ce que vous les supprimiez.
+
+Si vous ajoutez la paire de nouveau, chaque fichier local est envoyé, par-dessus ce que le côté distant a alors.</translation>
+    </message>
+    <message id="vorn_sync_monitor_pair_refused">
+        <source>The pair was refused.</source>
+        <translation>La paire a été refusée.</translation>
+    </message>
+    <message id="vorn_sync_monitor_resetting">
+        <source>The state is just being reset; try again in a moment.</source>
+        <translation>L'état est en cours de réinitialisation ; réessayez dans un instant.</translation>
+    </message>
+    <message id="vorn_sync_monitor_directory_empty">
+        <source>Give a local and a distant directory.</source>
+        <translation>Indiquez un répertoire local et un répertoire distant.</translation>
+    </message>
+    <message id="vorn_sync_monitor_directory_relative">
+        <source>Give the whole path of the directory, from “/” on: %1</source>
+        <translation>Indiquez le chemin complet du répertoire, à partir de « / » : %1</translation>
+    </message>
+    <message id="vorn_sync_monitor_directory_is_state">
+        <source>The directory with VornSync's own state can't be part of a pair: %1</source>
+        <translation>Le répertoire de l'état de VornSync ne peut pas faire partie d'une paire : %1</translation>
+    </message>
+    <message id="vorn_sync_monitor_directories_same">
+        <source>The local and the distant directory must be different.</source>
+        <translation>Le répertoire local et le répertoire distant doivent être différents.</translation>
+    </message>
+    <message id="vorn_sync_monitor_local_missing">
+        <source>There is no such local directory: %1</source>
+        <translation>Ce répertoire local n'existe pas : %1</translation>
+    </message>
+    <message id="vorn_sync_monitor_local_taken">
+        <source>%1 is mirrored already, as the pair “%2”.</source>
+        <translation>%1 est déjà copié : c'est la paire « %2 ».</translation>
+    </message>
+    <message id="vorn_sync_monitor_local_known">
+        <source>%1 was mirrored before, as the pair “%2”: give it that name again.</source>
+        <translation>%1 a déjà été copié : c'était la paire « %2 ». Redonnez-lui ce nom.</translation>
+    </message>
+    <message id="vorn_sync_monitor_name_empty">
+        <source>Give the pair a name.</source>
+        <translation>Donnez un nom à la paire.</translation>
+    </message>
+    <message id="vorn_sync_monitor_name_reserved">
+        <source>The name “%1” is reserved.</source>
+        <translation>Le nom « %1 » est réservé.</translation>
+    </message>
+    <message id="vorn_sync_monitor_name_taken">
+        <source>The name “%1” belongs to another pair.</source>
+        <translation>Le nom « %1 » appartient à une autre paire.</translation>
+    </message>
 </context>
 </TS>
