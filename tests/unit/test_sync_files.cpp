@@ -67,6 +67,7 @@ private slots:
     void unreadableParentIsUnknown();
     void listedEntryThatVanishedIsUnknown();
     void aPathWithANulIsUnknown();
+    void noDirectoryNoPath();
     void oddNames();
     void directoryPresence();
     void unreachableDirectoryIsUnknown();
@@ -220,6 +221,16 @@ void TestSyncFiles::aPathWithANulIsUnknown()
     QCOMPARE(VornSyncFiles::facts(local("a") + end).presence, VornSyncPresence::Unknown);
     QCOMPARE(VornSyncFiles::facts(local("none") + end).presence, VornSyncPresence::Unknown);
     QCOMPARE(VornSyncFiles::directoryPresence(m_pair->localPath() + end), VornSyncPresence::Unknown);
+}
+
+// "/a.txt" would be surely absent.
+void TestSyncFiles::noDirectoryNoPath()
+{
+    QCOMPARE(VornSyncFiles::joined(QStringLiteral("/tmp"), QStringLiteral("a%1.txt")),
+             QStringLiteral("/tmp/a%1.txt"));
+    QCOMPARE(VornSyncFiles::joined(QString(), QStringLiteral("a.txt")), QString());
+    QCOMPARE(VornSyncFiles::facts(VornSyncFiles::joined(QString(), QStringLiteral("a.txt"))).presence,
+             VornSyncPresence::Unknown);
 }
 
 void TestSyncFiles::oddNames()

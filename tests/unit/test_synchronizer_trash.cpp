@@ -69,6 +69,8 @@ private slots:
     void resolve_byBaseStatus();
     void resolve_noCertainAnswer_keepsTheError_data();
     void resolve_noCertainAnswer_keepsTheError();
+    void resolve_pathThatCantBeRead_keepsTheError_data();
+    void resolve_pathThatCantBeRead_keepsTheError();
     void resolve_otherCodeOfAnUpToDateRow_onlyClears();
     void resolve_settledByTheHostMeanwhile_holds();
     void resolve_settledByTheHostBeforeItIsCleared_holds();
@@ -563,6 +565,26 @@ void TestSynchronizerTrash::resolve_noCertainAnswer_keepsTheError()
         engine,
         "resolveFileError - Skipping auto-retry for 'a' (dirId=1): no certain answer from the disk"_s);
     COMPARE_NO_EVENTS(engine);
+}
+
+void TestSynchronizerTrash::resolve_pathThatCantBeRead_keepsTheError_data()
+{
+    resolve_noCertainAnswer_keepsTheError_data();
+}
+
+// Below no directory at all there is no such file, which says nothing about the one that is meant.
+void TestSynchronizerTrash::resolve_pathThatCantBeRead_keepsTheError()
+{
+    QFETCH(int, base);
+    Engine engine;
+    QVERIFY(engine.start());
+    QVERIFY(engine.local().write("a"_s, "x"));
+    QVERIFY(engine.trash().write("a"_s, "x"));
+    QVERIFY(putError(engine, "a"_s, base, ceSecCopyFailed));
+    QVERIFY(engine.raw().exec("ALTER TABLE directories RENAME TO away"_s));
+    engine.sync().resolveFileError(1, "a"_s, base | ceSfsError);
+    QVERIFY(engine.raw().exec("ALTER TABLE away RENAME TO directories"_s));
+    QCOMPARE(engine.state("a"_s), "%1/6"_s.arg(base | ceSfsError));
 }
 
 void TestSynchronizerTrash::resolve_otherCodeOfAnUpToDateRow_onlyClears()

@@ -57,17 +57,16 @@ bool VornSyncErrorResolution::examine(const QString& localDir, const QString& tr
 // status that leads to no operation needs no file.
 VornSyncPresence VornSyncErrorResolution::presence(const QString& localDir, const QString& trashDir) const
 {
-    const QString name = QLatin1Char('/') + m_fileName;
     switch (static_cast<SyncFileStatus>(m_base)) {
     case ceSfsPendingSync:
     case ceSfsSyncing:
     case ceSfsPendingDelete:
     case ceSfsDeleting:
-        return VornSyncFiles::facts(localDir + name).presence;
+        return VornSyncFiles::facts(VornSyncFiles::joined(localDir, m_fileName)).presence;
     case ceSfsTrashed:
     case ceSfsPendingRestore:
     case ceSfsRestoring:
-        return VornSyncFiles::facts(trashDir + name).presence;
+        return VornSyncFiles::facts(VornSyncFiles::joined(trashDir, m_fileName)).presence;
     case ceSfsUnknown:
     case ceSfsUpToDate:
     case ceSfsDeleted:

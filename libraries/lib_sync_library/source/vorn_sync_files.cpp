@@ -57,6 +57,8 @@ namespace VornSyncFiles {
 
 QString joined(const QString& directory, const QString& fileName)
 {
+    if (directory.isEmpty())
+        return QString();
     if (VORN_PLANTED(chainedArg))
         return directory + QLatin1Char('/') + QString(fileName).replace(QLatin1String("%1"), directory);
     return directory + QLatin1Char('/') + fileName;

@@ -25,6 +25,7 @@ struct VornSyncFileFacts
 
 namespace VornSyncFiles {
 
+// Empty for an empty directory: a path that could not be read has lost no files, and nothing can be said of them.
 QString joined(const QString& directory, const QString& fileName);
 
 // Size, time and kind of the entry at `path`, following links. A dangling link is present and not plain.

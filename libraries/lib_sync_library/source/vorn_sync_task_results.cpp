@@ -94,7 +94,7 @@ bool VornSyncTaskResults::recordRename()
     }
     const QString localDir = m_database.getDirectoryLocalPath(m_directoryId);
     const bool isRenamed = renameRow(m_database, m_directoryId, m_fileName, newName,
-                                     VornSyncFiles::facts(localDir + QLatin1Char('/') + newName));
+                                     VornSyncFiles::facts(VornSyncFiles::joined(localDir, newName)));
     releaseRename();
     return isRenamed;
 }
