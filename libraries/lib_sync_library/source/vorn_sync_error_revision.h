@@ -4,9 +4,9 @@
 
 class VornSqliteDatabase;
 
-// The column `revision` of file_tracking_errors: a number that changes with everything the list of files in error is made of, kept by triggers of the file itself:
-// whoever writes the table, with whatever program. As long as it is the same, a list that was read need not be read
-// again. Holds no state; used by the thread that runs the operation.
+// The column `revision` of file_tracking_errors: a number that changes with everything the list of files in error is made
+// of, kept by triggers of the file itself: whoever writes the table, with whatever program. As long as it is the same, a
+// list that was read need not be read again. Holds no state; used by the thread that runs the operation.
 class VornSyncErrorRevision
 {
 public:

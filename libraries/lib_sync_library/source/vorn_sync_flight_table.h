@@ -15,7 +15,8 @@ class VornSyncFlightTable
 public:
     VornSyncFlightTable() = default;
 
-    // The file is about to get a task: it has passed the last look at rename locks.
+    // The file is about to get a task. It is said before the last look at the rename locks, so that of a start and a
+    // rename that meet one sees the other.
     void setStarting(const VornSyncFileKey& key, bool isStarting);
 
     // A task of the file is dispatched. The file is wanted on the distant side again: an older wish to remove

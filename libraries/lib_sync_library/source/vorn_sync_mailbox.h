@@ -9,9 +9,9 @@
 
 class QObject;
 
-// Carries calls to a receiver on its thread, in the order in which they were posted, a few milliseconds at a time: Qt
-// delivers all queued calls that wait in one turn of the event loop, and with thousands of them no timer and no user
-// input would come in between. Any thread may post.
+// Carries calls to a receiver on its thread, in the order in which they were posted, a millisecond at a time: Qt delivers
+// all queued calls that wait in one turn of the event loop, and with thousands of them no timer and no user input would
+// come in between. Any thread may post.
 class VornSyncMailbox : public std::enable_shared_from_this<VornSyncMailbox>
 {
     Q_DISABLE_COPY_MOVE(VornSyncMailbox)

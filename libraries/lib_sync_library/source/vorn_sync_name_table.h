@@ -32,8 +32,8 @@ public:
     // The next find() is for the first name, if the order is kept.
     void startOver() { m_next = 0; }
 
-    // The number of that name among those before freeze(), -1 when there is none. Who asks in the order in which the names were appended is answered at once; the index is made for
-    // the first who does not.
+    // The number of that name among those before freeze(), -1 when there is none. Who asks in the order in which the
+    // names were appended is answered at once; the index is made for the first who does not.
     int find(QStringView name)
     {
         if (m_next < m_indexedCount && at(m_next) == name)
@@ -79,7 +79,7 @@ private:
     std::vector<int> m_begins;
     int m_indexedCount = 0;
     int m_next = 0; // what will be asked for, if the order is kept
-    std::vector<Slot>
-        m_slots; // a power of two of them, at most half in use; none before the first who needs them
+    // A power of two of them, at most half in use; none before the first who needs them.
+    std::vector<Slot> m_slots;
     uint m_seed = uint(qGlobalQHashSeed());
 };

@@ -11,8 +11,8 @@ class VornSyncObservations;
 class VornSyncPathCache;
 class VornSyncRenameLocks;
 
-// Looks at files that are up to date, a few in every sixth cycle, until each has had its turn; then begins again. Lives on
-// the synchronizer's thread.
+// Looks at the files that are up to date, in each run as many as its time allows, until each has had its turn; then begins
+// again. Lives on the synchronizer's thread.
 class VornSyncVerifier : public QObject
 {
     Q_OBJECT
