@@ -84,6 +84,7 @@ private slots:
     void manyRows();
     void anotherEncoding();
     void rowsOfAView();
+    void marksThatCantBeRead();
 
     void unchangedRowsAreKept();
     void rowsAsTheyAreNow_data();
@@ -272,6 +273,23 @@ void TestSyncFileRows::rowsOfAView()
     QVERIFY(m_fixture->raw.execAll({"ALTER TABLE file_tracking RENAME TO moved"_s,
                                     "CREATE VIEW file_tracking AS SELECT * FROM moved"_s}));
     QCOMPARE(readAll(db(), id()), QStringList("x: 17 5 0 0 0 0 0"_s));
+}
+
+// Without its mark the local file would be sent over the newer distant one.
+void TestSyncFileRows::marksThatCantBeRead()
+{
+    QVERIFY(m_fixture->insert("x"_s, 17));
+    QCOMPARE(readAll(db(), id()).size(), 1);
+    QVERIFY(m_fixture->raw.execAll({"PRAGMA writable_schema = ON"_s,
+                                    "INSERT INTO sqlite_master (type, name, tbl_name, rootpage, sql) VALUES "
+                                    "('table', 'distant_newer_marks', 'distant_newer_marks', 0, 'CREATE "
+                                    "VIRTUAL TABLE distant_newer_marks USING missing')"_s,
+                                    "CREATE TABLE another (a)"_s}));
+    QCOMPARE(readAll(db(), id()), QStringList("FAILED"_s));
+    VornSyncFileRow row;
+    bool found = false;
+    QVERIFY(!db().readFileRow(id(), "x"_s, row, found));
+    QVERIFY(!m_fixture->errorTexts().isEmpty());
 }
 
 // --- Rows that are kept from one pass to the next -------------------------------------------------------

@@ -3,21 +3,32 @@
 #include "vorn_planted_bugs.h"
 #include "vorn_sqlite_database.h"
 
+namespace {
+
+const QLatin1String kFindTable("SELECT name FROM sqlite_master WHERE type = 'table' AND name = "
+                               "'distant_newer_marks'");
+
+} // namespace
+
 bool VornSyncDistantMarks::exists()
 {
     QVariantList names;
-    return m_database.executeQuery(names,
-                                   QStringLiteral("SELECT name FROM sqlite_master WHERE type = 'table' AND "
-                                                  "name = 'distant_newer_marks'")) &&
-           !names.isEmpty();
+    return m_database.executeQuery(names, kFindTable) && !names.isEmpty();
 }
 
-bool VornSyncDistantMarks::hasAny()
+bool VornSyncDistantMarks::hasAny(bool& areAny)
 {
     QVariantList found;
-    return exists() &&
-           m_database.executeQuery(found, QStringLiteral("SELECT 1 FROM distant_newer_marks LIMIT 1")) &&
-           !found.isEmpty();
+    if (!m_database.executeQuery(found, kFindTable))
+        return false;
+    areAny = !found.isEmpty();
+    if (!areAny)
+        return true;
+    found.clear();
+    if (!m_database.executeQuery(found, QStringLiteral("SELECT 1 FROM distant_newer_marks LIMIT 1")))
+        return false;
+    areAny = !found.isEmpty();
+    return true;
 }
 
 bool VornSyncDistantMarks::set(int directoryId, const QString& fileName, qint64 localSize,

@@ -16,8 +16,8 @@ public:
     {
     }
 
-    // False also while no mark is set: readers then leave the table out.
-    bool hasAny();
+    // False when it can't be found out: a row is then not to be taken for one without a mark.
+    bool hasAny(bool& areAny);
     // `localLmd` is ISO 8601 text.
     bool set(int directoryId, const QString& fileName, qint64 localSize, const QString& localLmd);
     bool remove(int directoryId, const QString& fileName);

@@ -21,7 +21,9 @@ QString marksOfRows()
 // library makes it.
 bool VornSyncFileRows::readPacked(int directoryId, VornSyncPackedRows& rows)
 {
-    const bool areMarks = VornSyncDistantMarks(m_database).hasAny();
+    bool areMarks = false;
+    if (!VornSyncDistantMarks(m_database).hasAny(areMarks))
+        return false;
     const QString columns =
         QStringLiteral("COUNT(*), CAST('a' AS BLOB) = x'61', CAST(group_concat(f.file_name, '/') AS BLOB), "
                        "CAST(group_concat(f.status) AS BLOB), CAST(group_concat(IFNULL(f.size, 0)) AS BLOB), "
@@ -83,7 +85,9 @@ bool VornSyncFileRows::readRows(const QString& condition, const QVariantList& va
                                 const std::function<void(const VornSyncFileRow& row)>& visit)
 {
     const QString columns = QStringLiteral("f.file_name, f.status, f.size, f.local_lmd, f.distant_lmd = ?");
-    const bool areMarks = VornSyncDistantMarks(m_database).hasAny();
+    bool areMarks = false;
+    if (!VornSyncDistantMarks(m_database).hasAny(areMarks))
+        return false;
     const QString sql =
         areMarks ? QStringLiteral("SELECT %1, m.local_size, m.local_lmd FROM file_tracking f %2 WHERE %3")
                        .arg(columns, marksOfRows(), condition)
