@@ -44,9 +44,9 @@ void useDatabase(VornSyncDatabase& database)
     const QList<int> ids = database.getDirectoryIds(false);
     for (int known : ids) {
         QVector<VornSyncFileRow> rows;
-        database.readDirectoryRows(known, [&rows](std::string_view name, const VornSyncFileRow& row) {
+        database.readDirectoryRows(known, [&rows](std::string_view rowName, const VornSyncFileRow& row) {
             rows.append(row);
-            rows.last().fileName = QString::fromUtf8(name.data(), int(name.size()));
+            rows.last().fileName = QString::fromUtf8(rowName.data(), int(rowName.size()));
         });
         for (const VornSyncFileRow& row : rows) {
             VornSyncFileRow again;

@@ -18,6 +18,8 @@ private slots:
     void unsentChangesAreNeverReplaced_data();
     void unsentChangesAreNeverReplaced();
     void localPathThatCantBeRead();
+    void markThatCantBeReadIsNotNone_data();
+    void markThatCantBeReadIsNotNone();
 };
 
 void TestFileReadyFaults::unsentChangesAreNeverReplaced_data()
@@ -76,6 +78,42 @@ void TestFileReadyFaults::localPathThatCantBeRead()
         VornSyncFileReady::examine(engine.database(), engine.distant().filePath("a"_s));
     QCOMPARE(plan.action, VornSyncFileReadyPlan::AnswerMissing);
     QCOMPARE(plan.path, engine.distant().filePath("a"_s));
+}
+
+void TestFileReadyFaults::markThatCantBeReadIsNotNone_data()
+{
+    unsentChangesAreNeverReplaced_data();
+}
+
+// The older local file would be sent over the newer distant one.
+void TestFileReadyFaults::markThatCantBeReadIsNotNone()
+{
+    QFETCH(int, error);
+    Engine engine;
+    QVERIFY(engine.start());
+    QVERIFY(engine.send("a"_s, "short"));
+    QVERIFY(engine.distant().write("a"_s, "longer version"));
+    QVERIFY(engine.distant().setLmd("a"_s, longAgo().addDays(1)));
+    engine.sync().verifyOneUpToDateFile(engine.id(), "a"_s, 5);
+
+    FileCalls::watch(engine.pair().rootPath().toUtf8());
+    VornSyncDatabase database(engine.pair().databasePath()); // whose calls are watched from its opening on
+    int calls = 0;
+    int failing = 0;
+    FileCalls::Hooks hooks;
+    hooks.before = [&](const FileCalls::Call&) { return calls++ == failing ? error : 0; };
+    FileCalls::setHooks(hooks);
+    const auto unhook = qScopeGuard([] { FileCalls::setHooks(FileCalls::Hooks()); });
+    bool hasFailed = true;
+    for (; hasFailed; ++failing) {
+        calls = 0;
+        VornSyncFileRow row;
+        bool isFound = false;
+        const bool isRead = database.readFileRow(engine.id(), "a"_s, row, isFound);
+        QVERIFY2(!isRead || (isFound && row.isDistantNewer), qPrintable(QString::number(failing)));
+        hasFailed = failing < calls;
+    }
+    QVERIFY2(failing > 2, "no call has failed");
 }
 
 QTEST_GUILESS_MAIN(TestFileReadyFaults)
