@@ -25,8 +25,8 @@ debs=$(realpath -m "${1:-$build/debs}")
 # shellcheck disable=SC2086 # lists of packages
 install_missing $packages_build $packages_qt6 $packages_window $packages_package
 
-# configure SOURCE BUILD QT: what Debian builds its packages with. The programs are packed with Qt 5 alone. Debug symbols
-# are for the comparison alone, and a fifth of the time: cpack strips them.
+# configure SOURCE BUILD QT: what Debian builds its packages with. The programs are packed with Qt 5 alone. Debug
+# symbols are for the comparison alone, and a fifth of the time: cpack strips them.
 configure() {
     local apps=OFF debug=-g
     [ "$3" -ne 5 ] || apps=ON
