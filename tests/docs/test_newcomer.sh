@@ -20,7 +20,8 @@ unset QT_QPA_PLATFORM
 newcomer "$source/README.md" "$source/docs/EMBEDDING.md"
 
 # A host that mirrors nothing, and one that does not compile, are noticed.
-sed 's/manager.addDirectory(.*;/Q_UNUSED(here)/; s/return app.exec/return 3/; s/3()/3/' "$source/README.md" >"$work/README.md"
+sed 's/manager.addDirectory(.*;/Q_UNUSED(here)/; s/return app.exec()/return 3/' \
+    "$source/README.md" >"$work/README.md"
 ! newcomer "$work/README.md" >"$work/log" 2>&1 || fail "a host that ends at once is not noticed"
 grep -q 'the program ended with 3' "$work/log" || { cat "$work/log"; fail "another reason is given"; }
 sed 's/addDirectory/addDirectories/' "$source/README.md" >"$work/README.md"

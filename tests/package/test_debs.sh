@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages with dpkg in a root of its own, which is this machine's with a layer on top that nobody
-# else sees; mirrors with the command-line host, builds the small host in both ways with each Qt, does what the documents tell a newcomer to do,
-# and removes them again.
+# else sees; mirrors with the command-line host, builds the small host in both ways with each Qt, does what the documents
+# tell a newcomer to do, and removes them again.
 #
 # usage: test_debs.sh DIRECTORY     as root
 set -euo pipefail
@@ -31,7 +31,8 @@ uses_package() {
 builds_hosts() {
     local host
     host=$(mktemp -d)
-    cmake -S "$source/host" -B "$host" -DHOST_PACKAGE="$2" >"$work/cmake.log" && cmake --build "$host" >>"$work/cmake.log" ||
+    cmake -S "$source/host" -B "$host" -DHOST_PACKAGE="$2" >"$work/cmake.log" &&
+        cmake --build "$host" >>"$work/cmake.log" ||
         { cat "$work/cmake.log"; fail "find_package($2)"; }
     # shellcheck disable=SC2046 # the flags are meant to be split
     g++ -std=c++17 -o "$host/by_pkgconfig" "$source/host/main.cpp" $(pkg-config --cflags --libs "$3") ||
