@@ -90,7 +90,7 @@ PlainDialog {
         ActionButton {
             objectName: "addButton"
             text: qsTrId("vorn_sync_monitor_add")
-            DialogButtonBox.buttonRole: DialogButtonBox.ApplyRole
+            DialogButtonBox.buttonRole: DialogButtonBox.ActionRole
             onClicked: dialog.add()
         }
         ActionButton {
