@@ -27,7 +27,7 @@ PlainDialog {
     title: qsTrId("vorn_sync_monitor_new_pair")
     preferredWidth: 560
 
-    // The problem stands below the layout, not in it: its height follows from its width, and the dialog's from its height.
+    // The problem stands below the layout, not in it: its height follows from its width, and the dialog's from that.
     contentItem: Item {
         implicitHeight: fields.implicitHeight + (problemText.visible ? problemText.height + Theme.gap : 0)
 
