@@ -180,7 +180,7 @@ void TestMonitorPairs::namesOfDirectoriesAreData()
     QCOMPARE(world.complaints(), QString());
 }
 
-// "%L" and "%D" are the directories of the pair that there is, "%N" and "%M" new ones, "%S" that of the state.
+// "%L" is the local directory of the pair that there is, "%N" and "%M" are new ones, "%S" is that of the state.
 void TestMonitorPairs::refusals_data()
 {
     QTest::addColumn<QString>("name");

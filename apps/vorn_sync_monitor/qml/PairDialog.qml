@@ -27,7 +27,7 @@ PlainDialog {
     title: qsTrId("vorn_sync_monitor_new_pair")
     preferredWidth: 560
 
-    // The problem stands below the layout, not in it: its height follows from its width, and the dialog's from its height.
+    // The problem stands below the layout, not in it: its height follows from its width, and the dialog's from that.
     contentItem: Item {
         implicitHeight: fields.implicitHeight + (problemText.visible ? problemText.height + Theme.gap : 0)
 
@@ -90,7 +90,7 @@ PlainDialog {
         ActionButton {
             objectName: "addButton"
             text: qsTrId("vorn_sync_monitor_add")
-            DialogButtonBox.buttonRole: DialogButtonBox.ApplyRole
+            DialogButtonBox.buttonRole: DialogButtonBox.ActionRole
             onClicked: dialog.add()
         }
         ActionButton {

@@ -3,7 +3,6 @@
 #include "vorn_cli_error_guide.h"
 #include "vorn_cli_types.h"
 
-#include <QElapsedTimer>
 #include <QObject>
 #include <QTimer>
 
