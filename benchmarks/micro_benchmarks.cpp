@@ -142,9 +142,10 @@ void readRows(benchmark::State& state)
     const int id = database.getDirectoryIdByAlias(MirroredDirectory::alias());
     for (auto _ : state) {
         qint64 seen = 0;
-        VornSyncPackedRows rows;
-        const bool done = VornSyncFileRows(database).readPacked(id, rows);
-        rows.forEach([&seen](std::string_view, const VornSyncFileRow&) { ++seen; });
+        const auto count = [&seen](std::string_view, const VornSyncFileRow&) { ++seen; };
+        const bool done = VornSyncFileRows(database).readPacked(
+            id, VornSyncFileRows::kMostRowsAPart,
+            [&count](const VornSyncPackedRows& part) { part.forEach(count); });
         if (!done || seen != state.range(0))
             state.SkipWithError("rows are missing");
     }

@@ -21,14 +21,15 @@ QDateTime utc(qint64 secs)
 
 QString described(const VornSyncFileRow& row)
 {
-    return "%1: %2 %3 %4 %5 %6 %7 %8"_s.arg(row.fileName)
-        .arg(row.status)
-        .arg(row.size)
-        .arg(row.localLmdSecs)
-        .arg(row.distantLmdUndefined)
-        .arg(row.isDistantNewer)
-        .arg(row.markedLocalSize)
-        .arg(row.markedLocalLmdSecs);
+    const QStringList columns = {row.fileName + ":"_s,
+                                 QString::number(row.status),
+                                 QString::number(row.size),
+                                 QString::number(row.localLmdSecs),
+                                 QString::number(row.distantLmdUndefined ? 1 : 0),
+                                 QString::number(row.isDistantNewer ? 1 : 0),
+                                 QString::number(row.markedLocalSize),
+                                 QString::number(row.markedLocalLmdSecs)};
+    return columns.join(QLatin1Char(' '));
 }
 
 // All rows as a pass reads them, in the order of their names.
@@ -298,9 +299,10 @@ void TestSyncFileRows::marksThatCantBeRead()
 void TestSyncFileRows::unchangedRowsAreKept()
 {
     QVERIFY(m_fixture->insert("x"_s, 17));
-    QVERIFY(m_fixture->raw.execAll({"ALTER TABLE file_tracking RENAME TO moved"_s,
-                                    "CREATE VIEW file_tracking AS SELECT file_name, directories_id, status, "
-                                    "ABS(random()) AS size, local_lmd, distant_lmd FROM moved"_s}));
+    QVERIFY(m_fixture->raw.execAll(
+        {"ALTER TABLE file_tracking RENAME TO moved"_s,
+         "CREATE VIEW file_tracking AS SELECT rowid AS rowid, file_name, directories_id, status, "
+         "ABS(random()) AS size, local_lmd, distant_lmd FROM moved"_s}));
     const QStringList first = readAll(db(), id());
     QCOMPARE(first.size(), 1);
     QCOMPARE(readAll(db(), id()), first);
@@ -477,18 +479,18 @@ void TestSyncFileRows::cacheForgetsOtherStamps()
 {
     const VornSyncRowsStamp stamp{{1, 2}, 3};
     VornSyncRowCache cache;
-    VornSyncPackedRows found;
+    VornSyncPackedParts found;
     QVERIFY(!cache.find(1, stamp, found));
-    cache.keep(1, stamp, packedExample());
+    cache.keep(1, stamp, {packedExample()});
     QVERIFY(cache.find(1, stamp, found));
-    QCOMPARE(found.names, packedExample().names);
+    QCOMPARE(found.value(0).names, packedExample().names);
     QVERIFY(!cache.find(2, stamp, found));
     for (const VornSyncRowsStamp& other :
          {VornSyncRowsStamp{{2, 2}, 3}, VornSyncRowsStamp{{1, 3}, 3}, VornSyncRowsStamp{{1, 2}, 4}})
         QVERIFY(!cache.find(1, other, found));
-    cache.keep(2, stamp, packedExample());
+    cache.keep(2, stamp, {packedExample()});
     QVERIFY(cache.find(1, stamp, found));
-    cache.keep(2, {{1, 2}, 4}, packedExample());
+    cache.keep(2, {{1, 2}, 4}, {packedExample()});
     QVERIFY(!cache.find(1, stamp, found));
     QVERIFY(!cache.find(1, {{1, 2}, 4}, found));
     QVERIFY(cache.find(2, {{1, 2}, 4}, found));
@@ -501,15 +503,15 @@ void TestSyncFileRows::cacheHasALimit()
     large.count = 1;
     large.names = QByteArray(int(VornSyncRowCache::kMaximumBytes), 'x');
     VornSyncRowCache cache;
-    VornSyncPackedRows found;
-    cache.keep(1, stamp, large);
+    VornSyncPackedParts found;
+    cache.keep(1, stamp, {large});
     QVERIFY(cache.find(1, stamp, found));
-    cache.keep(2, stamp, packedExample());
+    cache.keep(2, stamp, {packedExample()});
     QVERIFY(!cache.find(2, stamp, found));
     large.names += 'x';
-    cache.keep(3, {{1, 2}, 4}, large);
+    cache.keep(3, {{1, 2}, 4}, {large});
     QVERIFY(!cache.find(3, {{1, 2}, 4}, found));
-    cache.keep(4, {{1, 2}, 4}, packedExample());
+    cache.keep(4, {{1, 2}, 4}, {packedExample()});
     QVERIFY(cache.find(4, {{1, 2}, 4}, found));
 }
 

@@ -77,6 +77,7 @@ class TestSyncNameTable : public QObject
 
 private slots:
     void namesByNumber();
+    void namesOfEveryLength();
     void emptyTable();
     void inOrder();
     void outOfOrder_data();
@@ -100,6 +101,25 @@ void TestSyncNameTable::namesByNumber()
     // As the system's calls take them.
     for (int i = 0; i < table.count(); ++i)
         QCOMPARE(QByteArray(table.at(i).data()), awkwardNames().at(i).toUtf8());
+}
+
+// Short ones fill a block to its end and go on in the next; one alone may be longer than a block.
+void TestSyncNameTable::namesOfEveryLength()
+{
+    VornSyncNameTable table;
+    QStringList names;
+    for (const int length : {65535, 65536, 65534, 0, 0, 70000, 200000, 1, 65537})
+        names << QString(length, QLatin1Char(char('a' + names.size())));
+    for (int i = 0; i < 3000; ++i)
+        names << QString::number(i).repeated(1 + i % 60);
+    for (const QString& name : qAsConst(names))
+        append(table, name);
+    table.freeze();
+    QCOMPARE(table.count(), names.size());
+    for (int i = 0; i < names.size(); ++i) {
+        QCOMPARE(nameAt(table, i), names.at(i));
+        QCOMPARE(table.at(i).data()[table.at(i).size()], '\0');
+    }
 }
 
 void TestSyncNameTable::emptyTable()

@@ -768,30 +768,56 @@ QList<QVariantMap> VornSyncDatabase::getFilesByStatus(int directoryId, int statu
     return files;
 }
 
-bool VornSyncDatabase::readDirectoryRows(int directoryId, const RowVisitor& visit)
+bool VornSyncDatabase::readDirectoryRows(int directoryId, const RowVisitor& visit,
+                                         const std::function<void()>& forget)
 {
     m_changes.begin(directoryId);
-    VornSyncPackedRows rows;
-    if (!readPackedRows(directoryId, rows))
-        return VornSyncFileRows(*this).readOneByOne(directoryId, visit);
-    rows.forEach(visit);
+    const int mostRows = forget ? VornSyncFileRows::kMostRowsAPart : VornSyncFileRows::kOnePart;
+    if (readPackedRows(directoryId, mostRows, visit))
+        return true;
+    if (forget)
+        forget();
+    return VornSyncFileRows(*this).readOneByOne(directoryId, visit);
+}
+
+// In silence: what goes wrong here the other way of reading meets, too. Parts between which somebody wrote are not of one
+// moment, and a row could be in two of them.
+bool VornSyncDatabase::readPackedRows(int directoryId, int mostRowsAPart, const RowVisitor& visit)
+{
+    const VornSqliteSilence silence(*this);
+    const std::optional<VornSyncRowsStamp> stamp = rowsStamp();
+    if (!stamp)
+        return false;
+    VornSyncPackedParts kept;
+    if (m_rowCache.find(directoryId, *stamp, kept)) {
+        for (const VornSyncPackedRows& part : qAsConst(kept))
+            part.forEach(visit);
+        return true;
+    }
+    int count = 0;
+    qint64 bytes = 0;
+    const auto visitPart = [&](const VornSyncPackedRows& part) {
+        part.forEach(visit);
+        ++count;
+        bytes += part.byteCount();
+        if (bytes <= VornSyncRowCache::kMaximumBytes)
+            kept.append(part);
+        else
+            kept.clear();
+    };
+    if (!VornSyncFileRows(*this).readPacked(directoryId, mostRowsAPart, visitPart))
+        return false;
+    if (count > 1 && !(rowsStamp() == stamp))
+        return false;
+    if (!kept.isEmpty())
+        m_rowCache.keep(directoryId, *stamp, kept);
     return true;
 }
 
-// In silence: what goes wrong here the other way of reading meets, too.
-bool VornSyncDatabase::readPackedRows(int directoryId, VornSyncPackedRows& rows)
+std::optional<VornSyncRowsStamp> VornSyncDatabase::rowsStamp()
 {
-    const VornSqliteSilence silence(*this);
     const std::optional<VornSqliteVersion> file = version();
-    if (!file)
-        return false;
-    const VornSyncRowsStamp stamp{*file, m_changes.writeCount()};
-    if (m_rowCache.find(directoryId, stamp, rows))
-        return true;
-    if (!VornSyncFileRows(*this).readPacked(directoryId, rows))
-        return false;
-    m_rowCache.keep(directoryId, stamp, rows);
-    return true;
+    return file ? std::optional<VornSyncRowsStamp>({*file, m_changes.writeCount()}) : std::nullopt;
 }
 
 bool VornSyncDatabase::readFileRow(int directoryId, const QString& fileName, VornSyncFileRow& row,

@@ -133,8 +133,10 @@ public:
     QList<QVariantMap> getFilesByStatus(int directoryId, int status);
 
     // All rows of a directory, as they are at one moment. From then on isRowChangedSinceRead tells which of them have
-    // been written, by any thread through this object. Not inside a transaction.
-    bool readDirectoryRows(int directoryId, const RowVisitor& visit);
+    // been written, by any thread through this object. Not inside a transaction. Many rows are read in parts, which takes
+    // less memory: `forget` is called when somebody wrote meanwhile, and all are visited anew. Without it they come as one.
+    bool readDirectoryRows(int directoryId, const RowVisitor& visit,
+                           const std::function<void()>& forget = nullptr);
     bool readFileRow(int directoryId, const QString& fileName, VornSyncFileRow& row, bool& found);
     // True also for every row of a directory other than the one read last; so is the cheaper question for any row.
     bool isAnyRowChangedSinceRead(int directoryId) const;
@@ -187,7 +189,8 @@ private:
     bool change(int directoryId, const QString& fileName, const std::function<bool()>& write);
     int singleId(const QString& sql, const QVariantList& values);
     bool readTracked(int directoryId, const QString& fileName, TrackedFile& tracked);
-    bool readPackedRows(int directoryId, VornSyncPackedRows& rows);
+    bool readPackedRows(int directoryId, int mostRowsAPart, const RowVisitor& visit);
+    std::optional<VornSyncRowsStamp> rowsStamp();
     bool readStaleRows(QVector<StaleRow>& staleRows);
 
     // What is inside a transaction.

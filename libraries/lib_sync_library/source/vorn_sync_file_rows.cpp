@@ -7,7 +7,11 @@
 
 #include <QSqlQuery>
 
+#include <limits>
+
 namespace {
+
+constexpr qint64 kLastRowId = std::numeric_limits<qint64>::max();
 
 QString marksOfRows()
 {
@@ -19,38 +23,61 @@ QString marksOfRows()
 
 // As bytes: SQLite would make UTF-16 of each text for Qt. The bytes are UTF-8 only in a file of that encoding, as the
 // library makes it.
-bool VornSyncFileRows::readPacked(int directoryId, VornSyncPackedRows& rows)
+bool VornSyncFileRows::readPart(int directoryId, bool areMarks, Part& part)
+{
+    // Whether there can be rows for more than one part is asked of the counts: finding its end goes through its rows.
+    const QString end = QStringLiteral(
+        "WITH part(last) AS (SELECT IFNULL(CASE WHEN (SELECT SUM(files) FROM file_tracking_counts) <= ? THEN "
+        "NULL ELSE (SELECT rowid FROM file_tracking WHERE directories_id = ? AND rowid >= ? ORDER BY rowid "
+        "LIMIT 1 OFFSET ?) - 1 END, ?))");
+    const QString columns = QStringLiteral(
+        "COUNT(*), CAST('a' AS BLOB) = x'61', (SELECT last FROM part), "
+        "CAST(group_concat(f.file_name, '/') AS BLOB), CAST(group_concat(f.status) AS BLOB), "
+        "CAST(group_concat(IFNULL(f.size, 0)) AS BLOB), CAST(group_concat(IFNULL(f.local_lmd, '')) AS BLOB), "
+        "CAST(group_concat(CASE WHEN f.distant_lmd = ? THEN '1' ELSE '0' END) AS BLOB)");
+    const QString markColumns = QStringLiteral(", CAST(group_concat(IFNULL(m.local_size, '')) AS BLOB), "
+                                               "CAST(group_concat(IFNULL(m.local_lmd, '')) AS BLOB)");
+    const QString sql =
+        QStringLiteral("%1 SELECT %2%3 FROM part CROSS JOIN file_tracking f %4 WHERE "
+                       "f.directories_id = ? AND f.rowid BETWEEN ? AND part.last")
+            .arg(end, columns, areMarks ? markColumns : QString(), areMarks ? marksOfRows() : QString());
+    bool isUtf8 = false;
+    VornSyncPackedRows rows;
+    const QVariantList values = {part.mostRows, directoryId,    part.firstRowId,
+                                 part.mostRows, kLastRowId,     VornSyncTypes::undefinedTimeText(),
+                                 directoryId,   part.firstRowId};
+    const bool done = m_database.forEachRow(sql, values, [&](const QSqlQuery& read) {
+        rows.count = read.value(0).toInt();
+        isUtf8 = read.value(1).toBool();
+        part.lastRowId = read.value(2).toLongLong();
+        rows.names = read.value(3).toByteArray();
+        rows.statuses = read.value(4).toByteArray();
+        rows.sizes = read.value(5).toByteArray();
+        rows.localLmds = read.value(6).toByteArray();
+        rows.undefined = read.value(7).toByteArray();
+        if (areMarks) {
+            rows.markedSizes = read.value(8).toByteArray();
+            rows.markedLmds = read.value(9).toByteArray();
+        }
+    });
+    part.rows = rows;
+    return done && isUtf8 && rows.count > 0 && rows.isSound();
+}
+
+bool VornSyncFileRows::readPacked(int directoryId, int mostRowsAPart, const PartVisitor& visit)
 {
     bool areMarks = false;
     if (!VornSyncDistantMarks(m_database).hasAny(areMarks))
         return false;
-    const QString columns =
-        QStringLiteral("COUNT(*), CAST('a' AS BLOB) = x'61', CAST(group_concat(f.file_name, '/') AS BLOB), "
-                       "CAST(group_concat(f.status) AS BLOB), CAST(group_concat(IFNULL(f.size, 0)) AS BLOB), "
-                       "CAST(group_concat(IFNULL(f.local_lmd, '')) AS BLOB), "
-                       "CAST(group_concat(CASE WHEN f.distant_lmd = ? THEN '1' ELSE '0' END) AS BLOB)");
-    const QString markColumns = QStringLiteral("CAST(group_concat(IFNULL(m.local_size, '')) AS BLOB), "
-                                               "CAST(group_concat(IFNULL(m.local_lmd, '')) AS BLOB)");
-    const QString sql =
-        areMarks ? QStringLiteral("SELECT %1, %2 FROM file_tracking f %3 WHERE f.directories_id = ?")
-                       .arg(columns, markColumns, marksOfRows())
-                 : QStringLiteral("SELECT %1 FROM file_tracking f WHERE f.directories_id = ?").arg(columns);
-    bool isUtf8 = false;
-    const bool done = m_database.forEachRow(sql, {VornSyncTypes::undefinedTimeText(), directoryId},
-                                            [&](const QSqlQuery& read) {
-                                                rows.count = read.value(0).toInt();
-                                                isUtf8 = read.value(1).toBool();
-                                                rows.names = read.value(2).toByteArray();
-                                                rows.statuses = read.value(3).toByteArray();
-                                                rows.sizes = read.value(4).toByteArray();
-                                                rows.localLmds = read.value(5).toByteArray();
-                                                rows.undefined = read.value(6).toByteArray();
-                                                if (areMarks) {
-                                                    rows.markedSizes = read.value(7).toByteArray();
-                                                    rows.markedLmds = read.value(8).toByteArray();
-                                                }
-                                            });
-    return done && isUtf8 && rows.isSound();
+    Part part;
+    part.mostRows = mostRowsAPart;
+    do {
+        if (!readPart(directoryId, areMarks, part))
+            return false;
+        visit(part.rows);
+        part.firstRowId = part.lastRowId + 1;
+    } while (part.lastRowId != kLastRowId);
+    return true;
 }
 
 bool VornSyncFileRows::readOneByOne(int directoryId, const Visitor& visit)

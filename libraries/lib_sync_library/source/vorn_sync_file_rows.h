@@ -5,6 +5,7 @@
 #include <QVariantList>
 
 #include <functional>
+#include <limits>
 
 class QSqlQuery;
 class VornSqliteDatabase;
@@ -15,20 +16,35 @@ class VornSyncFileRows
 {
 public:
     using Visitor = VornSyncPackedRows::Visitor;
+    using PartVisitor = std::function<void(const VornSyncPackedRows& part)>;
+
+    // The values of a part stay below some 3 MiB: an allocator that has met larger ones may keep as much for ever.
+    static constexpr int kMostRowsAPart = 131072;
+    static constexpr int kOnePart = std::numeric_limits<int>::max();
 
     explicit VornSyncFileRows(VornSqliteDatabase& database)
         : m_database(database)
     {
     }
 
-    // All rows of a directory, of one moment: packed, or one by one where the rows are of a kind that can't be packed, or
-    // are too many for one value. Whatever goes wrong with the packed ones, the plain statement decides, and says, what it is.
-    bool readPacked(int directoryId, VornSyncPackedRows& rows);
+    // All rows of a directory: packed, or one by one where the rows are of a kind that can't be packed. Whatever goes wrong
+    // with the packed ones, the plain statement decides, and says, what it is. Parts are each of one moment.
+    bool readPacked(int directoryId, int mostRowsAPart, const PartVisitor& visit);
     bool readOneByOne(int directoryId, const Visitor& visit);
     // `found` is false when there is none of that name, or more than one.
     bool readFile(int directoryId, const QString& fileName, VornSyncFileRow& row, bool& found);
 
 private:
+    struct Part
+    {
+        int mostRows = 0;
+        qint64 firstRowId = std::numeric_limits<qint64>::min();
+        qint64 lastRowId = 0; // the largest number of all when there is no part behind it
+        VornSyncPackedRows rows;
+    };
+
+    // False also when there are no rows: those of a view have no row ids.
+    bool readPart(int directoryId, bool areMarks, Part& part);
     bool readRows(const QString& condition, const QVariantList& values,
                   const std::function<void(const VornSyncFileRow& row)>& visit);
 

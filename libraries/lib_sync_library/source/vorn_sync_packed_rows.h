@@ -4,6 +4,7 @@
 
 #include <QByteArray>
 #include <QString>
+#include <QVector>
 #include <QtGlobal>
 
 #include <functional>
@@ -49,3 +50,6 @@ struct VornSyncPackedRows
     QByteArray markedSizes; // nothing for a row without a mark; wholly empty when there are no marks
     QByteArray markedLmds;
 };
+
+// Of one directory. They share what they hold, like all values of Qt.
+using VornSyncPackedParts = QVector<VornSyncPackedRows>;

@@ -51,8 +51,14 @@ bool VornSyncPass::gather(QString& error)
 
 bool VornSyncPass::readRows()
 {
+    const auto forget = [this] {
+        m_names = VornSyncNameTable();
+        m_items.clear();
+        m_marked.clear();
+    };
     const bool done = m_database.readDirectoryRows(
-        m_directoryId, [this](std::string_view name, const VornSyncFileRow& row) { addRow(name, row); });
+        m_directoryId, [this](std::string_view name, const VornSyncFileRow& row) { addRow(name, row); },
+        forget);
     m_trackedCount = count();
     m_names.freeze();
     return done;

@@ -1,6 +1,8 @@
 #include "vorn_sync_row_cache.h"
 
-bool VornSyncRowCache::find(int directoryId, const VornSyncRowsStamp& stamp, VornSyncPackedRows& rows) const
+#include <numeric>
+
+bool VornSyncRowCache::find(int directoryId, const VornSyncRowsStamp& stamp, VornSyncPackedParts& rows) const
 {
     QMutexLocker lock(&m_mutex);
     const auto found = m_rows.constFind(directoryId);
@@ -10,7 +12,7 @@ bool VornSyncRowCache::find(int directoryId, const VornSyncRowsStamp& stamp, Vor
     return true;
 }
 
-void VornSyncRowCache::keep(int directoryId, const VornSyncRowsStamp& stamp, const VornSyncPackedRows& rows)
+void VornSyncRowCache::keep(int directoryId, const VornSyncRowsStamp& stamp, const VornSyncPackedParts& rows)
 {
     QMutexLocker lock(&m_mutex);
     if (!(stamp == m_stamp)) {
@@ -18,8 +20,11 @@ void VornSyncRowCache::keep(int directoryId, const VornSyncRowsStamp& stamp, con
         m_bytes = 0;
         m_stamp = stamp;
     }
-    if (m_rows.contains(directoryId) || m_bytes + rows.byteCount() > kMaximumBytes)
+    const qint64 bytes =
+        std::accumulate(rows.cbegin(), rows.cend(), qint64(0),
+                        [](qint64 sum, const VornSyncPackedRows& part) { return sum + part.byteCount(); });
+    if (m_rows.contains(directoryId) || m_bytes + bytes > kMaximumBytes)
         return;
     m_rows.insert(directoryId, rows);
-    m_bytes += rows.byteCount();
+    m_bytes += bytes;
 }

@@ -32,13 +32,13 @@ public:
     ~VornSyncRowCache() = default;
 
     // False when there are none of that directory, or the stamp is another one.
-    bool find(int directoryId, const VornSyncRowsStamp& stamp, VornSyncPackedRows& rows) const;
+    bool find(int directoryId, const VornSyncRowsStamp& stamp, VornSyncPackedParts& rows) const;
     // `stamp` was taken before the rows were read. Those of other stamps go.
-    void keep(int directoryId, const VornSyncRowsStamp& stamp, const VornSyncPackedRows& rows);
+    void keep(int directoryId, const VornSyncRowsStamp& stamp, const VornSyncPackedParts& rows);
 
 private:
     mutable QMutex m_mutex; // guards all below, for as long as a few pointers take
     VornSyncRowsStamp m_stamp;
-    QHash<int, VornSyncPackedRows> m_rows; // by directory
+    QHash<int, VornSyncPackedParts> m_rows; // by directory
     qint64 m_bytes = 0;
 };
