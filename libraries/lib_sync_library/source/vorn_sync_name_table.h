@@ -63,7 +63,7 @@ public:
 private:
     // Small enough for the allocator to give them back when a pass is over; of a single text of some MiB it keeps as much
     // for the next.
-    static constexpr std::size_t kBlockBytes = 64 * 1024;
+    static constexpr std::size_t kBlockBytes = std::size_t(64) * 1024;
 
     // Eight bytes a name: those of 100,000 files fit a processor's cache.
     struct Slot

@@ -26,7 +26,7 @@ class VornSyncRowCache
 
 public:
     // A file takes some 50 bytes. What does not fit is read each time.
-    static constexpr qint64 kMaximumBytes = 8 * 1024 * 1024;
+    static constexpr qint64 kMaximumBytes = qint64(8) * 1024 * 1024;
 
     VornSyncRowCache() = default;
     ~VornSyncRowCache() = default;
