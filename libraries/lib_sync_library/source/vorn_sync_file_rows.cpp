@@ -71,13 +71,13 @@ bool VornSyncFileRows::readPacked(int directoryId, int mostRowsAPart, const Part
         return false;
     Part part;
     part.mostRows = mostRowsAPart;
-    do {
-        if (!readPart(directoryId, areMarks, part))
-            return false;
+    while (readPart(directoryId, areMarks, part)) {
         visit(part.rows);
+        if (part.lastRowId == kLastRowId)
+            return true;
         part.firstRowId = part.lastRowId + 1;
-    } while (part.lastRowId != kLastRowId);
-    return true;
+    }
+    return false;
 }
 
 bool VornSyncFileRows::readOneByOne(int directoryId, const Visitor& visit)
