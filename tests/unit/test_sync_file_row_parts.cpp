@@ -78,7 +78,7 @@ void TestSyncFileRowParts::rowsAtTheEndsOfAllNumbers()
 void TestSyncFileRowParts::rowThatMovesMeanwhile_data()
 {
     QTest::addColumn<int>("percent");
-    for (int percent = 5; percent < 100; percent += 15)
+    for (int percent = 5; percent < 100; percent += 30)
         QTest::addRow("%d", percent) << percent;
 }
 
