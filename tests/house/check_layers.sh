@@ -15,8 +15,9 @@ declare -A members=(
         vorn_sync_thread"
     [task]="vorn_sync_task"
     [worker]="vorn_sync_worker"
-    [database]="vorn_sync_database vorn_sync_counters vorn_sync_error_revision vorn_sync_schema_objects vorn_sync_distant_marks vorn_sync_status_counts vorn_sync_row_changes
-        vorn_sync_file_comparison vorn_sync_file_rows vorn_sync_packed_rows vorn_sync_row_cache vorn_sync_migration vorn_sync_progress_notes"
+    [database]="vorn_sync_database vorn_sync_directories vorn_sync_file_states vorn_sync_row_repairs vorn_sync_counters
+        vorn_sync_error_revision vorn_sync_schema_objects vorn_sync_distant_marks vorn_sync_status_counts
+        vorn_sync_row_changes vorn_sync_file_comparison vorn_sync_file_rows vorn_sync_packed_rows vorn_sync_row_cache vorn_sync_migration vorn_sync_progress_notes"
     [observer]="vorn_sync_observer"
     [engine]="vorn_sync_synchronizer vorn_sync_open_directory vorn_sync_pass vorn_sync_directory_listing vorn_sync_file_decision
         vorn_sync_exclusions vorn_sync_flight_table vorn_sync_observations vorn_sync_path_cache

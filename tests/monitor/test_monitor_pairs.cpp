@@ -7,6 +7,22 @@
 
 using namespace VornSyncTest;
 
+namespace {
+
+// A window on one pair, and two directories that are none yet: "photos" with one file, and "album".
+struct PairsWorld : MonitorWorld
+{
+    bool openBesideNewDirectories()
+    {
+        return mirror({"old.doc"_s}) && photos.write("a.jpg"_s, "picture") && open();
+    }
+
+    const Side photos{world().makeDirectory("photos"_s)};
+    const Side album{world().makeDirectory("album"_s)};
+};
+
+} // namespace
+
 // Adding and removing pairs, as a user does it.
 class TestMonitorPairs : public QObject
 {
@@ -78,26 +94,22 @@ int TestMonitorPairs::rowsOf(const MonitorWorld& world, const QString& alias)
 
 void TestMonitorPairs::addingByClicks()
 {
-    MonitorWorld world;
-    QVERIFY(world.mirror({"old.doc"_s}));
-    const Side local(world.world().makeDirectory("photos"_s));
-    const Side distant(world.world().makeDirectory("album"_s));
-    QVERIFY(local.write("a.jpg"_s, "picture"));
-    QVERIFY(world.open());
+    PairsWorld world;
+    QVERIFY(world.openBesideNewDirectories());
     QVERIFY(world.click("addPairButton"_s));
-    QVERIFY(fill(&world, "localField"_s, local.path()));
-    QVERIFY(fill(&world, "distantField"_s, distant.path() + QLatin1Char('/')));
+    QVERIFY(fill(&world, "localField"_s, world.photos.path()));
+    QVERIFY(fill(&world, "distantField"_s, world.album.path() + QLatin1Char('/')));
     QCOMPARE(world.textOf("nameField"_s), "photos"_s);
     QVERIFY(world.click("addButton"_s));
     QTRY_VERIFY_WITH_TIMEOUT(world.item("localField"_s) == nullptr, kWaitMs);
     QTRY_COMPARE_WITH_TIMEOUT(world.items("pairRow"_s).size(), 2, kWaitMs);
     const QQuickItem* row = world.items("pairRow"_s).at(1);
     QCOMPARE(row->property("shownAlias").toString(), "photos"_s);
-    QCOMPARE(row->property("distant").toString(), distant.path());
-    QTRY_COMPARE_WITH_TIMEOUT(distant.read("a.jpg"_s), QByteArray("picture"), kWaitMs);
+    QCOMPARE(row->property("distant").toString(), world.album.path());
+    QTRY_COMPARE_WITH_TIMEOUT(world.album.read("a.jpg"_s), QByteArray("picture"), kWaitMs);
 
     // Its directories are watched from then on, and it is there again after a restart.
-    QVERIFY(QDir().rename(distant.path(), distant.path() + ".away"_s));
+    QVERIFY(QDir().rename(world.album.path(), world.album.path() + ".away"_s));
     QTRY_COMPARE_WITH_TIMEOUT(world.textOf("stateText"_s), "A directory is not there"_s, kWaitMs);
     QCOMPARE(world.complaints(), QString());
     world.close();
@@ -109,22 +121,18 @@ void TestMonitorPairs::addingByClicks()
 
 void TestMonitorPairs::addingByKeysAlone()
 {
-    MonitorWorld world;
-    QVERIFY(world.mirror({"old.doc"_s}));
-    const Side local(world.world().makeDirectory("photos"_s));
-    const Side distant(world.world().makeDirectory("album"_s));
-    QVERIFY(local.write("a.jpg"_s, "picture"));
-    QVERIFY(world.open());
+    PairsWorld world;
+    QVERIFY(world.openBesideNewDirectories());
     world.press(Qt::Key_3, Qt::ControlModifier);
     world.press(Qt::Key_N, Qt::ControlModifier); // from another page, too
     QVERIFY(world.await("localField"_s) != nullptr);
-    world.type(local.path());
+    world.type(world.photos.path());
     world.press(Qt::Key_Tab);
     world.press(Qt::Key_Tab);
-    world.type(distant.path());
+    world.type(world.album.path());
     world.press(Qt::Key_Return);
     QTRY_VERIFY_WITH_TIMEOUT(world.item("localField"_s) == nullptr, kWaitMs);
-    QTRY_COMPARE_WITH_TIMEOUT(distant.read("a.jpg"_s), QByteArray("picture"), kWaitMs);
+    QTRY_COMPARE_WITH_TIMEOUT(world.album.read("a.jpg"_s), QByteArray("picture"), kWaitMs);
 
     world.press(Qt::Key_N, Qt::ControlModifier); // empty again, and Escape leaves without a word
     QVERIFY(world.await("localField"_s) != nullptr);
@@ -267,20 +275,16 @@ void TestMonitorPairs::refusals()
 
 void TestMonitorPairs::aRefusedPairCanBeCorrected()
 {
-    MonitorWorld world;
-    QVERIFY(world.mirror({"old.doc"_s}));
-    const Side local(world.world().makeDirectory("photos"_s));
-    const Side distant(world.world().makeDirectory("album"_s));
-    QVERIFY(local.write("a.jpg"_s, "picture"));
-    QVERIFY(world.open());
+    PairsWorld world;
+    QVERIFY(world.openBesideNewDirectories());
     QVERIFY(world.click("addPairButton"_s));
-    QVERIFY(fillAll(&world, "docs"_s, local.path(), distant.path()));
+    QVERIFY(fillAll(&world, "docs"_s, world.photos.path(), world.album.path()));
     QVERIFY(world.click("addButton"_s));
     QTRY_VERIFY_WITH_TIMEOUT(!world.textOf("pairProblem"_s).isEmpty(), kWaitMs);
     QVERIFY(fill(&world, "nameField"_s, "pictures"_s));
     QVERIFY(world.click("addButton"_s));
     QTRY_VERIFY_WITH_TIMEOUT(world.item("localField"_s) == nullptr, kWaitMs);
-    QTRY_VERIFY_WITH_TIMEOUT(distant.exists("a.jpg"_s), kWaitMs);
+    QTRY_VERIFY_WITH_TIMEOUT(world.album.exists("a.jpg"_s), kWaitMs);
     QVERIFY(world.click("addPairButton"_s)); // nothing of it is left
     QVERIFY(world.await("localField"_s) != nullptr);
     QVERIFY(world.item("pairProblem"_s) == nullptr);
@@ -311,20 +315,16 @@ void TestMonitorPairs::theDistantDirectoryMayComeLater()
 void TestMonitorPairs::whatIsAddedInAPauseWaitsForItsEnd()
 {
     constexpr int kLongAfterAStartMs = 1500; // a pair starts 100 ms after it was registered
-    MonitorWorld world;
-    QVERIFY(world.mirror({"old.doc"_s}));
-    const Side local(world.world().makeDirectory("photos"_s));
-    const Side distant(world.world().makeDirectory("album"_s));
-    QVERIFY(local.write("a.jpg"_s, "picture"));
-    QVERIFY(world.open());
+    PairsWorld world;
+    QVERIFY(world.openBesideNewDirectories());
     QVERIFY(world.click("pauseButton"_s));
     QVERIFY(world.click("addPairButton"_s));
-    QVERIFY(fillAll(&world, "photos"_s, local.path(), distant.path()));
+    QVERIFY(fillAll(&world, "photos"_s, world.photos.path(), world.album.path()));
     QVERIFY(world.click("addButton"_s));
     QTRY_COMPARE_WITH_TIMEOUT(world.items("pairRow"_s).size(), 2, kWaitMs);
-    QVERIFY(!waitFor([&] { return distant.exists("a.jpg"_s); }, kLongAfterAStartMs));
+    QVERIFY(!waitFor([&] { return world.album.exists("a.jpg"_s); }, kLongAfterAStartMs));
     QVERIFY(world.click("pauseButton"_s));
-    QTRY_VERIFY_WITH_TIMEOUT(distant.exists("a.jpg"_s), kWaitMs);
+    QTRY_VERIFY_WITH_TIMEOUT(world.album.exists("a.jpg"_s), kWaitMs);
     QCOMPARE(world.complaints(), QString());
 }
 

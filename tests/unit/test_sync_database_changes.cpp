@@ -437,16 +437,15 @@ void TestSyncDatabaseChanges::trackingOfEveryWrite_data()
     QTest::newRow("recordFileSync") << 5;
     QTest::newRow("recordCopy") << 6;
     QTest::newRow("recordDistantGrown") << 7;
-    QTest::newRow("clearDistantNewerMark") << 8;
-    QTest::newRow("renameFile, old name") << 9;
-    QTest::newRow("renameFile, new name") << 10;
-    QTest::newRow("renameFileOverTombstone, old name") << 11;
-    QTest::newRow("renameFileOverTombstone, new name") << 12;
-    QTest::newRow("removeFileSync") << 13;
-    QTest::newRow("removeTombstone") << 14;
-    QTest::newRow("setFileStatusIf") << 15;
-    QTest::newRow("setFileErrorIf") << 16;
-    QTest::newRow("isFileNeedUpdate") << 17;
+    QTest::newRow("renameFile, old name") << 8;
+    QTest::newRow("renameFile, new name") << 9;
+    QTest::newRow("renameFileOverTombstone, old name") << 10;
+    QTest::newRow("renameFileOverTombstone, new name") << 11;
+    QTest::newRow("removeFileSync") << 12;
+    QTest::newRow("removeTombstone") << 13;
+    QTest::newRow("setFileStatusIf") << 14;
+    QTest::newRow("setFileErrorIf") << 15;
+    QTest::newRow("isFileNeedUpdate") << 16;
 }
 
 void TestSyncDatabaseChanges::trackingOfEveryWrite()
@@ -466,7 +465,6 @@ void TestSyncDatabaseChanges::trackingOfEveryWrite()
         [&] { return db().recordFileSync(id(), x, 5, time, time); },
         [&] { return db().recordCopy(id(), x, 5, time, time); },
         [&] { return db().recordDistantGrown(id(), x, 5, time, time, 5); },
-        [&] { return db().clearDistantNewerMark(id(), x); },
         [&] { return db().renameFile(id(), x, "z"_s); },
         [&] { return db().renameFile(id(), "z"_s, x) || true; },
         [&] { return db().renameFileOverTombstone(id(), x, "z"_s); },

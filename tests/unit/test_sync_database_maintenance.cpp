@@ -1,4 +1,5 @@
 #include "sync_database_fixture.h"
+#include "vorn_sync_row_repairs.h"
 
 using namespace VornSyncTest;
 
@@ -144,9 +145,9 @@ void TestSyncDatabaseMaintenance::staleRule()
     QFETCH(qint64, size);
     QFETCH(int, age);
     const qint64 now = 1600000000;
-    QTEST(VornSyncDatabase::isStale(status, size, utcText(now - age), now), "isStale");
-    QVERIFY(VornSyncDatabase::isStale(status, size, QString(), now));
-    QVERIFY(VornSyncDatabase::isStale(status, size, "no time"_s, now));
+    QTEST(VornSyncRowRepairs::isStale(status, size, utcText(now - age), now), "isStale");
+    QVERIFY(VornSyncRowRepairs::isStale(status, size, QString(), now));
+    QVERIFY(VornSyncRowRepairs::isStale(status, size, "no time"_s, now));
 }
 
 void TestSyncDatabaseMaintenance::staleRows()

@@ -12,6 +12,13 @@ namespace {
 
 constexpr qint64 kBudgetMs = 60000; // long enough on a loaded machine
 
+struct VerifierParts : EngineParts
+{
+    VerifierParts() { verifier.setDatabase(&database); }
+
+    VornSyncVerifier verifier{paths, renames, observations, nullptr};
+};
+
 // Up to date on both sides, with one byte.
 bool putUpToDate(EngineParts& parts, const QString& fileName)
 {
@@ -56,17 +63,15 @@ void TestVerifier::budget()
 
 void TestVerifier::run_looksAtEachFile()
 {
-    EngineParts parts;
+    VerifierParts parts;
     QVERIFY(parts.start());
-    VornSyncVerifier verifier(parts.paths, parts.renames, parts.observations, nullptr);
-    verifier.setDatabase(&parts.database);
-    QSignalSpy changes(&verifier, &VornSyncVerifier::errorStateChanged);
+    QSignalSpy changes(&parts.verifier, &VornSyncVerifier::errorStateChanged);
     for (const QString& name : {"well.txt"_s, "gone.txt"_s, "shrunk.txt"_s, "edited.txt"_s})
         QVERIFY(putUpToDate(parts, name));
     QVERIFY(parts.pair.local().remove("gone.txt"_s));
     QVERIFY(parts.pair.distant().write("shrunk.txt"_s, ""));
     QVERIFY(parts.pair.local().write("edited.txt"_s, "longer"));
-    verifier.run(kBudgetMs);
+    parts.verifier.run(kBudgetMs);
     QCOMPARE(parts.state("well.txt"_s), "17/0"_s);
     QCOMPARE(parts.state("gone.txt"_s), "145/2"_s);
     QCOMPARE(parts.state("shrunk.txt"_s), "145/7"_s);
@@ -75,50 +80,44 @@ void TestVerifier::run_looksAtEachFile()
 
     // The queue is filled again for the next run.
     QVERIFY(parts.pair.local().remove("well.txt"_s));
-    verifier.run(kBudgetMs);
+    parts.verifier.run(kBudgetMs);
     QCOMPARE(parts.state("well.txt"_s), "145/2"_s);
 }
 
 void TestVerifier::run_withoutABudget()
 {
-    EngineParts parts;
+    VerifierParts parts;
     QVERIFY(parts.start());
-    VornSyncVerifier verifier(parts.paths, parts.renames, parts.observations, nullptr);
-    verifier.setDatabase(&parts.database);
     QVERIFY(parts.putRow("gone.txt"_s, ceSfsUpToDate));
-    verifier.run(0);
+    parts.verifier.run(0);
     QCOMPARE(parts.state("gone.txt"_s), "17/0"_s);
 }
 
 void TestVerifier::run_leavesUnavailableDirectoriesAlone()
 {
-    EngineParts parts;
+    VerifierParts parts;
     QVERIFY(parts.start());
-    VornSyncVerifier verifier(parts.paths, parts.renames, parts.observations, nullptr);
-    verifier.setDatabase(&parts.database);
     QVERIFY(parts.putRow("gone.txt"_s, ceSfsUpToDate));
     QVERIFY(parts.raw.exec("UPDATE directories SET available = 0"_s));
-    verifier.run(kBudgetMs);
+    parts.verifier.run(kBudgetMs);
     QCOMPARE(parts.state("gone.txt"_s), "17/0"_s);
 }
 
 void TestVerifier::run_believesTheRowNotTheQueue()
 {
-    EngineParts parts;
+    VerifierParts parts;
     QVERIFY(parts.start());
-    VornSyncVerifier verifier(parts.paths, parts.renames, parts.observations, nullptr);
-    verifier.setDatabase(&parts.database);
     QVERIFY(parts.putRow("first.txt"_s, ceSfsUpToDate));
     QVERIFY(parts.putRow("second.txt"_s, ceSfsUpToDate));
     // The host deletes whichever comes second when the first is found missing.
-    connect(&verifier, &VornSyncVerifier::errorStateChanged, this, [&parts] {
+    connect(&parts.verifier, &VornSyncVerifier::errorStateChanged, this, [&parts] {
         for (const QString& name : {"first.txt"_s, "second.txt"_s}) {
             if (parts.state(name) == "17/0"_s)
                 QVERIFY(parts.database.setFileDeleted(parts.id, name));
         }
     });
-    QSignalSpy changes(&verifier, &VornSyncVerifier::errorStateChanged);
-    verifier.run(kBudgetMs);
+    QSignalSpy changes(&parts.verifier, &VornSyncVerifier::errorStateChanged);
+    parts.verifier.run(kBudgetMs);
     QCOMPARE(changes.count(), 1);
     QStringList states{parts.state("first.txt"_s), parts.state("second.txt"_s)};
     states.sort();
@@ -128,60 +127,53 @@ void TestVerifier::run_believesTheRowNotTheQueue()
 // What was not read was not verified, and nobody may say so.
 void TestVerifier::run_overRowsThatCantBeRead_isNoRound()
 {
-    EngineParts parts;
+    VerifierParts parts;
     QVERIFY(parts.start());
-    VornSyncVerifier verifier(parts.paths, parts.renames, parts.observations, nullptr);
-    verifier.setDatabase(&parts.database);
     QVERIFY(putUpToDate(parts, "a.txt"_s));
     const QString verifiedAt = "SELECT verified_at FROM pair_progress"_s;
     QVERIFY(parts.raw.exec("ALTER TABLE file_tracking RENAME TO away"_s));
-    verifier.run(kBudgetMs);
+    parts.verifier.run(kBudgetMs);
     QVERIFY(parts.raw.exec("ALTER TABLE away RENAME TO file_tracking"_s));
     QVERIFY(parts.raw.value(verifiedAt).isNull());
-    verifier.run(kBudgetMs);
+    parts.verifier.run(kBudgetMs);
     QVERIFY(!parts.raw.value(verifiedAt).isNull());
 }
 
 void TestVerifier::verify_aLockedFile()
 {
-    EngineParts parts;
+    VerifierParts parts;
     QVERIFY(parts.start());
-    VornSyncVerifier verifier(parts.paths, parts.renames, parts.observations, nullptr);
-    verifier.setDatabase(&parts.database);
     QVERIFY(parts.putRow("old.txt"_s, ceSfsUpToDate));
     QVERIFY(parts.renames.lock(parts.id, "old.txt"_s, "new.txt"_s));
-    QVERIFY(!verifier.verify(parts.id, "old.txt"_s, 0));
+    QVERIFY(!parts.verifier.verify(parts.id, "old.txt"_s, 0));
     QCOMPARE(parts.state("old.txt"_s), "17/0"_s);
     QVERIFY(parts.renames.release(parts.id, "old.txt"_s, "new.txt"_s));
-    QVERIFY(verifier.verify(parts.id, "old.txt"_s, 0));
+    QVERIFY(parts.verifier.verify(parts.id, "old.txt"_s, 0));
     QCOMPARE(parts.state("old.txt"_s), "145/2"_s);
 }
 
 void TestVerifier::verify_inAnUnknownDirectory()
 {
-    EngineParts parts;
+    VerifierParts parts;
     QVERIFY(parts.start());
-    VornSyncVerifier verifier(parts.paths, parts.renames, parts.observations, nullptr);
-    verifier.setDatabase(&parts.database);
-    QSignalSpy changes(&verifier, &VornSyncVerifier::errorStateChanged);
-    QVERIFY(!verifier.verify(parts.id + 1, "a.txt"_s, 0));
+    QSignalSpy changes(&parts.verifier, &VornSyncVerifier::errorStateChanged);
+    QVERIFY(!parts.verifier.verify(parts.id + 1, "a.txt"_s, 0));
     QCOMPARE(changes.count(), 0);
 }
 
 void TestVerifier::clear_whileItRuns()
 {
-    EngineParts parts;
+    VerifierParts parts;
     QVERIFY(parts.start());
-    VornSyncVerifier verifier(parts.paths, parts.renames, parts.observations, nullptr);
-    verifier.setDatabase(&parts.database);
     for (int i = 0; i < 3; ++i)
         QVERIFY(parts.putRow("%1.txt"_s.arg(i), ceSfsUpToDate));
-    connect(&verifier, &VornSyncVerifier::errorStateChanged, this, [&] { verifier.clear(parts.id); });
-    verifier.run(kBudgetMs);
+    connect(&parts.verifier, &VornSyncVerifier::errorStateChanged, this,
+            [&] { parts.verifier.clear(parts.id); });
+    parts.verifier.run(kBudgetMs);
     const QString inError = "SELECT COUNT(*) FROM file_tracking WHERE status = 145"_s;
     QCOMPARE(parts.raw.value(inError).toInt(), 1);
-    verifier.clear(parts.id + 1); // of no concern to the others
-    verifier.run(kBudgetMs);
+    parts.verifier.clear(parts.id + 1); // of no concern to the others
+    parts.verifier.run(kBudgetMs);
     QCOMPARE(parts.raw.value(inError).toInt(), 2);
 }
 

@@ -6,7 +6,6 @@
 #include "vorn_sync_status_counts.h"
 
 #include <QSqlQuery>
-#include <QStringList>
 #include <QVariantList>
 
 namespace {
@@ -22,18 +21,11 @@ int VornSyncCounters::countByStatuses(const QList<int>& statuses)
     int files = 0;
     if (areTriggersInPlace() && VornSyncStatusCounts(m_database).count(statuses, files))
         return files;
-    QStringList placeholders;
     QVariantList values;
-    for (int status : statuses) {
-        placeholders << QStringLiteral("?");
-        values << status;
-    }
+    const QString condition = VornSyncStatusCounts::isOneOf(statuses, values);
     QVariantList counts;
     if (!m_database.executeQuery(
-            counts,
-            QStringLiteral("SELECT COUNT(*) AS n FROM file_tracking WHERE status IN (%1)")
-                .arg(placeholders.join(QLatin1String(", "))),
-            values)) {
+            counts, QStringLiteral("SELECT COUNT(*) AS n FROM file_tracking WHERE ") + condition, values)) {
         VORN_SYNC_TRACE(kTag, "countFilesByStatuses",
                         QStringLiteral("ERROR: countFilesByStatuses query failed"));
         return 0;

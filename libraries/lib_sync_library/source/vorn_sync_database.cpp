@@ -3,44 +3,30 @@
 #include "vorn_planted_bugs.h"
 #include "vorn_sqlite_silence.h"
 #include "vorn_sqlite_transaction.h"
+#include "vorn_sync_directories.h"
 #include "vorn_sync_distant_marks.h"
 #include "vorn_sync_file_comparison.h"
 #include "vorn_sync_file_rows.h"
+#include "vorn_sync_file_states.h"
 #include "vorn_sync_log.h"
 #include "vorn_sync_migration.h"
+#include "vorn_sync_row_repairs.h"
 #include "vorn_sync_times.h"
 
 #include <QSqlQuery>
-
-#include <array>
 
 namespace {
 
 constexpr char kTag[] = "DB: ";
 
-// Indexed by DirectoryField.
-constexpr std::array<const char*, 4> kDirectoryColumns = {"alias_name", "local_path", "distant_path",
-                                                          "trash_path"};
-
-QLatin1String columnName(VornSyncDatabase::DirectoryField field)
-{
-    return QLatin1String(kDirectoryColumns.at(std::size_t(field)));
-}
-
-// Qt binds a null text as NULL; to us it is an empty text.
 QString bound(const QString& text)
 {
-    return text.isNull() ? QString(QLatin1String("")) : text;
+    return VornSqliteDatabase::boundText(text);
 }
 
 QVariantList fileKey(const QString& fileName, int directoryId)
 {
     return {bound(fileName), directoryId};
-}
-
-QString nowText()
-{
-    return VornSyncTimes::toText(QDateTime::currentDateTimeUtc());
 }
 
 QString lmdText(const QFileInfo& file)
@@ -60,29 +46,6 @@ QString duplicateText(int directoryId, const QString& fileName)
         .arg(fileName, QString::number(directoryId));
 }
 
-// The running state behind a pending one; the state itself for any other.
-int runningStatus(int status)
-{
-    switch (static_cast<SyncFileStatus>(status)) {
-    case ceSfsPendingSync:
-        return ceSfsSyncing;
-    case ceSfsPendingDelete:
-        return ceSfsDeleting;
-    case ceSfsPendingRestore:
-        return ceSfsRestoring;
-    case ceSfsUnknown:
-    case ceSfsUpToDate:
-    case ceSfsSyncing:
-    case ceSfsTrashed:
-    case ceSfsDeleting:
-    case ceSfsDeleted:
-    case ceSfsRestoring:
-    case ceSfsError:
-        break;
-    }
-    return status;
-}
-
 void set(bool* flag, bool value)
 {
     if (flag)
@@ -97,21 +60,6 @@ struct VornSyncDatabase::TrackedFile
     qint64 size = 0;
     QString localLmd;
     QString distantLmd;
-};
-
-struct VornSyncDatabase::Found
-{
-    bool isFound = false;
-    int status = ceSfsUnknown;
-};
-
-struct VornSyncDatabase::StaleRow
-{
-    QString fileName;
-    int directoryId = VornSyncTypes::kNoDirectoryId;
-    int status = ceSfsUnknown;
-    qint64 size = 0;
-    QString changedAt;
 };
 
 VornSyncDatabase::VornSyncDatabase(const QString& databasePath)
@@ -165,7 +113,7 @@ int VornSyncDatabase::addDirectory(const QString& aliasName, const QString& loca
     {
         VornSqliteTransaction transaction(*this);
         if (transaction.isActive())
-            result = writeDirectory(aliasName, localPath, distantPath, trashPath);
+            result = VornSyncDirectories(*this).add(aliasName, localPath, distantPath, trashPath);
         if (!transaction.commit())
             result = VornSyncTypes::kNoDirectoryId;
     }
@@ -175,47 +123,14 @@ int VornSyncDatabase::addDirectory(const QString& aliasName, const QString& loca
     return result;
 }
 
-int VornSyncDatabase::writeDirectory(const QString& aliasName, const QString& localPath,
-                                     const QString& distantPath, const QString& trashPath)
-{
-    const int aliasId = getDirectoryIdByAlias(aliasName);
-    const int pathId = getDirectoryIdByField(LocalPath, localPath);
-    if (aliasId != pathId)
-        return aliasId;
-    if (aliasId == VornSyncTypes::kNoDirectoryId) {
-        const bool done = executeQuery(
-            QStringLiteral("INSERT INTO directories (alias_name, local_path, distant_path, trash_path, "
-                           "available) VALUES (?, ?, ?, ?, 0) ON CONFLICT(local_path) DO NOTHING"),
-            {bound(aliasName), bound(localPath), bound(distantPath), bound(trashPath)});
-        return done ? getDirectoryIdByAlias(aliasName) : VornSyncTypes::kNoDirectoryId;
-    }
-    Rows rows;
-    executeQuery(rows, QStringLiteral("SELECT distant_path, trash_path FROM directories WHERE id = ?"),
-                 {aliasId});
-    if (rows.size() == 1 && (rows.first().value(QStringLiteral("distant_path")).toString() != distantPath ||
-                             rows.first().value(QStringLiteral("trash_path")).toString() != trashPath))
-        executeQuery(QStringLiteral("UPDATE directories SET distant_path = ?, trash_path = ? WHERE id = ?"),
-                     {bound(distantPath), bound(trashPath), aliasId});
-    return aliasId;
-}
-
-int VornSyncDatabase::singleId(const QString& sql, const QVariantList& values)
-{
-    QVariantList ids;
-    if (!executeQuery(ids, sql, values) || ids.size() != 1)
-        return VornSyncTypes::kNoDirectoryId;
-    return ids.first().toInt();
-}
-
 int VornSyncDatabase::getDirectoryIdByAlias(const QString& aliasName)
 {
-    return singleId(QStringLiteral("SELECT id FROM directories WHERE alias_name = ?"), {bound(aliasName)});
+    return getDirectoryIdByField(AliasName, aliasName);
 }
 
 int VornSyncDatabase::getDirectoryIdByField(DirectoryField field, const QString& value)
 {
-    return singleId(QStringLiteral("SELECT id FROM directories WHERE %1 = ?").arg(columnName(field)),
-                    {bound(value)});
+    return VornSyncDirectories(*this).idOf(field, value);
 }
 
 int VornSyncDatabase::getDirectoryIdByLocalPath(const QString& localPath)
@@ -230,12 +145,9 @@ int VornSyncDatabase::getDirectoryIdByDistantPath(const QString& distantPath)
 
 QString VornSyncDatabase::getDirectoryField(int directoryId, DirectoryField field, bool* succeeded)
 {
-    QVariantList texts;
-    const bool done =
-        executeQuery(texts, QStringLiteral("SELECT %1 FROM directories WHERE id = ?").arg(columnName(field)),
-                     {directoryId});
-    set(succeeded, done);
-    return done && texts.size() == 1 ? texts.first().toString() : QString();
+    QString text;
+    set(succeeded, VornSyncDirectories(*this).readField(directoryId, field, text));
+    return text;
 }
 
 QString VornSyncDatabase::getDirectoryAlias(int directoryId)
@@ -260,30 +172,17 @@ QString VornSyncDatabase::getDirectoryTrashPath(int directoryId)
 
 QList<int> VornSyncDatabase::getDirectoryIds(bool availableOnly)
 {
-    QVariantList values;
-    executeQuery(values, availableOnly ? QStringLiteral("SELECT id FROM directories WHERE available = 1")
-                                       : QStringLiteral("SELECT id FROM directories"));
-    QList<int> ids;
-    for (const QVariant& value : qAsConst(values))
-        ids << value.toInt();
-    return ids;
+    return VornSyncDirectories(*this).ids(availableOnly);
 }
 
 QStringList VornSyncDatabase::getDirectoryLocalPaths(bool availableOnly)
 {
-    QVariantList values;
-    executeQuery(values, availableOnly
-                             ? QStringLiteral("SELECT local_path FROM directories WHERE available = 1")
-                             : QStringLiteral("SELECT local_path FROM directories"));
-    QStringList paths;
-    for (const QVariant& value : qAsConst(values))
-        paths << value.toString();
-    return paths;
+    return VornSyncDirectories(*this).localPaths(availableOnly);
 }
 
 bool VornSyncDatabase::deleteDirectory(int directoryId)
 {
-    const bool done = executeQuery(QStringLiteral("DELETE FROM directories WHERE id = ?"), {directoryId});
+    const bool done = VornSyncDirectories(*this).remove(directoryId);
     m_changes.noteAll();
     ++m_directoriesVersion;
     return done;
@@ -291,12 +190,12 @@ bool VornSyncDatabase::deleteDirectory(int directoryId)
 
 bool VornSyncDatabase::setDirectoryUnavailable(int directoryId)
 {
-    return executeQuery(QStringLiteral("UPDATE directories SET available = 0 WHERE id = ?"), {directoryId});
+    return VornSyncDirectories(*this).setAvailable(directoryId, false);
 }
 
 bool VornSyncDatabase::setDirectoryAvailable(int directoryId)
 {
-    return executeQuery(QStringLiteral("UPDATE directories SET available = 1 WHERE id = ?"), {directoryId});
+    return VornSyncDirectories(*this).setAvailable(directoryId, true);
 }
 
 // --- One file: status -----------------------------------------------------------------------------------
@@ -314,15 +213,9 @@ bool VornSyncDatabase::change(int directoryId, const QString& fileName, const st
 
 int VornSyncDatabase::getFileStatus(int directoryId, const QString& fileName, bool* found)
 {
-    QVariantList values;
-    const bool isFound =
-        executeQuery(values,
-                     QStringLiteral("SELECT status FROM file_tracking WHERE file_name = ? AND "
-                                    "directories_id = ?"),
-                     fileKey(fileName, directoryId)) &&
-        values.size() == 1;
-    set(found, isFound);
-    return isFound ? values.first().toInt() : int(ceSfsUnknown);
+    const VornSyncFileStates::Row row = VornSyncFileStates(*this).read(directoryId, fileName);
+    set(found, row.isFound);
+    return row.status;
 }
 
 int VornSyncDatabase::getFileErrorCode(int directoryId, const QString& fileName, bool* succeeded)
@@ -339,8 +232,9 @@ int VornSyncDatabase::getFileErrorCode(int directoryId, const QString& fileName,
 
 bool VornSyncDatabase::setFileStatus(int directoryId, const QString& fileName, int status, int errorCode)
 {
-    const bool done =
-        change(directoryId, fileName, [&] { return writeStatus(directoryId, fileName, status, errorCode); });
+    const bool done = change(directoryId, fileName, [&] {
+        return VornSyncFileStates(*this).write(directoryId, fileName, status, errorCode);
+    });
     traceStatus("setFileStatus", directoryId, fileName, status, done);
     return done;
 }
@@ -361,50 +255,13 @@ bool VornSyncDatabase::writeStatusIf(const char* method, int directoryId, const 
                                      int expectedStatus, int status, int errorCode)
 {
     const bool done = change(directoryId, fileName, [&] {
-        const Found current = readStatus(directoryId, fileName);
+        VornSyncFileStates states(*this);
+        const VornSyncFileStates::Row current = states.read(directoryId, fileName);
         return current.status == expectedStatus &&
-               writeStatus(directoryId, fileName, current, status, errorCode);
+               states.write(directoryId, fileName, current, status, errorCode);
     });
     traceStatus(method, directoryId, fileName, status, done);
     return done;
-}
-
-VornSyncDatabase::Found VornSyncDatabase::readStatus(int directoryId, const QString& fileName)
-{
-    Found found;
-    found.status = getFileStatus(directoryId, fileName, &found.isFound);
-    return found;
-}
-
-// The rules that keep error_code, status_changed_at and trashed_date in step with the status.
-bool VornSyncDatabase::writeStatus(int directoryId, const QString& fileName, int status, int errorCode)
-{
-    return writeStatus(directoryId, fileName, readStatus(directoryId, fileName), status, errorCode);
-}
-
-bool VornSyncDatabase::writeStatus(int directoryId, const QString& fileName, const Found& current, int status,
-                                   int errorCode)
-{
-    const bool isError = status == ceSfsError;
-    if (isError && VornSyncTypes::baseStatus(current.status) == ceSfsUnknown)
-        qWarning() << "VornSyncDatabase::setFileStatus: file" << fileName << "in dir" << directoryId
-                   << "transitioning to Error from an Unknown base ; resolveFileError will not be able to "
-                      "auto-retry.";
-    const int stored = isError ? current.status | ceSfsError : status;
-    const int code = isError ? errorCode : int(ceSecNone);
-    if (!current.isFound)
-        return executeQuery(
-            QStringLiteral("INSERT INTO file_tracking (file_name, directories_id, status, error_code, "
-                           "status_changed_at) VALUES (?, ?, ?, ?, ?)"),
-            {bound(fileName), directoryId, stored, code, nowText()});
-    const QString sql = VornSyncTypes::isTombstoned(status)
-                            ? QStringLiteral("UPDATE file_tracking SET status = ?, error_code = ?, "
-                                             "status_changed_at = ? WHERE file_name = ? AND "
-                                             "directories_id = ?")
-                            : QStringLiteral("UPDATE file_tracking SET status = ?, error_code = ?, "
-                                             "status_changed_at = ?, trashed_date = NULL WHERE "
-                                             "file_name = ? AND directories_id = ?");
-    return executeQuery(sql, {stored, code, nowText(), bound(fileName), directoryId});
 }
 
 bool VornSyncDatabase::clearFileError(int directoryId, const QString& fileName)
@@ -412,7 +269,8 @@ bool VornSyncDatabase::clearFileError(int directoryId, const QString& fileName)
     const bool done = change(directoryId, fileName, [&] {
         const int status = getFileStatus(directoryId, fileName);
         return !VornSyncTypes::isInError(status) ||
-               writeStatus(directoryId, fileName, VornSyncTypes::baseStatus(status), ceSecNone);
+               VornSyncFileStates(*this).write(directoryId, fileName, VornSyncTypes::baseStatus(status),
+                                               ceSecNone);
     });
     traceFile("clearFileError", directoryId, fileName, done);
     return done;
@@ -423,10 +281,11 @@ bool VornSyncDatabase::updateStatusToProcess(int directoryId, const QString& fil
     int from = ceSfsUnknown;
     int to = ceSfsUnknown;
     const bool done = change(directoryId, fileName, [&] {
-        const Found current = readStatus(directoryId, fileName);
+        VornSyncFileStates states(*this);
+        const VornSyncFileStates::Row current = states.read(directoryId, fileName);
         from = current.status;
-        to = runningStatus(from);
-        return to != from && writeStatus(directoryId, fileName, current, to, ceSecNone);
+        to = VornSyncTypes::runningStatus(from);
+        return to != from && states.write(directoryId, fileName, current, to, ceSecNone);
     });
     if (to == from)
         VORN_SYNC_TRACE(kTag, "updateStatusToProcess",
@@ -455,10 +314,10 @@ bool VornSyncDatabase::setFileDeleted(int directoryId, const QString& fileName)
 bool VornSyncDatabase::setFileTrashOrDeleted(int directoryId, const QString& fileName, int status)
 {
     const bool done = change(directoryId, fileName, [&] {
-        return writeStatus(directoryId, fileName, status, ceSecNone) &&
+        return VornSyncFileStates(*this).write(directoryId, fileName, status, ceSecNone) &&
                executeQuery(QStringLiteral("UPDATE file_tracking SET trashed_date = ? WHERE file_name = ? "
                                            "AND directories_id = ?"),
-                            {nowText(), bound(fileName), directoryId});
+                            {VornSyncTimes::nowText(), bound(fileName), directoryId});
     });
     traceStatus("setFileTrashOrDeleted", directoryId, fileName, status, done);
     return done;
@@ -467,7 +326,7 @@ bool VornSyncDatabase::setFileTrashOrDeleted(int directoryId, const QString& fil
 bool VornSyncDatabase::unmarkFileTrashed(int directoryId, const QString& fileName)
 {
     const bool done = change(directoryId, fileName, [&] {
-        return writeStatus(directoryId, fileName, ceSfsUpToDate, ceSecNone) &&
+        return VornSyncFileStates(*this).write(directoryId, fileName, ceSfsUpToDate, ceSecNone) &&
                executeQuery(QStringLiteral("UPDATE file_tracking SET trashed_date = NULL WHERE file_name = ? "
                                            "AND directories_id = ?"),
                             fileKey(fileName, directoryId));
@@ -526,9 +385,9 @@ VornSyncDatabase::Recorded VornSyncDatabase::record(int directoryId, const QStri
             isRecorded = writeSync(directoryId, fileName, recorded, wasThere) &&
                          VornSyncDistantMarks(*this).remove(directoryId, fileName) && (!mark || mark());
             if (isRecorded)
-                writeStatus(directoryId, fileName, ceSfsUpToDate, ceSecNone);
+                VornSyncFileStates(*this).write(directoryId, fileName, ceSfsUpToDate, ceSecNone);
             else if (transaction.isActive())
-                writeStatus(directoryId, fileName, ceSfsError, ceSecUnknown);
+                VornSyncFileStates(*this).write(directoryId, fileName, ceSfsError, ceSecUnknown);
             isCommitted = transaction.commit();
         }
     }
@@ -581,12 +440,6 @@ bool VornSyncDatabase::readTracked(int directoryId, const QString& fileName, Tra
                           tracked = {tracked.count + 1, row.value(0).toLongLong(), row.value(1).toString(),
                                      row.value(2).toString()};
                       });
-}
-
-bool VornSyncDatabase::clearDistantNewerMark(int directoryId, const QString& fileName)
-{
-    return change(directoryId, fileName,
-                  [&] { return VornSyncDistantMarks(*this).remove(directoryId, fileName); });
 }
 
 // --- One file: names and rows ---------------------------------------------------------------------------
@@ -947,132 +800,21 @@ void VornSyncDatabase::resolveUndefined(int directoryId, const QString& fileName
 
 int VornSyncDatabase::cleanupOrphanedProcessingStates()
 {
-    const QVariantList running = {int(ceSfsSyncing), int(ceSfsDeleting), int(ceSfsRestoring)};
-    QVariantList names;
     QString error;
-    {
-        VornSqliteTransaction transaction(*this);
-        if (!executeQuery(
-                names,
-                QStringLiteral(
-                    "SELECT file_name FROM file_tracking WHERE status IN (?, ?, ?) AND status != 17"),
-                running))
-            error = QStringLiteral("ERROR: Failed to query orphaned processing states");
-        else if (names.isEmpty())
-            return 0;
-        else if (!executeQuery(
-                     QStringLiteral(
-                         "UPDATE file_tracking SET status = ? WHERE status IN (?, ?, ?) AND status != 17"),
-                     QVariantList{int(ceSfsUnknown)} + running) ||
-                 !transaction.commit())
-            error = QStringLiteral("ERROR: Failed to cleanup orphaned processing states");
-    }
-    m_changes.noteAll();
-    if (!error.isEmpty()) {
+    const int count = VornSyncRowRepairs(*this, m_changes).resetOrphaned(error);
+    if (!error.isEmpty())
         emit errorOccurred(error);
-        return 0;
-    }
-    VORN_SYNC_TRACE(
-        kTag, "cleanupOrphanedProcessingStates",
-        QStringLiteral("Reset %1 orphaned files from processing states to Unknown").arg(names.size()));
-    return int(names.size());
-}
-
-bool VornSyncDatabase::isStale(int status, qint64 size, const QString& statusChangedAt, qint64 nowSecs)
-{
-    return VornSyncTypes::staleTimeoutSecs(status, size) <=
-           nowSecs - VornSyncTimes::secsFromText(statusChangedAt);
+    return count;
 }
 
 int VornSyncDatabase::cleanupStaleProcessingStates(const StillActiveTest& stillActive)
 {
-    QVector<StaleRow> staleRows;
-    if (!readStaleRows(staleRows)) {
-        VORN_SYNC_TRACE(kTag, "cleanupStaleProcessingStates",
-                        QStringLiteral("ERROR: cleanupStaleProcessingStates query failed"));
-        return 0;
-    }
-    int resetCount = 0;
-    int skippedCount = 0;
-    for (const StaleRow& row : qAsConst(staleRows)) {
-        if (VornSyncTypes::isInProgress(row.status) && stillActive &&
-            stillActive(row.directoryId, row.fileName))
-            ++skippedCount;
-        else if (resetStaleRow(row))
-            ++resetCount;
-    }
-    if (resetCount > 0)
-        VORN_SYNC_TRACE(kTag, "cleanupStaleProcessingStates",
-                        QStringLiteral("Reset %1 stale files to Unknown").arg(resetCount));
-    if (skippedCount > 0)
-        VORN_SYNC_TRACE(kTag, "cleanupStaleProcessingStates",
-                        QStringLiteral("Skipped %1 stale in-process rows still active on the worker side")
-                            .arg(skippedCount));
-    return resetCount;
-}
-
-bool VornSyncDatabase::readStaleRows(QVector<StaleRow>& staleRows)
-{
-    if (VORN_PLANTED(noStaleRescue))
-        return true;
-    const qint64 nowSecs = QDateTime::currentSecsSinceEpoch();
-    return forEachRow(QStringLiteral("SELECT file_name, directories_id, status, size, status_changed_at FROM "
-                                     "file_tracking WHERE status IN (?, ?, ?, ?, ?, ?) AND status != 17"),
-                      {int(ceSfsPendingSync), int(ceSfsSyncing), int(ceSfsPendingDelete), int(ceSfsDeleting),
-                       int(ceSfsPendingRestore), int(ceSfsRestoring)},
-                      [&](const QSqlQuery& row) {
-                          const StaleRow read{row.value(0).toString(), row.value(1).toInt(),
-                                              row.value(2).toInt(), row.value(3).toLongLong(),
-                                              row.value(4).toString()};
-                          if (isStale(read.status, read.size, read.changedAt, nowSecs))
-                              staleRows << read;
-                      });
-}
-
-bool VornSyncDatabase::resetStaleRow(const StaleRow& row)
-{
-    // Whoever moved the row on meanwhile knows better.
-    const bool done = change(row.directoryId, row.fileName, [&] {
-        QVariantList unchanged;
-        return executeQuery(unchanged,
-                            QStringLiteral("SELECT 1 FROM file_tracking WHERE file_name = ? AND "
-                                           "directories_id = ? AND status = ? AND "
-                                           "COALESCE(status_changed_at, '') = ?"),
-                            {bound(row.fileName), row.directoryId, row.status, bound(row.changedAt)}) &&
-               !unchanged.isEmpty() && writeStatus(row.directoryId, row.fileName, ceSfsUnknown, ceSecNone);
-    });
-    if (done)
-        VORN_SYNC_TRACE(kTag, "cleanupStaleProcessingStates",
-                        QStringLiteral("File '%1' (dirId=%2) reset from %3 to Unknown after %4s timeout")
-                            .arg(row.fileName, QString::number(row.directoryId),
-                                 VornSyncTypes::statusName(row.status),
-                                 QString::number(VornSyncTypes::staleTimeoutSecs(row.status, row.size))));
-    return done;
+    return VornSyncRowRepairs(*this, m_changes).resetStale(stillActive);
 }
 
 int VornSyncDatabase::cleanupInconsistentTrashedDates()
 {
-    QVariantList changed;
-    bool done = false;
-    {
-        VornSqliteTransaction transaction(*this);
-        done =
-            executeQuery(QStringLiteral("UPDATE file_tracking SET trashed_date = NULL WHERE trashed_date IS "
-                                        "NOT NULL AND status != ? AND status != ?"),
-                         {int(ceSfsTrashed), int(ceSfsDeleted)}) &&
-            executeQuery(changed, QStringLiteral("SELECT changes() AS n")) && transaction.commit();
-    }
-    m_changes.noteAll();
-    if (!done) {
-        VORN_SYNC_TRACE(kTag, "cleanupInconsistentTrashedDates",
-                        QStringLiteral("ERROR: cleanupInconsistentTrashedDates query failed"));
-        return 0;
-    }
-    const int count = changed.value(0).toInt();
-    if (count != 0)
-        VORN_SYNC_TRACE(kTag, "cleanupInconsistentTrashedDates",
-                        QStringLiteral("Cleared trashed_date on %1 inconsistent rows").arg(count));
-    return count;
+    return VornSyncRowRepairs(*this, m_changes).clearTrashedDates();
 }
 
 // --- Counts and the error list --------------------------------------------------------------------------

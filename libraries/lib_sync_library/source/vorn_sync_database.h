@@ -4,13 +4,13 @@
 #include "vorn_sync_counters.h"
 #include "vorn_sync_row_cache.h"
 #include "vorn_sync_row_changes.h"
+#include "vorn_sync_row_repairs.h"
 #include "vorn_sync_types.h"
 
 #include <QDateTime>
 #include <QFileInfo>
 #include <QList>
 #include <QSet>
-#include <QVector>
 
 #include <atomic>
 #include <functional>
@@ -36,7 +36,7 @@ public:
     using RowVisitor = VornSyncPackedRows::Visitor;
     using NameVisitor = std::function<void(const QString& fileName)>;
     using ErrorFileVisitor = VornSyncCounters::ErrorFileVisitor;
-    using StillActiveTest = std::function<bool(int directoryId, const QString& fileName)>;
+    using StillActiveTest = VornSyncRowRepairs::StillActiveTest;
 
     explicit VornSyncDatabase(const QString& databasePath);
     ~VornSyncDatabase() override;
@@ -112,7 +112,6 @@ public:
     // date any more. Any other recording of the file removes the mark, a rename carries it along.
     bool recordDistantGrown(int directoryId, const QString& fileName, qint64 distantSize,
                             const QDateTime& localLmd, const QDateTime& distantLmd, qint64 localSize);
-    bool clearDistantNewerMark(int directoryId, const QString& fileName);
 
     // renameFile to a name that may hold a tombstone or a trashed row: such a row goes, in the same
     // transaction. Any other row of that name is refused.
@@ -170,10 +169,6 @@ public:
     // not, or can't be asked.
     std::optional<VornSyncKeptCounters> keptCounters();
 
-    // True when a row of `status` and `size`, changed at `statusChangedAt` (ISO 8601), has waited or run too
-    // long at `nowSecs` since the epoch. A time that can't be read is too long ago.
-    static bool isStale(int status, qint64 size, const QString& statusChangedAt, qint64 nowSecs);
-
 public slots:
     void sltDatabaseErrorOccurred(const QString& connectionName, const QString& message);
 
@@ -182,25 +177,15 @@ signals:
 
 private:
     struct TrackedFile; // what recordFileSync and isFileNeedUpdate read of a row
-    struct StaleRow;
     enum class Recorded { Yes, No, Unwanted };
 
     // Runs `write` as one transaction, which is undone when it gives false, and notes the row as changed.
     bool change(int directoryId, const QString& fileName, const std::function<bool()>& write);
-    int singleId(const QString& sql, const QVariantList& values);
     bool readTracked(int directoryId, const QString& fileName, TrackedFile& tracked);
     bool readPackedRows(int directoryId, int mostRowsAPart, const RowVisitor& visit);
     std::optional<VornSyncRowsStamp> rowsStamp();
-    bool readStaleRows(QVector<StaleRow>& staleRows);
 
     // What is inside a transaction.
-    int writeDirectory(const QString& aliasName, const QString& localPath, const QString& distantPath,
-                       const QString& trashPath);
-    struct Found; // a row's status, and whether there is a row
-    Found readStatus(int directoryId, const QString& fileName);
-    bool writeStatus(int directoryId, const QString& fileName, int status, int errorCode);
-    bool writeStatus(int directoryId, const QString& fileName, const Found& current, int status,
-                     int errorCode);
     bool writeSync(int directoryId, const QString& fileName, const TrackedFile& recorded, bool& existed);
     bool writeRename(int directoryId, const QString& oldName, const QString& newName);
     bool writeTombstoneRemoval(int directoryId, const QString& fileName);
@@ -213,7 +198,6 @@ private:
     VornSyncComparison compare(const QString& subject, const TrackedFile& tracked, const QFileInfo& localFile,
                                const QFileInfo& distantFile);
     void resolveUndefined(int directoryId, const QString& fileName, const QFileInfo& distantFile);
-    bool resetStaleRow(const StaleRow& row);
 
     void traceStatus(const char* method, int directoryId, const QString& fileName, int status, bool done);
     void traceFile(const char* method, int directoryId, const QString& fileName, bool done);

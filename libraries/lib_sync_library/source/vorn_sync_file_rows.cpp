@@ -95,13 +95,12 @@ bool VornSyncFileRows::readFile(int directoryId, const QString& fileName, VornSy
 {
     int count = 0;
     VornSyncFileRow read;
-    // Qt binds a null text as NULL; to us it is an empty text.
-    const QString name = fileName.isNull() ? QString(QLatin1String("")) : fileName;
-    const bool done = readRows(QStringLiteral("f.file_name = ? AND f.directories_id = ?"),
-                               {name, directoryId}, [&](const VornSyncFileRow& visited) {
-                                   ++count;
-                                   read = visited;
-                               });
+    const bool done =
+        readRows(QStringLiteral("f.file_name = ? AND f.directories_id = ?"),
+                 {VornSqliteDatabase::boundText(fileName), directoryId}, [&](const VornSyncFileRow& visited) {
+                     ++count;
+                     read = visited;
+                 });
     found = count == 1;
     if (found)
         row = read;

@@ -7,14 +7,15 @@
 #include <QFile>
 #include <QThread>
 
-VornSyncPass::VornSyncPass(VornSyncDatabase& database, int directoryId, const QString& localPath,
-                           const QString& distantPath, const QSet<QString>& renaming)
+VornSyncPass::VornSyncPass(VornSyncDatabase& database, int directoriesVersion, int directoryId,
+                           const QString& localPath, const QString& distantPath,
+                           const QSet<QString>& renaming)
     : m_database(database)
     , m_directoryId(directoryId)
     , m_localPath(localPath)
     , m_distantPath(distantPath)
     , m_renaming(renaming)
-    , m_directoriesVersion(database.directoriesVersion())
+    , m_directoriesVersion(directoriesVersion)
 {
 }
 

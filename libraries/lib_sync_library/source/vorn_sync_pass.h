@@ -26,15 +26,16 @@ class VornSyncPass
     Q_DISABLE_COPY_MOVE(VornSyncPass)
 
 public:
-    VornSyncPass(VornSyncDatabase& database, int directoryId, const QString& localPath,
-                 const QString& distantPath, const QSet<QString>& renaming);
+    // `directoriesVersion`: that of the database, from before the paths were read.
+    VornSyncPass(VornSyncDatabase& database, int directoriesVersion, int directoryId,
+                 const QString& localPath, const QString& distantPath, const QSet<QString>& renaming);
     ~VornSyncPass();
 
     // False when nothing may be decided: the rows can't be read, the local listing was cut short, or the
     // thread is to stop. `error`: what to tell the user, if anything.
     bool gather(QString& error);
 
-    // False when the directory was removed, or the state wiped, since the pass began: its id may mean another
+    // False when the directory was removed, or the state wiped, since its paths were read: its id may mean another
     // pair by now.
     bool isStillMeant();
 

@@ -171,19 +171,24 @@ bool VornSyncStatusCounts::recount()
                               "file_tracking WHERE status IS NOT NULL GROUP BY status"));
 }
 
-bool VornSyncStatusCounts::count(const QList<int>& statuses, int& files)
+QString VornSyncStatusCounts::isOneOf(const QList<int>& statuses, QVariantList& values)
 {
     QStringList placeholders;
-    QVariantList values;
     for (int status : statuses) {
         placeholders << QStringLiteral("?");
         values << status;
     }
+    return QStringLiteral("status IN (%1)").arg(placeholders.join(QLatin1String(", ")));
+}
+
+bool VornSyncStatusCounts::count(const QList<int>& statuses, int& files)
+{
+    QVariantList values;
+    const QString condition = isOneOf(statuses, values);
     QVariantList sum;
     if (!m_database.executeQuery(
             sum,
-            QStringLiteral("SELECT COALESCE(SUM(files), 0) FROM file_tracking_counts WHERE status IN (%1)")
-                .arg(placeholders.join(QLatin1String(", "))),
+            QStringLiteral("SELECT COALESCE(SUM(files), 0) FROM file_tracking_counts WHERE ") + condition,
             values))
         return false;
     files = sum.value(0).toInt();

@@ -3,6 +3,7 @@
 #include <QList>
 #include <QMap>
 #include <QString>
+#include <QVariant>
 
 class VornSqliteDatabase;
 
@@ -27,6 +28,9 @@ public:
 
     // What the counts say, which is right while the triggers are in place. False when they can't be read.
     bool count(const QList<int>& statuses, int& files);
+
+    // "status IN (?, ...)", and what to bind to it.
+    static QString isOneOf(const QList<int>& statuses, QVariantList& values);
 
 private:
     using Counts = QMap<QString, qint64>; // by status, as text: a foreign program may have stored anything

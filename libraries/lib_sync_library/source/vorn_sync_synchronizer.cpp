@@ -223,9 +223,10 @@ void VornSyncSynchronizer::synchronizeDirectory(int directoryId)
     if (!hasDatabase())
         return;
 
+    const int directoriesVersion = db()->directoriesVersion();
     // Asked once: below a path that could not be read, but can be a moment later, every file would be missing.
     const QString localPath = localDirPath(directoryId);
-    VornSyncPass pass(*db(), directoryId, localPath, distantDirPath(directoryId),
+    VornSyncPass pass(*db(), directoriesVersion, directoryId, localPath, distantDirPath(directoryId),
                       renames.lockedNames(directoryId));
     // A directory that is not registered, or whose path can't be read, has no files to decide on.
     QString error;

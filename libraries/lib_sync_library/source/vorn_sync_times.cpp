@@ -60,6 +60,11 @@ QString toText(const QDateTime& time)
     return time.toString(Qt::ISODate);
 }
 
+QString nowText()
+{
+    return toText(QDateTime::currentDateTimeUtc());
+}
+
 qint64 secsFromText(const QString& text)
 {
     qint64 secs = 0;

@@ -16,6 +16,9 @@ constexpr qint64 kToleranceSecs = 3;
 // The text of `time`, as it is given: a time in UTC ends in "Z".
 QString toText(const QDateTime& time);
 
+// This moment, in UTC.
+QString nowText();
+
 // Seconds since the epoch; 0 for a text that is no ISO 8601 time. A text without an offset is local time.
 qint64 secsFromText(const QString& text);
 qint64 secsFromText(std::string_view text); // in UTF-8

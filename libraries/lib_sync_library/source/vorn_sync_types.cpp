@@ -122,6 +122,28 @@ bool isRestoreOrDelete(int code)
     return code == ceSecDistantFileMissing;
 }
 
+int runningStatus(int status)
+{
+    switch (static_cast<SyncFileStatus>(status)) {
+    case ceSfsPendingSync:
+        return ceSfsSyncing;
+    case ceSfsPendingDelete:
+        return ceSfsDeleting;
+    case ceSfsPendingRestore:
+        return ceSfsRestoring;
+    case ceSfsUnknown:
+    case ceSfsUpToDate:
+    case ceSfsSyncing:
+    case ceSfsTrashed:
+    case ceSfsDeleting:
+    case ceSfsDeleted:
+    case ceSfsRestoring:
+    case ceSfsError:
+        break;
+    }
+    return status;
+}
+
 int staleTimeoutSecs(int status, qint64 size)
 {
     if (status < kFirstTimedStatus || status > kLastTimedStatus)

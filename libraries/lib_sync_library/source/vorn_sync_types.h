@@ -83,6 +83,9 @@ inline int baseStatus(int status)
     return status & ~kErrorBit;
 }
 
+// The running state behind a pending one; the state itself for any other.
+int runningStatus(int status);
+
 // Whether a file belongs to the directory; a negative id means all directories.
 inline bool isOfDirectory(const VornSyncFileKey& key, int directoryId)
 {

@@ -76,6 +76,12 @@ public:
     // on the new file before any other thread's statement.
     bool resetFile(const std::function<void()>& prepare = nullptr);
 
+    // What to bind for `text`: Qt binds a null text as NULL; to us it is an empty text.
+    static QString boundText(const QString& text)
+    {
+        return text.isNull() ? QString(QLatin1String("")) : text;
+    }
+
     // True for a version text ("3.40.1") that has all that the statements need: 3.24 or later.
     static bool isSupportedSqliteVersion(const QString& version);
 
