@@ -45,6 +45,7 @@ public:
 
 private:
     void bringEngineHere();
+    void settleWhatWasStarted();
     void runSoon(const pVornSyncTask& task);
 
     const QString m_root;

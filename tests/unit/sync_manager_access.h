@@ -83,5 +83,7 @@ struct VornSyncManagerTestAccess
     {
         inside(manager)->onSynchronizerSyncCompleted(filePath, succeeded);
     }
+    // False when no call from the engine waited for the host.
+    static bool deliver(const VornSyncManager& manager) { return inside(manager)->m_mailbox->deliver(); }
     static void refresh(VornSyncManager& manager) { inside(manager)->refreshDatabaseCounters(); }
 };

@@ -89,6 +89,7 @@ private slots:
     void nothingIsDeliveredAtOnce();
     void orderOfOneThread();
     void emptiedMailboxWakesUpAgain();
+    void callsInQuickSuccessionAreGathered();
     void deliveredOnTheReceiversThread();
     void orderOfEachOfSeveralThreads();
     void mergedCountsCallsInARow();
@@ -154,6 +155,22 @@ void TestSyncMailbox::emptiedMailboxWakesUpAgain()
         if (letters % 2 == 0)
             QVERIFY(turn());
     }
+}
+
+// The receiver is woken up for some of them, not for each.
+void TestSyncMailbox::callsInQuickSuccessionAreGathered()
+{
+    Receiver receiver;
+    int calls = 0;
+    int turnsWithoutACall = 0;
+    for (int i = 0; i < kBacklog; ++i) {
+        const int before = calls;
+        receiver.mailbox->post([&calls] { ++calls; });
+        QCoreApplication::processEvents();
+        turnsWithoutACall += calls == before ? 1 : 0;
+    }
+    QVERIFY(waitFor([&calls] { return calls == kBacklog; }));
+    QVERIFY(turnsWithoutACall > 0);
 }
 
 void TestSyncMailbox::deliveredOnTheReceiversThread()

@@ -8,6 +8,7 @@
 #include <memory>
 
 class QObject;
+class QTimer;
 
 // Carries calls to a receiver on its thread, in the order in which they were posted, a millisecond at a time: Qt delivers
 // all queued calls that wait in one turn of the event loop, and with thousands of them no timer and no user input would
@@ -28,6 +29,10 @@ public:
     // One call stands for all that wait with nothing posted in between.
     void postMerged(const Call& call);
 
+    // What waits, as much as fits into a turn; false when nothing did. On the receiver's thread, where it is called by
+    // itself: who needs it done now calls it, too.
+    bool deliver();
+
     // Nothing is delivered from here on. On the receiver's thread, in its destructor at the latest.
     void close();
 
@@ -40,12 +45,15 @@ private:
     };
 
     void append(const Call& call, bool isMerged);
-    void deliver();
     bool take(Letter& letter);
+    void gather();
     void wakeUp();
 
     QMutex m_mutex; // taken by every thread that posts, and by the receiver's; guards what follows
     QObject* m_receiver;
     std::deque<Letter> m_letters;
     bool m_isWakeUpPending = false;
+
+    // Only the receiver's thread uses it, and no more once the mailbox is closed; the receiver's child.
+    QTimer* const m_gathering;
 };
