@@ -57,10 +57,9 @@ VornSyncPackedRows packedExample()
     VornSyncPackedRows rows;
     rows.count = 2;
     rows.names = "a/b c";
-    rows.statuses = "17,145";
     rows.sizes = "3,0";
     rows.localLmds = "2020-09-13T12:26:40Z,";
-    rows.undefined = "0,1";
+    rows.others = "145,1,b c";
     return rows;
 }
 
@@ -82,6 +81,7 @@ private slots:
 
     void kindsOfRows_data();
     void kindsOfRows();
+    void manyRows_data();
     void manyRows();
     void anotherEncoding();
     void rowsOfAView();
@@ -150,14 +150,19 @@ void TestSyncFileRows::unsoundRows_data()
     QTest::addColumn<QByteArray>("values");
     QTest::newRow("a name with a separator") << 0 << QByteArray("a/b/c");
     QTest::newRow("a name is missing") << 0 << QByteArray("a");
-    QTest::newRow("no status") << 1 << QByteArray("17");
-    QTest::newRow("a status that is no integer") << 1 << QByteArray("17,1.5");
-    QTest::newRow("a status that is a text") << 1 << QByteArray("17,x");
-    QTest::newRow("no size") << 2 << QByteArray("3");
-    QTest::newRow("a size beyond all numbers") << 2 << QByteArray("3,1.0e+20");
-    QTest::newRow("a time with a separator") << 3 << QByteArray("a,b,c");
-    QTest::newRow("no time") << 3 << QByteArray("a");
-    QTest::newRow("no word on a distant time") << 4 << QByteArray("0");
+    QTest::newRow("no size") << 1 << QByteArray("3");
+    QTest::newRow("a size beyond all numbers") << 1 << QByteArray("3,1.0e+20");
+    QTest::newRow("a time with a separator") << 2 << QByteArray("a,b,c");
+    QTest::newRow("no time") << 2 << QByteArray("a");
+    QTest::newRow("no status") << 3 << QByteArray(",1,b c");
+    QTest::newRow("a status that is no integer") << 3 << QByteArray("1.5,1,b c");
+    QTest::newRow("a status that is a text") << 3 << QByteArray("x,1,b c");
+    QTest::newRow("no word on a distant time") << 3 << QByteArray("145,,b c");
+    QTest::newRow("no name of another row") << 3 << QByteArray("145,1");
+    QTest::newRow("another row by itself") << 3 << QByteArray("145,1,c");
+    QTest::newRow("other rows in another order") << 3 << QByteArray("145,1,b c/18,0,a");
+    QTest::newRow("one of them twice") << 3 << QByteArray("145,1,b c/145,1,b c");
+    QTest::newRow("half of another one") << 3 << QByteArray("18,0,a/145");
 }
 
 void TestSyncFileRows::unsoundRows()
@@ -165,8 +170,7 @@ void TestSyncFileRows::unsoundRows()
     QFETCH(int, column);
     QFETCH(QByteArray, values);
     VornSyncPackedRows rows = packedExample();
-    QByteArray* const columns[] = {&rows.names, &rows.statuses, &rows.sizes, &rows.localLmds,
-                                   &rows.undefined};
+    QByteArray* const columns[] = {&rows.names, &rows.sizes, &rows.localLmds, &rows.others};
     *columns[column] = values;
     QVERIFY(!rows.isSound());
 }
@@ -174,7 +178,7 @@ void TestSyncFileRows::unsoundRows()
 void TestSyncFileRows::packedNumbers()
 {
     VornSyncPackedRows rows = packedExample();
-    rows.statuses = "-1,0";
+    rows.others = "-1,0,a/0,0,b c";
     rows.sizes = "-9223372036854775808,9223372036854775807";
     QVERIFY(rows.isSound());
     QVector<VornSyncFileRow> read;
@@ -238,19 +242,32 @@ void TestSyncFileRows::kindsOfRows()
     QCOMPARE(m_fixture->errorTexts(), QStringList());
 }
 
+void TestSyncFileRows::manyRows_data()
+{
+    QTest::addColumn<int>("directories");
+    QTest::newRow("of all directories' rows the half") << 2;
+    QTest::newRow("all rows there are") << 1;
+}
+
 void TestSyncFileRows::manyRows()
 {
+    QFETCH(int, directories);
+    const auto status = [](int i) { return i % 5 == 0 ? 18 : 17; };
+    const auto isUndefined = [](int i) { return i % 7 == 0; };
     QStringList statements = {"BEGIN"_s};
     for (int i = 0; i < kManyRows; ++i)
-        statements << "INSERT INTO file_tracking (directories_id, file_name, status, size, local_lmd) VALUES "
-                      "(%1, 'file %2', 17, %2, '2020-09-13T12:26:40Z')"_s.arg(1 + i % 2)
-                          .arg(i);
+        statements
+            << "INSERT INTO file_tracking (directories_id, file_name, status, size, local_lmd, distant_lmd) "
+               "VALUES (%1, 'file %2', %3, %2, '2020-09-13T12:26:40Z', '%4')"_s.arg(
+                   QString::number(1 + i % directories), QString::number(i), QString::number(status(i)),
+                   isUndefined(i) ? VornSyncTypes::undefinedTimeText() : QString());
     QVERIFY(db().addDirectory("other"_s, "/l"_s, "/d"_s, "/t"_s) == 2);
     QVERIFY(m_fixture->raw.execAll(statements + QStringList{"COMMIT"_s}));
-    const QStringList rows = readAll(db(), 2);
-    QCOMPARE(rows.size(), kManyRows / 2);
-    for (int i = 1; i < kManyRows; i += 2)
-        QVERIFY(rows.contains("file %1: 17 %1 1600000000 0 0 0 0"_s.arg(i)));
+    const QStringList rows = readAll(db(), directories);
+    QCOMPARE(rows.size(), kManyRows / directories);
+    for (int i = directories - 1; i < kManyRows; i += directories)
+        QVERIFY(rows.contains("file %1: %2 %1 1600000000 %3 0 0 0"_s.arg(
+            QString::number(i), QString::number(status(i)), QString::number(isUndefined(i) ? 1 : 0))));
 }
 
 void TestSyncFileRows::anotherEncoding()

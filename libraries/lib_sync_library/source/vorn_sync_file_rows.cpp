@@ -23,7 +23,7 @@ QString marksOfRows()
 
 // As bytes: SQLite would make UTF-16 of each text for Qt. The bytes are UTF-8 only in a file of that encoding, as the
 // library makes it.
-bool VornSyncFileRows::readPart(int directoryId, bool areMarks, Part& part)
+bool VornSyncFileRows::readPart(int directoryId, const Plan& plan, Part& part)
 {
     // Whether there can be rows for more than one part is asked of the counts: finding its end goes through its rows.
     const QString end = QStringLiteral(
@@ -32,32 +32,34 @@ bool VornSyncFileRows::readPart(int directoryId, bool areMarks, Part& part)
         "LIMIT 1 OFFSET ?) - 1 END, ?))");
     const QString columns = QStringLiteral(
         "COUNT(*), CAST('a' AS BLOB) = x'61', (SELECT last FROM part), "
-        "CAST(group_concat(f.file_name, '/') AS BLOB), CAST(group_concat(f.status) AS BLOB), "
-        "CAST(group_concat(IFNULL(f.size, 0)) AS BLOB), CAST(group_concat(IFNULL(f.local_lmd, '')) AS BLOB), "
-        "CAST(group_concat(CASE WHEN f.distant_lmd = ? THEN '1' ELSE '0' END) AS BLOB)");
+        "CAST(group_concat(f.file_name, '/') AS BLOB), CAST(group_concat(IFNULL(f.size, 0)) AS BLOB), "
+        "CAST(group_concat(IFNULL(f.local_lmd, '')) AS BLOB), "
+        "CAST(group_concat(CASE WHEN f.status IS NOT ? OR f.distant_lmd IS ? THEN "
+        "IFNULL(f.status, '') || ',' || (f.distant_lmd IS ?) || ',' || f.file_name END, '/') AS BLOB)");
     const QString markColumns = QStringLiteral(", CAST(group_concat(IFNULL(m.local_size, '')) AS BLOB), "
                                                "CAST(group_concat(IFNULL(m.local_lmd, '')) AS BLOB)");
-    const QString sql =
-        QStringLiteral("%1 SELECT %2%3 FROM part CROSS JOIN file_tracking f %4 WHERE "
-                       "f.directories_id = ? AND f.rowid BETWEEN ? AND part.last")
-            .arg(end, columns, areMarks ? markColumns : QString(), areMarks ? marksOfRows() : QString());
+    const QString sql = QStringLiteral("%1 SELECT %2%3 FROM part CROSS JOIN file_tracking f %4 %5 WHERE "
+                                       "f.directories_id = ? AND f.rowid BETWEEN ? AND part.last")
+                            .arg(end, columns, plan.areMarks ? markColumns : QString(),
+                                 plan.isWholeTable ? QStringLiteral("NOT INDEXED") : QString(),
+                                 plan.areMarks ? marksOfRows() : QString());
     bool isUtf8 = false;
     VornSyncPackedRows rows;
-    const QVariantList values = {part.mostRows, directoryId,    part.firstRowId,
-                                 part.mostRows, kLastRowId,     VornSyncTypes::undefinedTimeText(),
+    const QString undefined = VornSyncTypes::undefinedTimeText();
+    const QVariantList values = {part.mostRows, directoryId,        part.firstRowId, part.mostRows,
+                                 kLastRowId,    int(ceSfsUpToDate), undefined,       undefined,
                                  directoryId,   part.firstRowId};
     const bool done = m_database.forEachRow(sql, values, [&](const QSqlQuery& read) {
         rows.count = read.value(0).toInt();
         isUtf8 = read.value(1).toBool();
         part.lastRowId = read.value(2).toLongLong();
         rows.names = read.value(3).toByteArray();
-        rows.statuses = read.value(4).toByteArray();
-        rows.sizes = read.value(5).toByteArray();
-        rows.localLmds = read.value(6).toByteArray();
-        rows.undefined = read.value(7).toByteArray();
-        if (areMarks) {
-            rows.markedSizes = read.value(8).toByteArray();
-            rows.markedLmds = read.value(9).toByteArray();
+        rows.sizes = read.value(4).toByteArray();
+        rows.localLmds = read.value(5).toByteArray();
+        rows.others = read.value(6).toByteArray();
+        if (plan.areMarks) {
+            rows.markedSizes = read.value(7).toByteArray();
+            rows.markedLmds = read.value(8).toByteArray();
         }
     });
     part.rows = rows;
@@ -66,18 +68,32 @@ bool VornSyncFileRows::readPart(int directoryId, bool areMarks, Part& part)
 
 bool VornSyncFileRows::readPacked(int directoryId, int mostRowsAPart, const PartVisitor& visit)
 {
-    bool areMarks = false;
-    if (!VornSyncDistantMarks(m_database).hasAny(areMarks))
+    Plan plan;
+    if (!VornSyncDistantMarks(m_database).hasAny(plan.areMarks) || !readWholeTable(directoryId, plan))
         return false;
     Part part;
     part.mostRows = mostRowsAPart;
-    while (readPart(directoryId, areMarks, part)) {
+    while (readPart(directoryId, plan, part)) {
         visit(part.rows);
         if (part.lastRowId == kLastRowId)
             return true;
         part.firstRowId = part.lastRowId + 1;
     }
     return false;
+}
+
+// The smallest and the largest are found at the ends of an index.
+bool VornSyncFileRows::readWholeTable(int directoryId, Plan& plan)
+{
+    QVariantList ids;
+    if (!m_database.executeQuery(
+            ids,
+            QStringLiteral("SELECT (SELECT MIN(directories_id) FROM file_tracking) IS ? AND "
+                           "(SELECT MAX(directories_id) FROM file_tracking) IS ?"),
+            {directoryId, directoryId}))
+        return false;
+    plan.isWholeTable = ids.value(0).toBool();
+    return true;
 }
 
 bool VornSyncFileRows::readOneByOne(int directoryId, const Visitor& visit)

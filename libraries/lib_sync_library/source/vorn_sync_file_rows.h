@@ -43,8 +43,15 @@ private:
         VornSyncPackedRows rows;
     };
 
+    struct Plan
+    {
+        bool areMarks = false;
+        bool isWholeTable = false; // where no row belongs to another directory, an index is but a detour
+    };
+
+    bool readWholeTable(int directoryId, Plan& plan);
     // False also when there are no rows: those of a view have no row ids.
-    bool readPart(int directoryId, bool areMarks, Part& part);
+    bool readPart(int directoryId, const Plan& plan, Part& part);
     bool readRows(const QString& condition, const QVariantList& values,
                   const std::function<void(const VornSyncFileRow& row)>& visit);
 

@@ -3,6 +3,7 @@
 #include "vorn_sync_times.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace {
 
@@ -22,10 +23,13 @@ public:
     std::string_view next()
     {
         const char* begin = m_position;
-        const char* end = std::find(begin, m_end, separator);
+        const void* found = std::memchr(begin, separator, std::size_t(m_end - begin));
+        const char* end = found ? static_cast<const char*>(found) : m_end;
         m_position = end == m_end ? end : end + 1;
         return std::string_view(begin, std::size_t(end - begin));
     }
+
+    bool isAtEnd() const { return m_position == m_end; }
 
 private:
     const char* m_position;
@@ -37,11 +41,21 @@ bool isCountRight(const QByteArray& column, int count, char separator = kSeparat
     return std::count(column.cbegin(), column.cend(), separator) == count - 1;
 }
 
+bool isPartOfNumber(char character)
+{
+    return (character >= '0' && character <= '9') || character == '-';
+}
+
+bool isNumber(std::string_view digits)
+{
+    return !digits.empty() && std::all_of(digits.cbegin(), digits.cend(), isPartOfNumber);
+}
+
 // What SQLite makes of integers. The text of anything else, as of a floating-point number, has other characters.
 bool areNumbers(const QByteArray& column, int count)
 {
     const auto isExpected = [](char character) {
-        return (character >= '0' && character <= '9') || character == '-' || character == kSeparator;
+        return isPartOfNumber(character) || character == kSeparator;
     };
     return isCountRight(column, count) && std::all_of(column.cbegin(), column.cend(), isExpected);
 }
@@ -55,6 +69,33 @@ qint64 toNumber(std::string_view digits)
     return qint64(isNegative ? 0 - number : number);
 }
 
+void readMark(std::string_view size, std::string_view lmd, VornSyncFileRow& row)
+{
+    row.isDistantNewer = !size.empty();
+    row.markedLocalSize = toNumber(size);
+    row.markedLocalLmdSecs = row.isDistantNewer ? VornSyncTimes::secsFromText(lmd) : 0;
+}
+
+// A row that is not as nearly all are.
+struct OtherRow
+{
+    std::string_view status;
+    std::string_view undefined;
+    std::string_view name;
+};
+
+// Empty where the text is none. A name is all that follows the second separator.
+OtherRow otherRow(std::string_view text)
+{
+    const std::size_t statusEnd = text.find(kSeparator);
+    const std::size_t undefinedEnd =
+        statusEnd == std::string_view::npos ? statusEnd : text.find(kSeparator, statusEnd + 1);
+    if (undefinedEnd == std::string_view::npos)
+        return {};
+    return {text.substr(0, statusEnd), text.substr(statusEnd + 1, undefinedEnd - statusEnd - 1),
+            text.substr(undefinedEnd + 1)};
+}
+
 } // namespace
 
 bool VornSyncPackedRows::isSound() const
@@ -62,40 +103,62 @@ bool VornSyncPackedRows::isSound() const
     if (count == 0)
         return names.isEmpty();
     const bool areMarks = !markedSizes.isEmpty() || !markedLmds.isEmpty();
-    return isCountRight(names, count, kNameSeparator) && areNumbers(statuses, count) &&
-           areNumbers(sizes, count) && isCountRight(localLmds, count) && areNumbers(undefined, count) &&
+    return isCountRight(names, count, kNameSeparator) && areNumbers(sizes, count) &&
+           isCountRight(localLmds, count) && areOthersSound() &&
            (!areMarks || (areNumbers(markedSizes, count) && isCountRight(markedLmds, count)));
+}
+
+// Each of them is met when the names are gone through once: they are in the same order.
+bool VornSyncPackedRows::areOthersSound() const
+{
+    if (others.isEmpty())
+        return true;
+    Values<kNameSeparator> nameValues(names);
+    Values<kNameSeparator> otherValues(others);
+    OtherRow other = otherRow(otherValues.next());
+    for (int i = 0; i < count; ++i) {
+        if (!isNumber(other.status) || other.undefined.size() != 1)
+            return false;
+        if (nameValues.next() != other.name)
+            continue;
+        if (otherValues.isAtEnd())
+            return true;
+        other = otherRow(otherValues.next());
+    }
+    return false;
 }
 
 void VornSyncPackedRows::forEach(const Visitor& visit) const
 {
     Values<kNameSeparator> nameValues(names);
-    Values<kSeparator> statusValues(statuses);
     Values<kSeparator> sizeValues(sizes);
     Values<kSeparator> localLmdValues(localLmds);
-    Values<kSeparator> undefinedValues(undefined);
+    Values<kNameSeparator> otherValues(others);
     Values<kSeparator> markedSizeValues(markedSizes);
     Values<kSeparator> markedLmdValues(markedLmds);
+    bool areOthersLeft = !others.isEmpty();
+    OtherRow other = otherRow(otherValues.next());
     VornSyncFileRow row;
     for (int i = 0; i < count; ++i) {
-        row.status = int(toNumber(statusValues.next()));
+        const std::string_view name = nameValues.next();
+        const bool isOther = areOthersLeft && name == other.name;
+        row.status = isOther ? int(toNumber(other.status)) : int(ceSfsUpToDate);
+        row.distantLmdUndefined = isOther && other.undefined == "1";
+        if (isOther) {
+            areOthersLeft = !otherValues.isAtEnd();
+            other = otherRow(otherValues.next());
+        }
         row.size = toNumber(sizeValues.next());
         row.localLmdSecs = VornSyncTimes::secsFromText(localLmdValues.next());
-        row.distantLmdUndefined = undefinedValues.next() == "1";
-        const std::string_view markedSize = markedSizeValues.next();
-        const std::string_view markedLmd = markedLmdValues.next();
-        row.isDistantNewer = !markedSize.empty();
-        row.markedLocalSize = toNumber(markedSize);
-        row.markedLocalLmdSecs = row.isDistantNewer ? VornSyncTimes::secsFromText(markedLmd) : 0;
-        visit(nameValues.next(), row);
+        readMark(markedSizeValues.next(), markedLmdValues.next(), row);
+        visit(name, row);
     }
 }
 
 qint64 VornSyncPackedRows::byteCount() const
 {
     qint64 bytes = 0;
-    for (const QByteArray* column :
-         {&names, &statuses, &sizes, &localLmds, &undefined, &markedSizes, &markedLmds})
+    for (const QByteArray* column : {&names, &sizes, &localLmds, &others, &markedSizes, &markedLmds})
         bytes += column->size();
     return bytes;
 }

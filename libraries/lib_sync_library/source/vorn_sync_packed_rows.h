@@ -25,10 +25,11 @@ struct VornSyncFileRow
 
 // Many rows as one: of each column all values in one text, in the same order. Names are separated by "/", which none of
 // them holds, all else by ",". Qt makes a value of its own of every column of every row it reads, which costs several
-// times what SQLite needs to find it.
+// times what SQLite needs to find it. Status and whether the distant time is still to be found out stand apart, and only
+// for rows that are not as nearly all are: up to date, with a distant time.
 //
-// Example: "a" is up to date, "b" was never sent. count 2, names "a/b", statuses "17,0", sizes "3,0", localLmds
-// "2026-11-21T10:39:02Z,", undefined "0,0".
+// Example: "a" is up to date, "b" was never sent. count 2, names "a/b", sizes "3,0", localLmds
+// "2026-11-21T10:39:02Z,", others "0,0,b".
 struct VornSyncPackedRows
 {
     // `name` in UTF-8; both are valid during the call. The name in the row is left empty.
@@ -43,12 +44,15 @@ struct VornSyncPackedRows
 
     int count = 0;
     QByteArray names;
-    QByteArray statuses;
     QByteArray sizes;
     QByteArray localLmds;
-    QByteArray undefined;   // 1 where the distant time is still to be found out
+    QByteArray
+        others; // "status,undefined,name" each; undefined is 1 where the distant time is still to be found out
     QByteArray markedSizes; // nothing for a row without a mark; wholly empty when there are no marks
     QByteArray markedLmds;
+
+private:
+    bool areOthersSound() const;
 };
 
 // Of one directory. They share what they hold, like all values of Qt.
