@@ -4,6 +4,7 @@
 //                                                reads all rows, the second finds that nobody wrote any since
 //   vorn_sync_bench floor LOCAL DISTANT          lists both and asks for each file, and nothing else
 //   vorn_sync_bench copy SOURCE DESTINATION      one file, as a copy task of the library sends it
+//   vorn_sync_bench plain_copy SOURCE DESTINATION    the same file by QFile::copy, and nothing else
 //   vorn_sync_bench open DATABASE                brings a state database of any generation to the current schema
 //   vorn_sync_bench refresh DATABASE WRITER N    N refreshes of the manager's counters; WRITER changes one row in
 //                                                error before each: "nobody", "own" or "other" (process)
@@ -14,6 +15,7 @@
 #include "scan_floor.h"
 
 #include <QCoreApplication>
+#include <QFile>
 #include <QHash>
 #include <QTextStream>
 
@@ -42,6 +44,8 @@ QJsonObject run(const QStringList& words)
         return BenchFigures::measured([&words] { return ScanFloor::scan(words.at(1), words.at(2)) > 0; });
     if (what == QLatin1String("copy") && words.size() == 3)
         return EngineBench::copy(words.at(1), words.at(2));
+    if (what == QLatin1String("plain_copy") && words.size() == 3)
+        return BenchFigures::measured([&words] { return QFile::copy(words.at(1), words.at(2)); });
     if (what == QLatin1String("open") && words.size() == 2)
         return EngineBench::open(words.at(1));
     if (what == QLatin1String("refresh") && words.size() == 4 && writers.contains(words.at(2)))
@@ -58,7 +62,7 @@ int main(int argc, char** argv)
     if (figures.isEmpty()) {
         QTextStream(stderr)
             << "usage: vorn_sync_bench prepare ROOT N | pass DATABASE [N] | copy SOURCE DESTINATION | "
-               "open DATABASE | refresh DATABASE nobody|own|other N\n";
+               "plain_copy SOURCE DESTINATION | open DATABASE | refresh DATABASE nobody|own|other N\n";
         return 2;
     }
     BenchFigures::print(figures);

@@ -32,6 +32,7 @@ struct Options
     bool isReplayed = false; // every seed twice: the digests must agree
     bool isShrunk = true;
     bool isList = false;
+    bool isBugList = false;
     std::string planted;
     bool isProof = false; // plants every bug in turn, and demands that it is found
 };
@@ -121,7 +122,8 @@ int prove(const std::string& name, quint64 seeds)
                     count == 0 ? bug.what : how.c_str());
         std::fflush(stdout);
     }
-    std::printf("%d missed\n", missed);
+    if (name.empty())
+        std::printf("%d missed\n", missed);
     return missed == 0 ? 0 : 1;
 }
 
@@ -142,10 +144,11 @@ struct OptionTable
         "prove"_s,
         "Plants one mistake after the other (or the one of --plant); each must be found in --seeds seeds."_s};
     QCommandLineOption list{"list"_s, "Names the profiles."_s};
+    QCommandLineOption listBugs{"list-bugs"_s, "Names the mistakes for --plant."_s};
 
     QList<QCommandLineOption> all() const
     {
-        return {profile, from, seeds, seconds, seed, loud, replay, noShrink, plant, prove, list};
+        return {profile, from, seeds, seconds, seed, loud, replay, noShrink, plant, prove, list, listBugs};
     }
 };
 
@@ -165,6 +168,7 @@ bool read(const QCommandLineParser& parser, const OptionTable& table, Options& o
     options.isShrunk = !parser.isSet(table.noShrink);
     options.isProof = parser.isSet(table.prove);
     options.isList = parser.isSet(table.list);
+    options.isBugList = parser.isSet(table.listBugs);
     options.planted = parser.value(table.plant).toStdString();
     options.profile = parser.value(table.profile).toStdString();
     return isFrom && isCount && isTime && parser.positionalArguments().isEmpty() &&
@@ -216,6 +220,11 @@ int main(int argc, char** argv)
     if (options.isList) {
         for (const SimProfile& profile : simProfiles())
             std::printf("%s\n", profile.name);
+        return 0;
+    }
+    if (options.isBugList) {
+        for (const SimPlantedBug& bug : simPlantedBugs())
+            std::printf("%s\n", bug.name);
         return 0;
     }
     if (options.isProof)
