@@ -43,7 +43,7 @@ packages_peers="python3 rsync rclone lsyncd unison syncthing bindfs gnuplot-nox"
 
 # Most tests wait for timers most of the time: more of them than cores may run at once.
 # shellcheck disable=SC2034
-test_jobs=$((5 * $(nproc)))
+test_jobs=$((4 * $(nproc)))
 
 as_root() {
     if [ "$(id -u)" -eq 0 ]; then

@@ -21,16 +21,6 @@ QDateTime longAgo()
     return QDateTime(QDate(2021, 3, 4), QTime(5, 6, 7), Qt::UTC);
 }
 
-// Puts a file in the place of the local one, as a whole: its time, unless it is now, with its content.
-bool saveByRename(const Host& host, const QString& name, const QByteArray& content,
-                  const QDateTime& lmd = QDateTime())
-{
-    const Side outside(host.pair().rootPath());
-    const QString draft = "draft"_s;
-    return outside.write(draft, content) && (!lmd.isValid() || outside.setLmd(draft, lmd)) &&
-           ::rename(qPrintable(outside.filePath(draft)), qPrintable(host.local().filePath(name))) == 0;
-}
-
 } // namespace
 
 class TestMirrorFiles : public QObject
@@ -211,7 +201,7 @@ void TestMirrorFiles::aFileReplacedByRenameIsSent()
     QVERIFY(host.local().write("text.txt"_s, "version 1"));
     QVERIFY(host.start());
     VERIFY_AT_REST(host);
-    QVERIFY(saveByRename(host, "text.txt"_s, "version 2, longer"));
+    QVERIFY(host.local().replace("text.txt"_s, "version 2, longer"));
     VERIFY_AT_REST(host);
     QCOMPARE(host.distant().read("text.txt"_s), QByteArray("version 2, longer"));
 }
@@ -459,7 +449,7 @@ void TestMirrorFiles::anUnchangedFileIsSentWhenNotified()
     QVERIFY(host.start());
     VERIFY_AT_REST(host);
     // At once: between the two steps a cycle would see a new time.
-    QVERIFY(saveByRename(host, "text.txt"_s, "bbbb", longAgo()));
+    QVERIFY(host.local().replace("text.txt"_s, "bbbb", longAgo()));
     QVERIFY(host.awaitCycles(7));
     QCOMPARE(host.distant().read("text.txt"_s), QByteArray("aaaa"));
     host.manager()->notifyLocalFileChanged(Host::alias(), "text.txt"_s);

@@ -116,9 +116,9 @@ void TestSambaNames::twoSecondTimes()
     for (const QString& name : names)
         host.manager()->requestFileReady(host.distant().filePath(name));
     QCOMPARE(answers.size(), names.size());
-    // Changes are seen, one of the same size when it is announced.
+    // Changes are seen, one of the same size and time when it is announced.
     QVERIFY(host.local().append(names.at(0), "more"));
-    QVERIFY(host.local().write(names.at(1), content(names.at(1)).toUpper()));
+    QVERIFY(host.local().replace(names.at(1), content(names.at(1)).toUpper(), host.local().lmd(names.at(1))));
     host.manager()->notifyLocalFileChanged(Host::alias(), names.at(1));
     VERIFY_AT_REST(host);
     QCOMPARE(host.started().size(), sent + 2);

@@ -116,6 +116,15 @@ bool Side::setLmd(const QString& name, const QDateTime& time) const
            file.setFileTime(time, QFileDevice::FileModificationTime);
 }
 
+bool Side::replace(const QString& name, const QByteArray& content, const QDateTime& lmd) const
+{
+    const Side outside(QFileInfo(m_path).path());
+    const QString draft = QStringLiteral("draft of ") + QFileInfo(m_path).fileName();
+    return outside.write(draft, content) && (!lmd.isValid() || outside.setLmd(draft, lmd)) &&
+           ::rename(QFile::encodeName(outside.filePath(draft)).constData(),
+                    QFile::encodeName(filePath(name)).constData()) == 0;
+}
+
 bool Side::exists(const QString& name) const
 {
     const QFileInfo info(filePath(name));

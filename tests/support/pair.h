@@ -24,6 +24,8 @@ public:
     bool rename(const QString& from, const QString& to) const;
     bool makeDirectory(const QString& name) const;
     bool setLmd(const QString& name, const QDateTime& time) const;
+    // Puts a whole file into the place of another one, with its time (now, unless given): nobody sees it half done.
+    bool replace(const QString& name, const QByteArray& content, const QDateTime& lmd = QDateTime()) const;
 
     bool exists(const QString& name) const; // a dangling link exists
     QByteArray read(const QString& name) const;

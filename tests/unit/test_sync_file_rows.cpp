@@ -150,6 +150,7 @@ void TestSyncFileRows::unsoundRows_data()
     QTest::addColumn<QByteArray>("values");
     QTest::newRow("a name with a separator") << 0 << QByteArray("a/b/c");
     QTest::newRow("a name is missing") << 0 << QByteArray("a");
+    QTest::newRow("another row's name twice") << 0 << QByteArray("b c/b c");
     QTest::newRow("no size") << 1 << QByteArray("3");
     QTest::newRow("a size beyond all numbers") << 1 << QByteArray("3,1.0e+20");
     QTest::newRow("a time with a separator") << 2 << QByteArray("a,b,c");
@@ -162,6 +163,7 @@ void TestSyncFileRows::unsoundRows_data()
     QTest::newRow("another row by itself") << 3 << QByteArray("145,1,c");
     QTest::newRow("other rows in another order") << 3 << QByteArray("145,1,b c/18,0,a");
     QTest::newRow("one of them twice") << 3 << QByteArray("145,1,b c/145,1,b c");
+    QTest::newRow("a status with a sign within") << 3 << QByteArray("1-7,1,b c");
     QTest::newRow("half of another one") << 3 << QByteArray("18,0,a/145");
 }
 

@@ -18,7 +18,7 @@ public:
     using Visitor = VornSyncPackedRows::Visitor;
     using PartVisitor = std::function<void(const VornSyncPackedRows& part)>;
 
-    // The values of a part stay below some 3 MiB: an allocator that has met larger ones may keep as much for ever.
+    // The values of a part stay at some 3 MiB each: an allocator that has met larger ones may keep as much for ever.
     static constexpr int kMostRowsAPart = 131072;
     static constexpr int kOnePart = std::numeric_limits<int>::max();
 

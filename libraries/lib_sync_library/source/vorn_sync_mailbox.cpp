@@ -67,6 +67,8 @@ void VornSyncMailbox::close()
 {
     std::deque<Letter> undelivered; // destroyed without the mutex: what a call holds may post
     const QMutexLocker lock(&m_mutex);
+    if (!m_receiver)
+        return;
     m_receiver = nullptr;
     m_gathering->stop();
     m_letters.swap(undelivered);
@@ -85,23 +87,24 @@ bool VornSyncMailbox::deliver()
     do {
         Letter letter;
         if (!take(letter)) {
-            if (isAnyDelivered)
-                gather();
+            gather(isAnyDelivered);
             return isAnyDelivered;
         }
         letter.call(letter.times);
         isAnyDelivered = true;
     } while (turn.elapsed() < kTurnMs);
-    gather();
+    gather(true);
     return true;
 }
 
-// What is posted from now on waits for the timer, unless something waits already.
-void VornSyncMailbox::gather()
+// What is posted from now on waits for the timer. A turn that is due already finds out first whether something is left.
+void VornSyncMailbox::gather(bool isAnyDelivered)
 {
     const QMutexLocker lock(&m_mutex);
-    if (!m_receiver || m_isWakeUpPending)
+    m_isGatheringDue = m_isGatheringDue || isAnyDelivered;
+    if (!m_receiver || m_isWakeUpPending || !m_isGatheringDue)
         return;
+    m_isGatheringDue = false;
     m_isWakeUpPending = true;
     m_gathering->start();
 }

@@ -33,7 +33,8 @@ public:
     // itself: who needs it done now calls it, too.
     bool deliver();
 
-    // Nothing is delivered from here on. On the receiver's thread, in its destructor at the latest.
+    // Nothing is delivered from here on. On the receiver's thread, in its destructor at the latest, and before the last
+    // owner lets go.
     void close();
 
 private:
@@ -46,13 +47,14 @@ private:
 
     void append(const Call& call, bool isMerged);
     bool take(Letter& letter);
-    void gather();
+    void gather(bool isAnyDelivered);
     void wakeUp();
 
     QMutex m_mutex; // taken by every thread that posts, and by the receiver's; guards what follows
     QObject* m_receiver;
     std::deque<Letter> m_letters;
     bool m_isWakeUpPending = false;
+    bool m_isGatheringDue = false; // calls were delivered, and more may follow them
 
     // Only the receiver's thread uses it, and no more once the mailbox is closed; the receiver's child.
     QTimer* const m_gathering;

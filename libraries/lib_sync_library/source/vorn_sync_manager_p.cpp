@@ -156,7 +156,7 @@ void VornSyncManagerPrivate::createSynchronizer(int syncIntervalMs, const QStrin
 void VornSyncManagerPrivate::connectSynchronizer()
 {
     const VornSyncSynchronizer* synchronizer = m_synchronizer;
-    // Delivered to this thread by the mailbox, as queued connections would be: a pass may start thousands of files.
+    // Delivered to this thread by the mailbox, in the order of their signals: a pass may start thousands of files.
     connect(
         synchronizer, &VornSyncSynchronizer::syncStarted, synchronizer,
         [this, mailbox = m_mailbox](const QString& filePath) {
@@ -963,6 +963,14 @@ bool VornSyncManagerPrivate::drain(int timeoutMs)
     const QPointer<VornSyncManagerPrivate> self(this);
     QElapsedTimer clock;
     clock.start();
+    // What the engine has said already tells whether something runs.
+    const std::shared_ptr<VornSyncMailbox> mailbox = m_mailbox;
+    while (mailbox->deliver() && clock.elapsed() < timeoutMs) {
+        if (!self)
+            return false;
+    }
+    if (!self)
+        return false;
     while (!isIdle()) {
         if (clock.elapsed() >= timeoutMs) {
             VORN_SYNC_TRACE(kTag, "resetSyncDatabase",

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <unordered_set>
 
 namespace {
 
@@ -41,23 +42,28 @@ bool isCountRight(const QByteArray& column, int count, char separator = kSeparat
     return std::count(column.cbegin(), column.cend(), separator) == count - 1;
 }
 
-bool isPartOfNumber(char character)
+bool isDigit(char character)
 {
-    return (character >= '0' && character <= '9') || character == '-';
+    return character >= '0' && character <= '9';
 }
 
-bool isNumber(std::string_view digits)
+bool isNumber(std::string_view text)
 {
-    return !digits.empty() && std::all_of(digits.cbegin(), digits.cend(), isPartOfNumber);
+    const std::string_view digits = text.substr(!text.empty() && text.front() == '-' ? 1 : 0);
+    return !digits.empty() && std::all_of(digits.cbegin(), digits.cend(), isDigit);
 }
 
 // What SQLite makes of integers. The text of anything else, as of a floating-point number, has other characters.
 bool areNumbers(const QByteArray& column, int count)
 {
-    const auto isExpected = [](char character) {
-        return isPartOfNumber(character) || character == kSeparator;
-    };
-    return isCountRight(column, count) && std::all_of(column.cbegin(), column.cend(), isExpected);
+    char before = kSeparator;
+    for (const char character : column) {
+        const bool isSign = character == '-' && before == kSeparator;
+        if (!isDigit(character) && character != kSeparator && !isSign)
+            return false;
+        before = character;
+    }
+    return isCountRight(column, count);
 }
 
 qint64 toNumber(std::string_view digits)
@@ -108,24 +114,32 @@ bool VornSyncPackedRows::isSound() const
            (!areMarks || (areNumbers(markedSizes, count) && isCountRight(markedLmds, count)));
 }
 
-// Each of them is met when the names are gone through once: they are in the same order.
+// Each of them is met once when the names are gone through: they are in the same order, and no name is there twice, as it
+// can be as text and as bytes.
 bool VornSyncPackedRows::areOthersSound() const
 {
     if (others.isEmpty())
         return true;
+    std::unordered_set<std::string_view> otherNames;
+    Values<kNameSeparator> allOthers(others);
+    do {
+        const OtherRow other = otherRow(allOthers.next());
+        if (!isNumber(other.status) || other.undefined.size() != 1 || !otherNames.insert(other.name).second)
+            return false;
+    } while (!allOthers.isAtEnd());
+
     Values<kNameSeparator> nameValues(names);
     Values<kNameSeparator> otherValues(others);
-    OtherRow other = otherRow(otherValues.next());
+    std::size_t metCount = 0;
     for (int i = 0; i < count; ++i) {
-        if (!isNumber(other.status) || other.undefined.size() != 1)
-            return false;
-        if (nameValues.next() != other.name)
+        const std::string_view name = nameValues.next();
+        if (otherNames.count(name) == 0)
             continue;
-        if (otherValues.isAtEnd())
-            return true;
-        other = otherRow(otherValues.next());
+        if (otherRow(otherValues.next()).name != name)
+            return false;
+        ++metCount;
     }
-    return false;
+    return metCount == otherNames.size();
 }
 
 void VornSyncPackedRows::forEach(const Visitor& visit) const

@@ -132,11 +132,12 @@ bool VornSyncPass::isTracked(int item) const
 bool VornSyncPass::isStillMeant()
 {
     const int version = m_database.directoriesVersion();
-    if (version == m_directoriesVersion)
-        return true;
+    if (version == m_directoriesVersion || !m_isMeant)
+        return m_isMeant;
     m_directoriesVersion = version;
-    return m_database.getDirectoryLocalPath(m_directoryId) == m_localPath &&
-           m_database.getDirectoryDistantPath(m_directoryId) == m_distantPath;
+    m_isMeant = m_database.getDirectoryLocalPath(m_directoryId) == m_localPath &&
+                m_database.getDirectoryDistantPath(m_directoryId) == m_distantPath;
+    return m_isMeant;
 }
 
 // --- One file -------------------------------------------------------------------------------------------

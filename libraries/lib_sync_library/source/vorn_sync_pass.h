@@ -120,6 +120,7 @@ private:
     QHash<int, VornSyncFileFacts> m_answers; // of the disk, to be used again
     int m_trackedCount = 0;
     int m_directoriesVersion = 0; // what the paths and the id were read under
+    bool m_isMeant = true;        // once it is not, it never is again
     int m_plainLocalCount = 0;
     int m_plainDistantCount = 0;
     QStringList m_excludedNames;
