@@ -34,8 +34,8 @@ bool VornSyncFileRows::readPart(int directoryId, const Plan& plan, Part& part)
         "COUNT(*), CAST('a' AS BLOB) = x'61', (SELECT last FROM part), "
         "CAST(group_concat(f.file_name, '/') AS BLOB), CAST(group_concat(IFNULL(f.size, 0)) AS BLOB), "
         "CAST(group_concat(IFNULL(f.local_lmd, '')) AS BLOB), "
-        "CAST(group_concat(CASE WHEN f.status IS NOT ? OR f.distant_lmd IS ? THEN "
-        "IFNULL(f.status, '') || ',' || (f.distant_lmd IS ?) || ',' || f.file_name END, '/') AS BLOB)");
+        "CAST(group_concat(IFNULL(f.status, '') || ',' || (f.distant_lmd IS ?) || ',' || f.file_name, '/') "
+        "FILTER (WHERE f.status IS NOT ? OR f.distant_lmd IS ?) AS BLOB)");
     const QString markColumns = QStringLiteral(", CAST(group_concat(IFNULL(m.local_size, '')) AS BLOB), "
                                                "CAST(group_concat(IFNULL(m.local_lmd, '')) AS BLOB)");
     const QString sql = QStringLiteral("%1 SELECT %2%3 FROM part CROSS JOIN file_tracking f %4 %5 WHERE "
@@ -46,8 +46,8 @@ bool VornSyncFileRows::readPart(int directoryId, const Plan& plan, Part& part)
     bool isUtf8 = false;
     VornSyncPackedRows rows;
     const QString undefined = VornSyncTypes::undefinedTimeText();
-    const QVariantList values = {part.mostRows, directoryId,        part.firstRowId, part.mostRows,
-                                 kLastRowId,    int(ceSfsUpToDate), undefined,       undefined,
+    const QVariantList values = {part.mostRows, directoryId,    part.firstRowId,    part.mostRows,
+                                 kLastRowId,    undefined,      int(ceSfsUpToDate), undefined,
                                  directoryId,   part.firstRowId};
     const bool done = m_database.forEachRow(sql, values, [&](const QSqlQuery& read) {
         rows.count = read.value(0).toInt();
