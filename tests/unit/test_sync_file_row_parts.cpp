@@ -1,6 +1,7 @@
 #include "collect.h"
 #include "file_calls.h"
 #include "sync_database_fixture.h"
+#include "vorn_sync_file_rows.h"
 
 #include <QDir>
 #include <QHash>
@@ -46,6 +47,7 @@ private slots:
     void rowsAtTheEndsOfAllNumbers();
     void rowThatMovesMeanwhile_data();
     void rowThatMovesMeanwhile();
+    void otherDirectoryMeanwhile();
 };
 
 void TestSyncFileRowParts::everyRowOnce()
@@ -115,6 +117,28 @@ void TestSyncFileRowParts::rowThatMovesMeanwhile()
     VornSyncDatabase database(fixture.path());
     QCOMPARE(readSizes(database, fixture.directoryId).size(), kRows);
     QVERIFY(isWritten);
+}
+
+// The directory is the only one when the reading begins, and no longer when its last rows are read.
+void TestSyncFileRowParts::otherDirectoryMeanwhile()
+{
+    SyncDatabaseFixture fixture;
+    QVERIFY(fixture.isReady);
+    QCOMPARE(fixture.database.addDirectory("other"_s, "/l"_s, "/d"_s, "/t"_s), 2);
+    QVERIFY(fixture.insert("mine"_s, 17) && fixture.insert("mine, too"_s, 17));
+    QByteArrayList names;
+    bool isWritten = false;
+    const bool isWhole =
+        VornSyncFileRows(fixture.database)
+            .readPacked(fixture.directoryId, 1, [&](const VornSyncPackedRows& part) {
+                names << part.names;
+                isWritten = fixture.raw.exec(
+                    "INSERT OR IGNORE INTO file_tracking (file_name, directories_id, status) "
+                    "VALUES ('theirs', 2, 17)"_s);
+            });
+    QVERIFY(isWritten);
+    QVERIFY(!isWhole);
+    QCOMPARE(names, QByteArrayList({"mine"}));
 }
 
 QTEST_GUILESS_MAIN(TestSyncFileRowParts)

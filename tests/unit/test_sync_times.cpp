@@ -28,6 +28,7 @@ private slots:
     void readsTexts();
     void readsItsOwnTexts();
     void fastRoadAgreesWithQt();
+    void readerAgreesWhateverCameBefore();
     void comparesWithTolerance_data();
     void comparesWithTolerance();
 };
@@ -107,6 +108,30 @@ void TestSyncTimes::fastRoadAgreesWithQt()
             QCOMPARE(VornSyncTimes::secsFromText(plain), time.isValid() ? time.toSecsSinceEpoch() : 0);
             const QDateTime nextDay = QDateTime::fromString(input, Qt::ISODate);
             QCOMPARE(VornSyncTimes::secsFromText(input), nextDay.isValid() ? nextDay.toSecsSinceEpoch() : 0);
+        }
+    }
+}
+
+void TestSyncTimes::readerAgreesWhateverCameBefore()
+{
+    const QStringList texts = {text("2026-11-21T10:39:02Z"),
+                               text("2026-11-21T10:39:03Z"),
+                               text("2026-11-22T10:39:02Z"),
+                               text("2026-13-22T10:39:02Z"),
+                               text("2026-11-22T24:00:00Z"),
+                               text("2026-11-22T1a:39:02Z"),
+                               text("2026-11-22T12:39:02"),
+                               text("2026-11-22X10:39:02Z"),
+                               text("UNDEFINED"),
+                               QString()};
+    for (const QString& first : texts) {
+        for (const QString& second : texts) {
+            VornSyncTimes::Reader reader;
+            for (const QString& input : {first, second, first}) {
+                const QByteArray utf8 = input.toUtf8();
+                const qint64 secs = reader.secsFromText({utf8.constData(), std::size_t(utf8.size())});
+                QVERIFY2(secs == VornSyncTimes::secsFromText(input), utf8.constData());
+            }
         }
     }
 }

@@ -19,6 +19,13 @@ QString marksOfRows()
                           "m.directories_id = f.directories_id");
 }
 
+// No other directory has a row: the smallest and the largest are found at the ends of an index.
+QString isOnlyDirectory()
+{
+    return QStringLiteral("(SELECT MIN(directories_id) FROM file_tracking) IS ? AND "
+                          "(SELECT MAX(directories_id) FROM file_tracking) IS ?");
+}
+
 } // namespace
 
 // As bytes: SQLite would make UTF-16 of each text for Qt. The bytes are UTF-8 only in a file of that encoding, as the
@@ -38,17 +45,22 @@ bool VornSyncFileRows::readPart(int directoryId, const Plan& plan, Part& part)
         "FILTER (WHERE f.status IS NOT ? OR f.distant_lmd IS ?) AS BLOB)");
     const QString markColumns = QStringLiteral(", CAST(group_concat(IFNULL(m.local_size, '')) AS BLOB), "
                                                "CAST(group_concat(IFNULL(m.local_lmd, '')) AS BLOB)");
-    const QString sql = QStringLiteral("%1 SELECT %2%3 FROM part CROSS JOIN file_tracking f %4 %5 WHERE "
-                                       "f.directories_id = ? AND f.rowid BETWEEN ? AND part.last")
-                            .arg(end, columns, plan.areMarks ? markColumns : QString(),
-                                 plan.isWholeTable ? QStringLiteral("NOT INDEXED") : QString(),
-                                 plan.areMarks ? marksOfRows() : QString());
+    const QString sql =
+        QStringLiteral("%1 SELECT %2%3 FROM part CROSS JOIN file_tracking f %4 %5 WHERE "
+                       "%6 AND f.rowid BETWEEN ? AND part.last")
+            .arg(end, columns, plan.areMarks ? markColumns : QString(),
+                 plan.isWholeTable ? QStringLiteral("NOT INDEXED") : QString(),
+                 plan.areMarks ? marksOfRows() : QString(),
+                 plan.isWholeTable ? isOnlyDirectory() : QStringLiteral("f.directories_id = ?"));
     bool isUtf8 = false;
     VornSyncPackedRows rows;
     const QString undefined = VornSyncTypes::undefinedTimeText();
-    const QVariantList values = {part.mostRows, directoryId,    part.firstRowId,    part.mostRows,
-                                 kLastRowId,    undefined,      int(ceSfsUpToDate), undefined,
-                                 directoryId,   part.firstRowId};
+    QVariantList values = {part.mostRows, directoryId, part.firstRowId,    part.mostRows,
+                           kLastRowId,    undefined,   int(ceSfsUpToDate), undefined};
+    // Asked once more, by the statement that reads: then it need not ask each row for its directory.
+    values << QVariantList(plan.isWholeTable ? QVariantList{directoryId, directoryId}
+                                             : QVariantList{directoryId});
+    values << part.firstRowId;
     const bool done = m_database.forEachRow(sql, values, [&](const QSqlQuery& read) {
         rows.count = read.value(0).toInt();
         isUtf8 = read.value(1).toBool();
@@ -82,15 +94,11 @@ bool VornSyncFileRows::readPacked(int directoryId, int mostRowsAPart, const Part
     return false;
 }
 
-// The smallest and the largest are found at the ends of an index.
 bool VornSyncFileRows::readWholeTable(int directoryId, Plan& plan)
 {
     QVariantList ids;
-    if (!m_database.executeQuery(
-            ids,
-            QStringLiteral("SELECT (SELECT MIN(directories_id) FROM file_tracking) IS ? AND "
-                           "(SELECT MAX(directories_id) FROM file_tracking) IS ?"),
-            {directoryId, directoryId}))
+    if (!m_database.executeQuery(ids, QStringLiteral("SELECT %1").arg(isOnlyDirectory()),
+                                 {directoryId, directoryId}))
         return false;
     plan.isWholeTable = ids.value(0).toBool();
     return true;

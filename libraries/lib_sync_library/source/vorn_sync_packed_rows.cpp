@@ -37,9 +37,13 @@ private:
     const char* const m_end;
 };
 
+// Counted in an int, not by std::count: compilers make many characters a step of that.
 bool isCountRight(const QByteArray& column, int count, char separator = kSeparator)
 {
-    return std::count(column.cbegin(), column.cend(), separator) == count - 1;
+    int separators = 0;
+    for (const char character : column)
+        separators += character == separator ? 1 : 0;
+    return separators == count - 1;
 }
 
 bool isDigit(char character)
@@ -75,11 +79,11 @@ qint64 toNumber(std::string_view digits)
     return qint64(isNegative ? 0 - number : number);
 }
 
-void readMark(std::string_view size, std::string_view lmd, VornSyncFileRow& row)
+void readMark(std::string_view size, std::string_view lmd, VornSyncTimes::Reader& times, VornSyncFileRow& row)
 {
     row.isDistantNewer = !size.empty();
     row.markedLocalSize = toNumber(size);
-    row.markedLocalLmdSecs = row.isDistantNewer ? VornSyncTimes::secsFromText(lmd) : 0;
+    row.markedLocalLmdSecs = row.isDistantNewer ? times.secsFromText(lmd) : 0;
 }
 
 // A row that is not as nearly all are.
@@ -152,6 +156,7 @@ void VornSyncPackedRows::forEach(const Visitor& visit) const
     Values<kSeparator> markedLmdValues(markedLmds);
     bool areOthersLeft = !others.isEmpty();
     OtherRow other = otherRow(otherValues.next());
+    VornSyncTimes::Reader times;
     VornSyncFileRow row;
     for (int i = 0; i < count; ++i) {
         const std::string_view name = nameValues.next();
@@ -163,8 +168,8 @@ void VornSyncPackedRows::forEach(const Visitor& visit) const
             other = otherRow(otherValues.next());
         }
         row.size = toNumber(sizeValues.next());
-        row.localLmdSecs = VornSyncTimes::secsFromText(localLmdValues.next());
-        readMark(markedSizeValues.next(), markedLmdValues.next(), row);
+        row.localLmdSecs = times.secsFromText(localLmdValues.next());
+        readMark(markedSizeValues.next(), markedLmdValues.next(), times, row);
         visit(name, row);
     }
 }

@@ -67,20 +67,21 @@ bool VornSyncPass::readRows()
 
 void VornSyncPass::addRow(std::string_view name, const VornSyncFileRow& row)
 {
-    Item& item = at(append(name));
+    Item item;
     item.status = row.status;
     item.size = row.size;
     item.localLmdSecs = row.localLmdSecs;
     item.distantLmdUndefined = row.distantLmdUndefined;
     item.isDistantNewer = row.isDistantNewer;
+    const int number = append(name, item);
     if (row.isDistantNewer)
-        m_marked.insert(count() - 1, row);
+        m_marked.insert(number, row);
 }
 
-int VornSyncPass::append(std::string_view name)
+int VornSyncPass::append(std::string_view name, const Item& item)
 {
     m_names.append(name);
-    m_items.push_back(Item());
+    m_items.push_back(item);
     return count() - 1;
 }
 
@@ -92,7 +93,7 @@ void VornSyncPass::addLocal(const VornSyncDirectoryListing::Entry& entry)
     if (item < 0) {
         if (!isListed)
             return;
-        item = append(entry.name);
+        item = append(entry.name, Item());
     }
     at(item).isInLocalDirectory = true;
     at(item).isListed = isListed;

@@ -94,7 +94,7 @@ private:
     const Item& at(int item) const { return m_items[std::size_t(item)]; }
     bool readRows();
     void addRow(std::string_view name, const VornSyncFileRow& row);
-    int append(std::string_view name);
+    int append(std::string_view name, const Item& item);
     void addLocal(const VornSyncDirectoryListing::Entry& entry);
     void addDistant(const VornSyncDirectoryListing::Entry& entry);
     VornSyncFileRow readRow(int item) const;

@@ -1,5 +1,7 @@
 #include "vorn_sync_times.h"
 
+#include <cstring>
+
 namespace {
 
 constexpr int kUtcTextLength = 20; // "2026-11-21T10:39:02Z"
@@ -30,24 +32,32 @@ qint64 daysSinceEpoch(int year, int month, int day)
     return shiftedYear / 400 * kDaysPerEra + dayOfEra - kEpochDay;
 }
 
-// The library's own form, read without QDateTime: a pass reads one such text a file.
-// `text` has kUtcTextLength units, of UTF-8 or UTF-16.
-template<typename Unit> bool secsFromUtcText(const Unit* text, qint64& secs)
+// The library's own form, read without QDateTime: a pass reads one such text a file. Its units are of UTF-8 or UTF-16.
+template<typename Unit> bool isUtcForm(const Unit* text)
 {
-    if (text[4] != '-' || text[7] != '-' || text[10] != 'T' || text[13] != ':' || text[16] != ':' ||
-        text[19] != 'Z')
-        return false;
+    return text[4] == '-' && text[7] == '-' && text[10] == 'T' && text[13] == ':' && text[16] == ':' &&
+           text[19] == 'Z';
+}
+
+template<typename Unit> bool daySecsFromText(const Unit* text, qint64& secs)
+{
     const int year = digits(text, 0, 4);
     const int month = digits(text, 5, 2);
     const int day = digits(text, 8, 2);
+    if (!QDate::isValid(year, month, day))
+        return false;
+    secs = daysSinceEpoch(year, month, day) * kSecsPerDay;
+    return true;
+}
+
+template<typename Unit> bool addTimeOfDay(const Unit* text, qint64& secs)
+{
     const int hour = digits(text, 11, 2);
     const int minute = digits(text, 14, 2);
     const int second = digits(text, 17, 2);
-    if (!QDate::isValid(year, month, day) || hour < 0 || hour > 23 || minute < 0 || minute > 59 ||
-        second < 0 || second > 59)
+    if (hour < 0 || hour > 23 || minute < 0 || minute > 59 || second < 0 || second > 59)
         return false;
-    secs =
-        daysSinceEpoch(year, month, day) * kSecsPerDay + qint64{hour} * 3600 + qint64{minute} * 60 + second;
+    secs += qint64{hour} * 3600 + qint64{minute} * 60 + second;
     return true;
 }
 
@@ -68,18 +78,32 @@ QString nowText()
 qint64 secsFromText(const QString& text)
 {
     qint64 secs = 0;
-    if (text.size() == kUtcTextLength && secsFromUtcText(text.utf16(), secs))
+    const ushort* units = text.utf16();
+    if (text.size() == kUtcTextLength && isUtcForm(units) && daySecsFromText(units, secs) &&
+        addTimeOfDay(units, secs))
         return secs;
     const QDateTime time = QDateTime::fromString(text, Qt::ISODate);
     return time.isValid() ? time.toSecsSinceEpoch() : 0;
 }
 
-qint64 secsFromText(std::string_view text)
+qint64 Reader::secsFromText(std::string_view text)
 {
-    qint64 secs = 0;
-    if (text.size() == std::size_t(kUtcTextLength) && secsFromUtcText(text.data(), secs))
-        return secs;
-    return text.empty() ? 0 : secsFromText(QString::fromUtf8(text.data(), int(text.size())));
+    if (text.size() == std::size_t(kUtcTextLength) && isUtcForm(text.data()) && readDay(text.data())) {
+        qint64 secs = m_daySecs;
+        if (addTimeOfDay(text.data(), secs))
+            return secs;
+    }
+    return text.empty() ? 0 : VornSyncTimes::secsFromText(QString::fromUtf8(text.data(), int(text.size())));
+}
+
+bool Reader::readDay(const char* text)
+{
+    if (std::memcmp(text, m_day, sizeof(m_day)) == 0)
+        return true;
+    if (!daySecsFromText(text, m_daySecs))
+        return false;
+    std::memcpy(m_day, text, sizeof(m_day));
+    return true;
 }
 
 QDateTime fromSecs(qint64 secsSinceEpoch)

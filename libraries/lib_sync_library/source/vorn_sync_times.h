@@ -21,7 +21,20 @@ QString nowText();
 
 // Seconds since the epoch; 0 for a text that is no ISO 8601 time. A text without an offset is local time.
 qint64 secsFromText(const QString& text);
-qint64 secsFromText(std::string_view text); // in UTF-8
+
+// Reads many texts, of which those of one day often follow each other.
+class Reader
+{
+public:
+    // As secsFromText(), of UTF-8.
+    qint64 secsFromText(std::string_view text);
+
+private:
+    bool readDay(const char* text);
+
+    char m_day[10] = {}; // as it stood in the last text, "2026-11-21"
+    qint64 m_daySecs = 0;
+};
 
 // A file's modification time in the form the database functions expect.
 QDateTime fromSecs(qint64 secsSinceEpoch);
