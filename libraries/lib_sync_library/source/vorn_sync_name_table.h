@@ -1,23 +1,24 @@
 #pragma once
 
-#include "vorn_sync_pages.h"
-
 #include <QHash>
 
+#include <algorithm>
 #include <string>
 #include <string_view>
 #include <vector>
 
-// Names by number and numbers by name, in UTF-8. A million names are some twenty blocks, and not a million small ones. A
-// value, used on one thread.
+// Names by number and numbers by name, in UTF-8. A million names are some hundred blocks, which go back to the system
+// when they are done with, and not a million small ones. A value, used on one thread.
 class VornSyncNameTable
 {
 public:
     void append(std::string_view name)
     {
-        if (m_blocks.empty() || m_blocks.back().size() + name.size() >= kBlockBytes)
+        if (m_blocks.empty() || m_blocks.back().size() + name.size() >= kBlockBytes) {
             m_blocks.emplace_back();
-        Block& block = m_blocks.back();
+            m_blocks.back().reserve(std::max(kBlockBytes, name.size() + 1));
+        }
+        std::string& block = m_blocks.back();
         m_begins.push_back((m_blocks.size() - 1) * kBlockBytes + block.size());
         block.append(name);
         block.push_back('\0');
@@ -28,7 +29,7 @@ public:
     std::string_view at(int number) const
     {
         const std::size_t begin = m_begins[std::size_t(number)];
-        const Block& block = m_blocks[begin / kBlockBytes];
+        const std::string& block = m_blocks[begin / kBlockBytes];
         const bool isLast =
             number + 1 == count() || m_begins[std::size_t(number) + 1] / kBlockBytes != begin / kBlockBytes;
         const std::size_t place = begin % kBlockBytes;
@@ -60,10 +61,9 @@ public:
     }
 
 private:
-    using Block = std::basic_string<char, std::char_traits<char>, VornSyncPageAllocator<char>>;
-    template<typename Value> using Array = std::vector<Value, VornSyncPageAllocator<Value>>;
-
-    static constexpr std::size_t kBlockBytes = std::size_t(1024) * 1024;
+    // Small enough for the allocator to give them back when a pass is over; of a single text of some MiB it keeps as much
+    // for the next.
+    static constexpr std::size_t kBlockBytes = std::size_t(64) * 1024;
 
     // Eight bytes a name: those of 100,000 files fit a processor's cache.
     struct Slot
@@ -90,11 +90,11 @@ private:
     std::size_t start(uint hash) const { return hash & (m_slots.size() - 1); }
     std::size_t next(std::size_t slot) const { return (slot + 1) & (m_slots.size() - 1); }
 
-    std::vector<Block> m_blocks; // each filled up to kBlockBytes, unless a single name is longer
-    Array<std::size_t> m_begins; // block * kBlockBytes + place in it
+    std::vector<std::string> m_blocks; // each filled up to kBlockBytes, unless a single name is longer
+    std::vector<std::size_t> m_begins; // block * kBlockBytes + place in it
     int m_indexedCount = 0;
     int m_next = 0; // what will be asked for, if the order is kept
     // A power of two of them, at most half in use; none before the first who needs them.
-    Array<Slot> m_slots;
+    std::vector<Slot> m_slots;
     uint m_seed = uint(qGlobalQHashSeed());
 };

@@ -4,7 +4,6 @@
 #include "vorn_sync_directory_listing.h"
 #include "vorn_sync_file_decision.h"
 #include "vorn_sync_name_table.h"
-#include "vorn_sync_pages.h"
 #include "vorn_sync_pass_report.h"
 
 #include <QByteArray>
@@ -115,7 +114,7 @@ private:
     QByteArray m_nativeName;                                 // of one that is not ASCII
     bool m_isLocalListed = false;                            // to the end
     VornSyncPassReport m_report;
-    std::vector<Item, VornSyncPageAllocator<Item>> m_items;
+    std::vector<Item> m_items;
     mutable VornSyncNameTable m_names;       // of the items; those with a row are found by name
     QHash<int, VornSyncFileRow> m_marked;    // the rows with a mark, which are few
     QHash<int, VornSyncFileFacts> m_answers; // of the disk, to be used again
