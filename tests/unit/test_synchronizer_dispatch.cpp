@@ -138,6 +138,7 @@ private slots:
     void removedDuringACopy_isReportedByTheNextPass();
 
     void twoTasksOfOneFile_countTwice();
+    void twoTasksOfOneFile_deferredRemoveFollowsBoth();
     void realWorker_runsThemInOrder();
 };
 
@@ -1056,6 +1057,26 @@ void TestSynchronizerDispatch::twoTasksOfOneFile_countTwice()
     QVERIFY(engine.runNext());
     COMPARE_LINES(engine, "onTaskDone - Task on file '~/local/a.txt' done (in-flight=0)."_s);
     QVERIFY(!engine.sync().isFileInFlight(1, "a.txt"_s));
+}
+
+// The engine hears of the first task's end when the worker has the second one half done.
+void TestSynchronizerDispatch::twoTasksOfOneFile_deferredRemoveFollowsBoth()
+{
+    Engine engine;
+    QVERIFY(engine.start());
+    QVERIFY(engine.local().write("a.txt"_s, "x"));
+    QVERIFY(engine.sync().copyToDistant(1, "a.txt"_s));
+    QVERIFY(engine.database().setFileDeleted(1, "a.txt"_s));
+    QVERIFY(engine.sync().copyToDistant(1, "a.txt"_s));
+    QVERIFY(engine.database().setFileDeleted(1, "a.txt"_s));
+    QVERIFY(engine.sync().notifyLocalFileDeleted(1, "a.txt"_s));
+    QVERIFY(engine.runNext());
+    const pVornSyncTask second = engine.takeTask();
+    QVERIFY(second->runtask()); // as it had opened the file, it can read it to the end
+    QVERIFY(engine.local().remove("a.txt"_s));
+    engine.sync().onTaskDone(second, true);
+    QVERIFY(!engine.distant().exists("a.txt"_s));
+    QCOMPARE(engine.state("a.txt"_s), "40/0"_s);
 }
 
 void TestSynchronizerDispatch::realWorker_runsThemInOrder()
