@@ -100,6 +100,7 @@ private slots:
     void successAfterARetry();
     void freshCopyThatEndsShort_isSentAgainByTheNextPass();
     void copyThatEndsShort_replacesNothing();
+    void shorterVersionAfterACheckedCopy_isNotSentOver();
     void moveThatEndsShort_keepsTheFile();
     void companionThatEndsShort_failsTheTask();
     void fetchThatEndsShort_leavesNothing();
@@ -501,6 +502,24 @@ void TestSynchronizerDispatch::copyThatEndsShort_replacesNothing()
     QCOMPARE(engine.distant().read("a.txt"_s), QByteArray("old"));
     QVERIFY(engine.run(task));
     QCOMPARE(engine.distant().read("a.txt"_s), QByteArray("content"));
+}
+
+// The copy was whole: what is there when the engine comes to it is another workstation's.
+void TestSynchronizerDispatch::shorterVersionAfterACheckedCopy_isNotSentOver()
+{
+    Engine engine;
+    QVERIFY(engine.start());
+    QVERIFY(engine.send("a.txt"_s, "old"));
+    QVERIFY(engine.local().write("a.txt"_s, "changed here"));
+    QVERIFY(engine.sync().copyToDistant(engine.id(), "a.txt"_s));
+    const pVornSyncTask task = engine.takeTask();
+    QVERIFY(task->runtask());
+    QVERIFY(engine.distant().write("a.txt"_s, "theirs"));
+    engine.sync().onTaskDone(task, true);
+    engine.passAndRun();
+    QCOMPARE(engine.distant().read("a.txt"_s), QByteArray("theirs"));
+    engine.sync().verifyUpToDateFilesBudgeted();
+    QCOMPARE(engine.state("a.txt"_s), "145/7"_s);
 }
 
 void TestSynchronizerDispatch::moveThatEndsShort_keepsTheFile()

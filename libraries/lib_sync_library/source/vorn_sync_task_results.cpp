@@ -70,9 +70,10 @@ bool VornSyncTaskResults::recordCopy()
 {
     const VornSyncFileFacts distant = VornSyncFiles::facts(m_task.destinationPath());
     // A copy to a fresh name is not checked. One that ended short gets no distant time: the next pass examines such
-    // a row, and sends the file again.
+    // a row, and sends the file again. What is shorter than a checked copy is another workstation's newer version.
+    const qint64 copiedSize = m_task.checkedCopy() ? m_task.checkedCopy()->size : distant.size;
     const bool isWhole =
-        distant.isPlainFile && (distant.size >= m_task.sourceSizeAtStart() || VORN_PLANTED(skipSizeCheck));
+        distant.isPlainFile && (copiedSize >= m_task.sourceSizeAtStart() || VORN_PLANTED(skipSizeCheck));
     const QDateTime distantLmd = isWhole ? VornSyncTimes::fromSecs(distant.lmdSecs) : QDateTime();
     if (m_task.sourceSizeAtStart() >= 0 && !VORN_PLANTED(recordPresent))
         return m_database.recordCopy(m_directoryId, m_fileName, m_task.sourceSizeAtStart(),
