@@ -638,16 +638,18 @@ void VornSyncManagerPrivate::onFileReadyTaskDone(pVornSyncTask task, bool succes
     answerFileReady(path, false);
 }
 
-// Records what was copied: the distant file as it was when the copy began. A version that came since is newer,
-// and a local file that was changed since is not up to date.
+// Records what was copied: the distant file as it was when the copy began, the local one as the copy left it. A distant
+// version that came since, if only while the copy was made, is newer, and a local file that was changed since is not up
+// to date.
 void VornSyncManagerPrivate::recordFileReady(const VornSyncTask& task, const QString& path, int directoryId)
 {
     const QFileInfo local(path);
-    if (directoryId < 0 || !local.exists() || local.size() != task.sourceSizeAtStart())
+    const std::optional<VornSyncFileFacts>& copy = task.checkedCopy();
+    if (directoryId < 0 || !local.exists() || !copy || local.size() != copy->size)
         return;
     if (m_database->getDirectoryDistantPath(directoryId).isEmpty()) // removed meanwhile
         return;
-    const QDateTime localLmd = local.lastModified().toUTC();
+    const QDateTime localLmd = VornSyncTimes::fromSecs(copy->lmdSecs);
     const QDateTime distantLmd = VornSyncTimes::fromSecs(task.sourceLmdSecsAtStart());
     if (m_wasFileReadyTombstoned)
         m_database->recordFileSync(directoryId, local.fileName(), local.size(), localLmd, distantLmd);
