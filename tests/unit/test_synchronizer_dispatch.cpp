@@ -1,3 +1,4 @@
+#include "disk_hooks.h"
 #include "engine_fixture.h"
 #include "file_calls.h"
 #include "wait.h"
@@ -101,6 +102,7 @@ private slots:
     void freshCopyThatEndsShort_isSentAgainByTheNextPass();
     void copyThatEndsShort_replacesNothing();
     void shorterVersionAfterACheckedCopy_isNotSentOver();
+    void versionAfterACheckedCopyThatCouldNotBeSeen_isNotSentOver();
     void moveThatEndsShort_keepsTheFile();
     void companionThatEndsShort_failsTheTask();
     void fetchThatEndsShort_leavesNothing();
@@ -520,6 +522,26 @@ void TestSynchronizerDispatch::shorterVersionAfterACheckedCopy_isNotSentOver()
     QCOMPARE(engine.distant().read("a.txt"_s), QByteArray("theirs"));
     engine.sync().verifyUpToDateFilesBudgeted();
     QCOMPARE(engine.state("a.txt"_s), "145/7"_s);
+}
+
+// The share goes when the copy is whole, and comes back with another workstation's version.
+void TestSynchronizerDispatch::versionAfterACheckedCopyThatCouldNotBeSeen_isNotSentOver()
+{
+    Engine engine;
+    QVERIFY(engine.start());
+    QVERIFY(engine.send("a.txt"_s, "old"));
+    QVERIFY(engine.local().write("a.txt"_s, "changed here"));
+    QVERIFY(engine.sync().copyToDistant(engine.id(), "a.txt"_s));
+    const pVornSyncTask task = engine.takeTask();
+    QVERIFY(task->runtask());
+    {
+        const StatHook away(engine.distant().filePath("a.txt"_s), [] { return EIO; });
+        engine.sync().onTaskDone(task, true);
+    }
+    QCOMPARE(engine.state("a.txt"_s), "17/0"_s);
+    QVERIFY(engine.distant().write("a.txt"_s, "theirs, and longer than ours"));
+    engine.passAndRun();
+    QCOMPARE(engine.distant().read("a.txt"_s), QByteArray("theirs, and longer than ours"));
 }
 
 void TestSynchronizerDispatch::moveThatEndsShort_keepsTheFile()
