@@ -1,19 +1,23 @@
 #include "sync_manager_access.h"
 
+#include "file_calls.h"
 #include "pair.h"
 #include "raw_database.h"
 #include "trace_capture.h"
 #include "wait.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QPointer>
+#include <QScopeGuard>
 #include <QSemaphore>
 #include <QSignalSpy>
 #include <QTest>
 #include <QThread>
 
+#include <cerrno>
 #include <functional>
 #include <memory>
 
@@ -213,6 +217,7 @@ private slots:
     void wipe();
     void wipeOfNothingSpeaksOnce();
     void wipeFailing();
+    void wipeFailingKeepsWhatWasAskedFor();
     void wipeRepairsAnUnusableFile();
     void wipeForgetsPaths();
     void wipeForgetsRenameLocks();
@@ -999,6 +1004,30 @@ void TestSyncManagerActions::wipeFailing()
     QVERIFY(!manager.resetSyncDatabase(0));
     if (traceLinesBuiltIn())
         QCOMPARE(capture.linesOf(kManagerTag).last(), QStringLiteral("resetSyncDatabase - End, success=0"));
+}
+
+// The state is what it was, and so are the pairs.
+void TestSyncManagerActions::wipeFailingKeepsWhatWasAskedFor()
+{
+    FileCalls::watch(QFile::encodeName(QDir::tempPath()));
+    Fixture fixture;
+    QVERIFY(fixture.pair.distant().write(text("f"), "content"));
+    QVERIFY(fixture.manager->lockForRename(fixture.alias, text("old"), text("new")));
+    VornSyncSynchronizer* synchronizer = Access::synchronizer(*fixture.manager);
+    BusyEngine engine(synchronizer);
+    QVERIFY(engine.isBusy());
+    fixture.manager->notifyLocalFileDeleted(fixture.alias, text("f"));
+    FileCalls::Hooks hooks;
+    hooks.before = [path = QFile::encodeName(fixture.pair.databasePath())](const FileCalls::Call& call) {
+        return call.path == path && qstrcmp(call.function, "unlink") == 0 ? EACCES : 0;
+    };
+    FileCalls::setHooks(hooks);
+    const auto unhook = qScopeGuard([] { FileCalls::setHooks(FileCalls::Hooks()); });
+    QVERIFY(!fixture.manager->wipeSyncDatabaseFile());
+    QVERIFY(engine.isDone());
+    QVERIFY(!fixture.pair.distant().exists(text("f")));
+    QVERIFY(synchronizer->isRenameLocked(fixture.id, text("old")));
+    QCOMPARE(fixture.status(text("f")), int(ceSfsDeleted));
 }
 
 void TestSyncManagerActions::wipeRepairsAnUnusableFile()

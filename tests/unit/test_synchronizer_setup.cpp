@@ -90,6 +90,7 @@ private slots:
     void idUsedAgain_committedRenameIsGone();
     void idUsedAgain_deferredRemoveIsGone();
     void idUsedAgainByAnotherPair_itsFilesAreKept();
+    void wipeThatFailed_deferredRemoveStays();
     void idUsedAgain_verifyQueueIsEmpty();
     void idUsedAgain_sideCarCountStartsAnew();
     void invalidatingARegisteredDirectory_keepsItsTables();
@@ -685,6 +686,19 @@ void TestSynchronizerSetup::idUsedAgainByAnotherPair_itsFilesAreKept()
     QVERIFY(engine.runNext());
     QCOMPARE(other.distant().read("a.txt"_s), QByteArray("of the other pair"));
     QVERIFY(!engine.sync().isFileInFlight(engine.id(), "a.txt"_s));
+}
+
+// Its request comes all the same.
+void TestSynchronizerSetup::wipeThatFailed_deferredRemoveStays()
+{
+    Engine engine;
+    QVERIFY(engine.start());
+    QVERIFY(engine.local().write("a.txt"_s, "x"));
+    QVERIFY(engine.sync().copyToDistant(engine.id(), "a.txt"_s));
+    QVERIFY(engine.sync().notifyLocalFileDeleted(engine.id(), "a.txt"_s));
+    engine.sync().invalidateDirPathCache();
+    QVERIFY(engine.runNext());
+    QVERIFY(!engine.distant().exists("a.txt"_s));
 }
 
 void TestSynchronizerSetup::idUsedAgain_verifyQueueIsEmpty()

@@ -185,10 +185,10 @@ bool VornSyncSynchronizer::isSurelyGone(int directoryId)
 }
 
 // A directory id may be used again after a wipe: what was remembered about the old one must not meet the new
-// one. An id that is still registered only had its paths changed.
+// one. An id that is still registered only had its paths changed, and a wipe may have failed.
 void VornSyncSynchronizer::clearTables(int directoryId)
 {
-    if (!db() || (directoryId >= 0 && !isSurelyGone(directoryId)))
+    if (!db() || (directoryId >= 0 ? !isSurelyGone(directoryId) : m_resetCount == db()->resetCount()))
         return;
     observations.clear(directoryId);
     verifier.clear(directoryId);
@@ -598,8 +598,7 @@ void VornSyncSynchronizer::onTaskDone(pVornSyncTask task, bool doneOk)
     if (!task || !hasDatabase())
         return;
     // It may be here before the engine hears of a wipe: what is remembered under its id would meet another pair.
-    if (m_resetCount != db()->resetCount())
-        clearTables(VornSyncTypes::kNoDirectoryId);
+    clearTables(VornSyncTypes::kNoDirectoryId);
     dispatcher.endTask(task, doneOk);
 }
 
