@@ -1,19 +1,23 @@
 #include "sync_manager_access.h"
 
+#include "file_calls.h"
 #include "pair.h"
 #include "raw_database.h"
 #include "trace_capture.h"
 #include "wait.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QPointer>
+#include <QScopeGuard>
 #include <QSemaphore>
 #include <QSignalSpy>
 #include <QTest>
 #include <QThread>
 
+#include <cerrno>
 #include <functional>
 #include <memory>
 
@@ -120,6 +124,42 @@ QString text(const char* line)
     return QString::fromLatin1(line);
 }
 
+// Keeps the engine from everything that it is asked for from now on.
+class BusyEngine
+{
+    Q_DISABLE_COPY_MOVE(BusyEngine)
+
+public:
+    explicit BusyEngine(VornSyncSynchronizer* synchronizer)
+        : m_synchronizer(synchronizer)
+    {
+        queue([reached = m_isReached, goOn = m_mayGoOn] {
+            reached->release();
+            goOn->tryAcquire(1, kWaitMs);
+        });
+    }
+    ~BusyEngine() { m_mayGoOn->release(); }
+
+    bool isBusy() { return m_isReached->tryAcquire(1, kWaitMs); }
+    // Lets it go on; true when it has done all that it was asked for meanwhile.
+    bool isDone()
+    {
+        m_mayGoOn->release();
+        queue([reached = m_isReached] { reached->release(); });
+        return m_isReached->tryAcquire(1, kWaitMs);
+    }
+
+private:
+    void queue(const std::function<void()>& call)
+    {
+        QMetaObject::invokeMethod(m_synchronizer, call, Qt::QueuedConnection);
+    }
+
+    VornSyncSynchronizer* const m_synchronizer;
+    const std::shared_ptr<QSemaphore> m_isReached = std::make_shared<QSemaphore>();
+    const std::shared_ptr<QSemaphore> m_mayGoOn = std::make_shared<QSemaphore>();
+};
+
 } // namespace
 
 class TestSyncManagerActions : public QObject
@@ -177,10 +217,14 @@ private slots:
     void wipe();
     void wipeOfNothingSpeaksOnce();
     void wipeFailing();
+    void wipeFailingKeepsWhatWasAskedFor();
     void wipeRepairsAnUnusableFile();
     void wipeForgetsPaths();
     void wipeForgetsRenameLocks();
     void lockAfterAWipeIsKept();
+    void wipeBeforeARequestIsBegun_data();
+    void wipeBeforeARequestIsBegun();
+    void wipeFromTheErrorOfADeletion();
     void reset();
     void resetWhilePaused();
     void resetWithoutTime();
@@ -962,6 +1006,30 @@ void TestSyncManagerActions::wipeFailing()
         QCOMPARE(capture.linesOf(kManagerTag).last(), QStringLiteral("resetSyncDatabase - End, success=0"));
 }
 
+// The state is what it was, and so are the pairs.
+void TestSyncManagerActions::wipeFailingKeepsWhatWasAskedFor()
+{
+    FileCalls::watch(QFile::encodeName(QDir::tempPath()));
+    Fixture fixture;
+    QVERIFY(fixture.pair.distant().write(text("f"), "content"));
+    QVERIFY(fixture.manager->lockForRename(fixture.alias, text("old"), text("new")));
+    VornSyncSynchronizer* synchronizer = Access::synchronizer(*fixture.manager);
+    BusyEngine engine(synchronizer);
+    QVERIFY(engine.isBusy());
+    fixture.manager->notifyLocalFileDeleted(fixture.alias, text("f"));
+    FileCalls::Hooks hooks;
+    hooks.before = [path = QFile::encodeName(fixture.pair.databasePath())](const FileCalls::Call& call) {
+        return call.path == path && qstrcmp(call.function, "unlink") == 0 ? EACCES : 0;
+    };
+    FileCalls::setHooks(hooks);
+    const auto unhook = qScopeGuard([] { FileCalls::setHooks(FileCalls::Hooks()); });
+    QVERIFY(!fixture.manager->wipeSyncDatabaseFile());
+    QVERIFY(engine.isDone());
+    QVERIFY(!fixture.pair.distant().exists(text("f")));
+    QVERIFY(synchronizer->isRenameLocked(fixture.id, text("old")));
+    QCOMPARE(fixture.status(text("f")), int(ceSfsDeleted));
+}
+
 void TestSyncManagerActions::wipeRepairsAnUnusableFile()
 {
     Pair pair;
@@ -999,33 +1067,87 @@ void TestSyncManagerActions::wipeForgetsRenameLocks()
         QTRY_VERIFY_WITH_TIMEOUT(!synchronizer->isRenameLocked(fixture.id, text(name)), kWaitMs);
 }
 
-// The engine is busy, and comes to the wipe's request only after the host has begun anew.
+// The engine comes to the wipe's request only after the host has begun anew.
 void TestSyncManagerActions::lockAfterAWipeIsKept()
 {
     Fixture fixture;
     QVERIFY(fixture.manager->lockForRename(fixture.alias, text("old"), text("of before")));
     VornSyncSynchronizer* synchronizer = Access::synchronizer(*fixture.manager);
-    const auto isReached = std::make_shared<QSemaphore>();
-    const auto mayGoOn = std::make_shared<QSemaphore>();
-    QMetaObject::invokeMethod(
-        synchronizer,
-        [isReached, mayGoOn] {
-            isReached->release();
-            mayGoOn->tryAcquire(1, kWaitMs);
-        },
-        Qt::QueuedConnection);
-    QVERIFY(isReached->tryAcquire(1, kWaitMs));
+    BusyEngine engine(synchronizer);
+    QVERIFY(engine.isBusy());
     QVERIFY(fixture.manager->wipeSyncDatabaseFile());
     QVERIFY(
         fixture.manager->addDirectory(fixture.alias, fixture.pair.localPath(), fixture.pair.distantPath()));
     QVERIFY(fixture.manager->lockForRename(fixture.alias, text("old"), text("new")));
-    mayGoOn->release();
-    QMetaObject::invokeMethod(
-        synchronizer, [isReached] { isReached->release(); }, Qt::QueuedConnection);
-    QVERIFY(isReached->tryAcquire(1, kWaitMs));
+    QVERIFY(engine.isDone());
     for (const char* name : {"old", "new"})
         QVERIFY(synchronizer->isRenameLocked(fixture.id, text(name)));
     QVERIFY(!synchronizer->isRenameLocked(fixture.id, text("of before")));
+}
+
+void TestSyncManagerActions::wipeBeforeARequestIsBegun_data()
+{
+    QTest::addColumn<QByteArray>("request");
+    QTest::addColumn<int>("errorCode");
+    QTest::newRow("changed") << QByteArray("notifyLocalFileChanged") << int(ceSecNone);
+    QTest::newRow("deleted") << QByteArray("notifyLocalFileDeleted") << int(ceSecNone);
+    QTest::newRow("trash") << QByteArray("moveToTrashFile") << int(ceSecNone);
+    QTest::newRow("rename") << QByteArray("commitRename") << int(ceSecNone);
+    QTest::newRow("acknowledged") << QByteArray("retrySync") << int(ceSecLocalFileMissing);
+}
+
+// The id means another pair when the engine comes to it, and that pair has a file of the same name.
+void TestSyncManagerActions::wipeBeforeARequestIsBegun()
+{
+    QFETCH(QByteArray, request);
+    QFETCH(int, errorCode);
+    const QString name = text("f");
+    Fixture fixture;
+    const Pair other;
+    QVERIFY(other.local().write(name, "of the other pair") && other.distant().write(name, "its copy"));
+    QVERIFY(errorCode == ceSecNone || fixture.setError(name, ceSfsUpToDate, errorCode));
+    QVERIFY(request != "commitRename" || fixture.manager->lockForRename(fixture.alias, name, text("new")));
+    VornSyncSynchronizer* synchronizer = Access::synchronizer(*fixture.manager);
+    BusyEngine engine(synchronizer);
+    QVERIFY(engine.isBusy());
+    operation(request).call(*fixture.manager, fixture.alias, name);
+    QVERIFY(fixture.manager->wipeSyncDatabaseFile());
+    QVERIFY(fixture.manager->addDirectory(text("other"), other.localPath(), other.distantPath()));
+    fixture.manager->setDirectoryAvailability(text("other"), false);
+    QCOMPARE(fixture.database().getDirectoryIdByAlias(text("other")), fixture.id);
+    QVERIFY(engine.isDone());
+
+    QVERIFY(!synchronizer->isFileInFlight(fixture.id, name));
+    QCOMPARE(other.local().read(name), QByteArray("of the other pair"));
+    QCOMPARE(other.distant().read(name), QByteArray("its copy"));
+    bool hasRow = true;
+    fixture.database().getFileStatus(fixture.id, name, &hasRow);
+    QVERIFY(!hasRow);
+}
+
+void TestSyncManagerActions::wipeFromTheErrorOfADeletion()
+{
+    const QString name = text("f");
+    Fixture fixture;
+    const Pair other;
+    QVERIFY(other.distant().write(name, "its copy"));
+    QVERIFY(RawDatabase(fixture.pair.databasePath())
+                .exec(text("CREATE TRIGGER refuse BEFORE INSERT ON file_tracking BEGIN SELECT "
+                           "RAISE(ABORT, 'refused'); END")));
+    bool isWiped = false;
+    connect(fixture.manager.get(), &VornSyncManager::errorOccurred, this, [&](const QString& message) {
+        if (isWiped || !message.contains(text("refused")))
+            return;
+        isWiped = fixture.manager->wipeSyncDatabaseFile() &&
+                  fixture.manager->addDirectory(text("other"), other.localPath(), other.distantPath());
+        fixture.manager->setDirectoryAvailability(text("other"), false);
+    });
+    fixture.manager->notifyLocalFileDeleted(fixture.alias, name);
+    QVERIFY(isWiped);
+    QCOMPARE(fixture.database().getDirectoryIdByAlias(text("other")), fixture.id);
+    BusyEngine engine(Access::synchronizer(*fixture.manager));
+    QVERIFY(engine.isBusy() && engine.isDone());
+    QCOMPARE(other.distant().read(name), QByteArray("its copy"));
 }
 
 void TestSyncManagerActions::reset()

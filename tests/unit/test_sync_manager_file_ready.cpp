@@ -1,12 +1,16 @@
 #include "sync_manager_access.h"
 
+#include "file_calls.h"
 #include "pair.h"
 #include "raw_database.h"
 #include "trace_capture.h"
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QFile>
+#include <QFileInfo>
 #include <QPointer>
+#include <QScopeGuard>
 #include <QSemaphore>
 #include <QSignalSpy>
 #include <QTest>
@@ -122,7 +126,9 @@ private slots:
     void markOfAChangedLocalFile_data();
     void markOfAChangedLocalFile();
     void distantChangedAfterTheCopyBegan();
+    void distantGrowsDuringTheCopy();
     void localChangedAfterTheCopy();
+    void localChangedToTheSameSizeAfterTheCopy();
     void localWrittenBeforeTheCopy_data();
     void localWrittenBeforeTheCopy();
     void localGoneAfterTheCopy();
@@ -520,6 +526,36 @@ void TestSyncManagerFileReady::distantChangedAfterTheCopyBegan()
     QVERIFY(Access::fileReadyTask(*fixture.manager));
 }
 
+// What the copy took along is more than it began with. Not recorded, it would be sent over what is still being written.
+void TestSyncManagerFileReady::distantGrowsDuringTheCopy()
+{
+    FileCalls::watch(QFile::encodeName(QDir::tempPath()));
+    Fixture fixture;
+    QVERIFY(fixture.pair.distant().write(kName, "distant"));
+    const QDateTime time(QDate(2020, 1, 2), QTime(3, 4, 5), Qt::UTC);
+    QVERIFY(fixture.pair.distant().setLmd(kName, time));
+    bool hasGrown = false;
+    FileCalls::Hooks hooks;
+    hooks.before = [&, path = QFile::encodeName(fixture.distant())](const FileCalls::Call& call) {
+        if (call.path == path && qstrcmp(call.function, "open64") == 0 && !hasGrown)
+            hasGrown = fixture.pair.distant().append(kName, ", and more");
+        return 0;
+    };
+    FileCalls::setHooks(hooks);
+    const auto unhook = qScopeGuard([] { FileCalls::setHooks(FileCalls::Hooks()); });
+    const pVornSyncTask task = runCopy(fixture);
+    QVERIFY(task && hasGrown);
+    Access::fileReadyTaskDone(*fixture.manager, task, true);
+    QCOMPARE(fixture.ready.first(), fixture.answer(true));
+    QCOMPARE(fixture.pair.local().read(kName), QByteArray("distant, and more"));
+    const QVariantMap row = RawDatabase(fixture.pair.databasePath()).fileRow(fixture.id, kName);
+    QCOMPARE(row.value(QStringLiteral("size")).toInt(), 17);
+    QCOMPARE(row.value(QStringLiteral("status")).toInt(), int(ceSfsUpToDate));
+    QVERIFY(!fixture.database().isLocalFileChanged(fixture.id, kName, QFileInfo(fixture.local())));
+    // The next request sees a newer distant copy.
+    QCOMPARE(row.value(QStringLiteral("distant_lmd")).toString(), time.toString(Qt::ISODate));
+}
+
 void TestSyncManagerFileReady::localChangedAfterTheCopy()
 {
     Fixture fixture;
@@ -530,6 +566,19 @@ void TestSyncManagerFileReady::localChangedAfterTheCopy()
     Access::fileReadyTaskDone(*fixture.manager, task, true);
     QCOMPARE(fixture.ready.first(), fixture.answer(true));
     QVERIFY(RawDatabase(fixture.pair.databasePath()).fileRow(fixture.id, kName).isEmpty());
+}
+
+void TestSyncManagerFileReady::localChangedToTheSameSizeAfterTheCopy()
+{
+    Fixture fixture;
+    QVERIFY(fixture.pair.distant().write(kName, "distant"));
+    const pVornSyncTask task = runCopy(fixture);
+    QVERIFY(task);
+    QVERIFY(fixture.pair.local().write(kName, "changed"));
+    QVERIFY(fixture.pair.local().setLmd(kName, QDateTime::currentDateTimeUtc().addSecs(10)));
+    Access::fileReadyTaskDone(*fixture.manager, task, true);
+    QCOMPARE(fixture.ready.first(), fixture.answer(true));
+    QVERIFY(fixture.database().isLocalFileChanged(fixture.id, kName, QFileInfo(fixture.local())));
 }
 
 void TestSyncManagerFileReady::localWrittenBeforeTheCopy_data()

@@ -1,3 +1,4 @@
+#include "disk_hooks.h"
 #include "engine_fixture.h"
 #include "file_calls.h"
 #include "wait.h"
@@ -100,6 +101,8 @@ private slots:
     void successAfterARetry();
     void freshCopyThatEndsShort_isSentAgainByTheNextPass();
     void copyThatEndsShort_replacesNothing();
+    void shorterVersionAfterACheckedCopy_isNotSentOver();
+    void versionAfterACheckedCopyThatCouldNotBeSeen_isNotSentOver();
     void moveThatEndsShort_keepsTheFile();
     void companionThatEndsShort_failsTheTask();
     void fetchThatEndsShort_leavesNothing();
@@ -138,6 +141,7 @@ private slots:
     void removedDuringACopy_isReportedByTheNextPass();
 
     void twoTasksOfOneFile_countTwice();
+    void twoTasksOfOneFile_deferredRemoveFollowsBoth();
     void realWorker_runsThemInOrder();
 };
 
@@ -500,6 +504,44 @@ void TestSynchronizerDispatch::copyThatEndsShort_replacesNothing()
     QCOMPARE(engine.distant().read("a.txt"_s), QByteArray("old"));
     QVERIFY(engine.run(task));
     QCOMPARE(engine.distant().read("a.txt"_s), QByteArray("content"));
+}
+
+// The copy was whole: what is there when the engine comes to it is another workstation's.
+void TestSynchronizerDispatch::shorterVersionAfterACheckedCopy_isNotSentOver()
+{
+    Engine engine;
+    QVERIFY(engine.start());
+    QVERIFY(engine.send("a.txt"_s, "old"));
+    QVERIFY(engine.local().write("a.txt"_s, "changed here"));
+    QVERIFY(engine.sync().copyToDistant(engine.id(), "a.txt"_s));
+    const pVornSyncTask task = engine.takeTask();
+    QVERIFY(task->runtask());
+    QVERIFY(engine.distant().write("a.txt"_s, "theirs"));
+    engine.sync().onTaskDone(task, true);
+    engine.passAndRun();
+    QCOMPARE(engine.distant().read("a.txt"_s), QByteArray("theirs"));
+    engine.sync().verifyUpToDateFilesBudgeted();
+    QCOMPARE(engine.state("a.txt"_s), "145/7"_s);
+}
+
+// The share goes when the copy is whole, and comes back with another workstation's version.
+void TestSynchronizerDispatch::versionAfterACheckedCopyThatCouldNotBeSeen_isNotSentOver()
+{
+    Engine engine;
+    QVERIFY(engine.start());
+    QVERIFY(engine.send("a.txt"_s, "old"));
+    QVERIFY(engine.local().write("a.txt"_s, "changed here"));
+    QVERIFY(engine.sync().copyToDistant(engine.id(), "a.txt"_s));
+    const pVornSyncTask task = engine.takeTask();
+    QVERIFY(task->runtask());
+    {
+        const StatHook away(engine.distant().filePath("a.txt"_s), [] { return EIO; });
+        engine.sync().onTaskDone(task, true);
+    }
+    QCOMPARE(engine.state("a.txt"_s), "17/0"_s);
+    QVERIFY(engine.distant().write("a.txt"_s, "theirs, and longer than ours"));
+    engine.passAndRun();
+    QCOMPARE(engine.distant().read("a.txt"_s), QByteArray("theirs, and longer than ours"));
 }
 
 void TestSynchronizerDispatch::moveThatEndsShort_keepsTheFile()
@@ -1056,6 +1098,26 @@ void TestSynchronizerDispatch::twoTasksOfOneFile_countTwice()
     QVERIFY(engine.runNext());
     COMPARE_LINES(engine, "onTaskDone - Task on file '~/local/a.txt' done (in-flight=0)."_s);
     QVERIFY(!engine.sync().isFileInFlight(1, "a.txt"_s));
+}
+
+// The engine hears of the first task's end when the worker has the second one half done.
+void TestSynchronizerDispatch::twoTasksOfOneFile_deferredRemoveFollowsBoth()
+{
+    Engine engine;
+    QVERIFY(engine.start());
+    QVERIFY(engine.local().write("a.txt"_s, "x"));
+    QVERIFY(engine.sync().copyToDistant(1, "a.txt"_s));
+    QVERIFY(engine.database().setFileDeleted(1, "a.txt"_s));
+    QVERIFY(engine.sync().copyToDistant(1, "a.txt"_s));
+    QVERIFY(engine.database().setFileDeleted(1, "a.txt"_s));
+    QVERIFY(engine.sync().notifyLocalFileDeleted(1, "a.txt"_s));
+    QVERIFY(engine.runNext());
+    const pVornSyncTask second = engine.takeTask();
+    QVERIFY(second->runtask()); // as it had opened the file, it can read it to the end
+    QVERIFY(engine.local().remove("a.txt"_s));
+    engine.sync().onTaskDone(second, true);
+    QVERIFY(!engine.distant().exists("a.txt"_s));
+    QCOMPARE(engine.state("a.txt"_s), "40/0"_s);
 }
 
 void TestSynchronizerDispatch::realWorker_runsThemInOrder()

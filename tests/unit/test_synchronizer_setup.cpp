@@ -89,6 +89,8 @@ private slots:
     void idUsedAgain_renameLocksAreGone();
     void idUsedAgain_committedRenameIsGone();
     void idUsedAgain_deferredRemoveIsGone();
+    void idUsedAgainByAnotherPair_itsFilesAreKept();
+    void wipeThatFailed_deferredRemoveStays();
     void idUsedAgain_verifyQueueIsEmpty();
     void idUsedAgain_sideCarCountStartsAnew();
     void invalidatingARegisteredDirectory_keepsItsTables();
@@ -666,6 +668,37 @@ void TestSynchronizerSetup::idUsedAgain_deferredRemoveIsGone()
     QVERIFY(engine.runNext());
     QVERIFY(engine.distant().exists("a.txt"_s));
     QVERIFY(!engine.sync().isFileInFlight(engine.id(), "a.txt"_s));
+}
+
+// The copy has ended before the engine hears of the wipe.
+void TestSynchronizerSetup::idUsedAgainByAnotherPair_itsFilesAreKept()
+{
+    Engine engine;
+    QVERIFY(engine.start());
+    const Pair other;
+    QVERIFY(other.distant().write("a.txt"_s, "of the other pair"));
+    QVERIFY(engine.local().write("a.txt"_s, "x"));
+    QVERIFY(engine.sync().copyToDistant(engine.id(), "a.txt"_s));
+    QVERIFY(engine.sync().notifyLocalFileDeleted(engine.id(), "a.txt"_s));
+    QVERIFY(engine.database().reset());
+    QCOMPARE(engine.addDirectory("other"_s, other.localPath(), other.distantPath(), other.trashRoot()),
+             engine.id());
+    QVERIFY(engine.runNext());
+    QCOMPARE(other.distant().read("a.txt"_s), QByteArray("of the other pair"));
+    QVERIFY(!engine.sync().isFileInFlight(engine.id(), "a.txt"_s));
+}
+
+// Its request comes all the same.
+void TestSynchronizerSetup::wipeThatFailed_deferredRemoveStays()
+{
+    Engine engine;
+    QVERIFY(engine.start());
+    QVERIFY(engine.local().write("a.txt"_s, "x"));
+    QVERIFY(engine.sync().copyToDistant(engine.id(), "a.txt"_s));
+    QVERIFY(engine.sync().notifyLocalFileDeleted(engine.id(), "a.txt"_s));
+    engine.sync().invalidateDirPathCache();
+    QVERIFY(engine.runNext());
+    QVERIFY(!engine.distant().exists("a.txt"_s));
 }
 
 void TestSynchronizerSetup::idUsedAgain_verifyQueueIsEmpty()

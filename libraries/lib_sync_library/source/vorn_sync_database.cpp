@@ -87,13 +87,16 @@ bool VornSyncDatabase::initialize()
 
 bool VornSyncDatabase::reset()
 {
-    // The other threads' statements wait until the tables are there again.
+    // The other threads' statements wait until the tables are there again. A file that could not be removed has its
+    // pairs as before.
     bool isInitialized = false;
-    const bool isReset = resetFile([&] { isInitialized = initialize(); });
+    const bool isReset = resetFile([&] {
+        ++m_resetCount;
+        isInitialized = initialize();
+    });
     m_counters.forgetFile();
     m_changes.noteAll();
     ++m_directoriesVersion;
-    ++m_resetCount;
     if (!isReset) {
         VORN_SYNC_TRACE(kTag, "reset", QStringLiteral("Failed to remove the sync database file"));
         return false;

@@ -69,7 +69,7 @@ public:
     // Another number after every removal of a directory and every reset: ids and paths that were read before
     // may mean nothing any more, or something else.
     int directoriesVersion() const { return m_directoriesVersion; }
-    // How often the file was reset. May be asked from any thread.
+    // How often the file was replaced by an empty one. May be asked from any thread.
     int resetCount() const { return m_resetCount; }
     bool setDirectoryUnavailable(int directoryId);
     bool setDirectoryAvailable(int directoryId);

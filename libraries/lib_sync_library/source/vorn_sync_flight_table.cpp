@@ -21,8 +21,9 @@ void VornSyncFlightTable::begin(const VornSyncFileKey& key)
 bool VornSyncFlightTable::end(const VornSyncFileKey& key)
 {
     QMutexLocker locker(&inFlightMutex);
-    if (--inFlightFiles[key] <= 0)
-        inFlightFiles.remove(key);
+    if (--inFlightFiles[key] > 0)
+        return false;
+    inFlightFiles.remove(key);
     return deferredDistantRemoves.remove(key);
 }
 

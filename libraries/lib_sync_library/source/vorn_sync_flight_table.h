@@ -22,7 +22,8 @@ public:
     // A task of the file is dispatched. The file is wanted on the distant side again: an older wish to remove
     // it there is void.
     void begin(const VornSyncFileKey& key);
-    // A task of the file has ended; true when its distant copy is to be removed now.
+    // A task of the file has ended; true when its distant copy is to be removed now: another one that is still under way
+    // would bring it back.
     bool end(const VornSyncFileKey& key);
     // A task of the file is under way, or about to be.
     bool contains(const VornSyncFileKey& key) const;

@@ -26,7 +26,9 @@ class VornSyncManagerPrivate;
  * Thread: every member must be called on the thread that owns the manager, which needs a running event
  * loop (QCoreApplication::exec()). All signals are emitted on that thread. The file operations themselves
  * run on three threads of the manager's own; no member waits for them except the destructor (6 s at most)
- * and resetSyncDatabase() (as long as its argument says).
+ * and resetSyncDatabase() (as long as its argument says). addDirectory() and requestFileReady() look at the
+ * distant side themselves: a share that is slow to answer holds them up. A member that changes the state
+ * waits for its turn to write, some seconds at worst; a wipe waits for every statement under way.
  *
  * Errors: nothing throws. A member reports failure by its result and, where this page says so, by
  * errorOccurred() with a text that begins with "ERROR: " or "Warning: ". A slot may call back into the
@@ -45,7 +47,9 @@ class VORN_SYNC_EXPORT VornSyncManager : public QObject
     Q_OBJECT
     Q_DISABLE_COPY_MOVE(VornSyncManager)
 
-    //! File operations (copies, moves, renames) that have started and not yet ended; 0 or more.
+    //! File operations (copies, moves, renames) that have started and not yet ended; 0 or more. Fewer than
+    //! really run after a wipe, which sets it to 0, and after the copy of a file-ready request (see
+    //! syncCompleted()).
     Q_PROPERTY(int inProgressCount READ inProgressCount NOTIFY countersChanged)
     //! Files that wait for an operation.
     Q_PROPERTY(int pendingCount READ pendingCount NOTIFY countersChanged)
@@ -71,8 +75,10 @@ public:
      * \param syncIntervalMs     period of the cycle, in milliseconds; above 0. Every sixth cycle spends a
      *                           fifth of it (100 ms at least) on verifying files that are up to date.
      * \param exclusionPatterns  wildcards ("*", "?", "[...]") that a whole file name is compared with,
-     *                           without regard to case; a matching file is never mirrored. An invalid one
-     *                           is dropped with a warning.
+     *                           without regard to case; a matching file is not mirrored, unless
+     *                           notifyLocalFileChanged() names it. While a file whose name begins with
+     *                           another one's matches ("data.db-wal"), that other one is not sent. An
+     *                           invalid pattern is dropped with a warning.
      * \param parent             owner, on the same thread; may be null.
      *
      * Never fails. A database that can't be used is reported: the manager then exists, every operation on it
@@ -131,7 +137,8 @@ public:
     QString getLocalDirSynchronizedAlias(const QString& localPath) const;
 
     //! Suspends every registered pair and stops the periodic cycle; operations already handed out end
-    //! normally. Ignored while paused.
+    //! normally. What the host asks for file by file is done nevertheless, and addDirectory() and
+    //! setDirectoryAvailability() start their pair. Ignored while paused.
     void pauseAll();
     //! Undoes pauseAll(): restarts the cycle and every pair that was registered then, also those that were
     //! suspended before. Ignored while not paused.
@@ -168,7 +175,7 @@ public:
     /*!
      * Deletes the state database file and creates it again, empty: no pair is registered afterwards, the
      * counters are 0, the recent events are gone. No mirrored file is touched. Registering the same pairs
-     * again makes them known from what is on the disk.
+     * again makes them known from what is on the disk. A request for a file that has not begun yet is void.
      * \return true when the new database is usable; the state in memory is cleared in any case.
      */
     bool wipeSyncDatabaseFile();
@@ -208,24 +215,29 @@ public:
     //! True for code 15 alone: the distant file is gone, the user restores it or deletes the local one.
     Q_INVOKABLE bool isRestoreOrDelete(int code) const;
 
-    //! Moves a file and its associated directory to the pair's trash directory.
+    //! Moves a file and its associated directory to the pair's trash directory; the distant copy stays. Left
+    //! alone while an operation or a rename has the file.
     Q_INVOKABLE void moveToTrashFile(const QString& aliasName, const QString& fileName);
 
     //! Locks both names for a rename that the host is about to do in the local directory; while locked no
     //! pass touches either. True: rename the local file, then call commitRename(), or abortRename() if it
-    //! failed. False: an operation on the file runs, the names are unusable, or the manager was created this
-    //! very moment and its synchronizer has not begun yet; try again later.
+    //! failed. False: an operation on the file runs, another rename has one of the names, the names are
+    //! unusable, the alias is unknown, or the manager was created this very moment and its synchronizer has
+    //! not begun yet; try again later.
     Q_INVOKABLE bool lockForRename(const QString& aliasName, const QString& oldFileName,
                                    const QString& newFileName);
-    //! The locked rename was done locally: carries it to the distant side and releases the lock.
+    //! The locked rename was done locally: carries it to the distant side, over a file of the new name, and
+    //! releases the lock when that has ended. It is an operation like any other, with syncStarted() and
+    //! syncCompleted(); where there is no distant file, nothing tells of it.
     Q_INVOKABLE void commitRename(const QString& aliasName, const QString& oldFileName,
                                   const QString& newFileName);
     //! The locked rename was not done: releases the lock.
     Q_INVOKABLE void abortRename(const QString& aliasName, const QString& oldFileName,
                                  const QString& newFileName);
 
-    //! The host has written or created a local file: it is sent at once. Call it once a file has been closed,
-    //! and in batches: arrivals less than 200 ms apart hold back the start of the first copy.
+    //! The host has written or created a local file: it is sent at once, also that of a suspended pair. One
+    //! that an operation or a rename has is sent afterwards. Call it once a file has been closed, and in
+    //! batches: arrivals less than 200 ms apart hold back the start of the first copy.
     Q_INVOKABLE void notifyLocalFileChanged(const QString& aliasName, const QString& fileName);
     //! The host has deleted a local file: the distant copy goes too.
     Q_INVOKABLE void notifyLocalFileDeleted(const QString& aliasName, const QString& fileName);
@@ -235,7 +247,8 @@ public:
     //! \}
 
 public slots:
-    //! Asks for a cycle over all available pairs now. Ignored while paused.
+    //! Asks for a cycle over all available pairs now. Ignored while paused, and left out, as every cycle,
+    //! while ten or more operations are under way.
     void requestSync();
 
 signals:
@@ -243,8 +256,11 @@ signals:
     void fileReady(const QString& resolvedPath, bool found);
     //! An operation on a file was handed out; `filePath` is the full path of its source.
     void syncStarted(const QString& filePath);
-    //! That operation has ended. After a failure it is tried again, five times at most, before the file goes
-    //! to errorFiles.
+    //! That operation has ended. This is sent once: a run that fails is tried again up to four times first,
+    //! which takes some ten seconds. After a failure the file is in errorFiles, unless it was deleted or its
+    //! pair removed meanwhile.
+    //! The copy of a file-ready request, which has no syncStarted(), ends with its distant path and false,
+    //! whatever became of it; fileReady() tells.
     void syncCompleted(const QString& filePath, bool succeeded);
     //! Anything that went wrong, in a text for a log or a status line.
     void errorOccurred(const QString& message);

@@ -55,6 +55,21 @@ void queueCall(QObject* target, const char* slot, const Arguments&... arguments)
     Q_UNUSED(isQueued)
 }
 
+// Queues what is asked of the engine about a file. What it has not begun when the state is wiped is void: by then the id
+// may mean another pair.
+template<typename Result, typename... Parameters, typename... Arguments>
+void queueRequest(VornSyncSynchronizer* synchronizer, const std::shared_ptr<VornSyncDatabase>& database,
+                  Result (VornSyncSynchronizer::*slot)(Parameters...), const Arguments&... arguments)
+{
+    QMetaObject::invokeMethod(
+        synchronizer,
+        [=, &state = *database, resetCount = database->resetCount()] {
+            if (state.resetCount() == resetCount)
+                (synchronizer->*slot)(arguments...);
+        },
+        Qt::QueuedConnection);
+}
+
 void separate(QObject* sender, QObject* receiver)
 {
     if (sender && receiver)
@@ -623,16 +638,18 @@ void VornSyncManagerPrivate::onFileReadyTaskDone(pVornSyncTask task, bool succes
     answerFileReady(path, false);
 }
 
-// Records what was copied: the distant file as it was when the copy began. A version that came since is newer,
-// and a local file that was changed since is not up to date.
+// Records what was copied: the distant file as it was when the copy began, the local one as the copy left it. A distant
+// version that came since, if only while the copy was made, is newer, and a local file that was changed since is not up
+// to date.
 void VornSyncManagerPrivate::recordFileReady(const VornSyncTask& task, const QString& path, int directoryId)
 {
     const QFileInfo local(path);
-    if (directoryId < 0 || !local.exists() || local.size() != task.sourceSizeAtStart())
+    const std::optional<VornSyncFileFacts>& copy = task.checkedCopy();
+    if (directoryId < 0 || !local.exists() || !copy || local.size() != copy->size)
         return;
     if (m_database->getDirectoryDistantPath(directoryId).isEmpty()) // removed meanwhile
         return;
-    const QDateTime localLmd = local.lastModified().toUTC();
+    const QDateTime localLmd = VornSyncTimes::fromSecs(copy->lmdSecs);
     const QDateTime distantLmd = VornSyncTimes::fromSecs(task.sourceLmdSecsAtStart());
     if (m_wasFileReadyTombstoned)
         m_database->recordFileSync(directoryId, local.fileName(), local.size(), localLmd, distantLmd);
@@ -735,7 +752,8 @@ void VornSyncManagerPrivate::notifyLocalFileChanged(const QString& aliasName, co
         return;
     VORN_SYNC_TRACE(kTag, "notifyLocalFileChanged",
                     QStringLiteral("Dispatching '%1' of alias '%2'").arg(fileName, aliasName));
-    queueCall(m_synchronizer, "notifyLocalFileChanged", Q_ARG(int, directoryId), Q_ARG(QString, fileName));
+    queueRequest(m_synchronizer, m_database, &VornSyncSynchronizer::notifyLocalFileChanged, directoryId,
+                 fileName);
 }
 
 void VornSyncManagerPrivate::requestSync()
@@ -771,15 +789,16 @@ void VornSyncManagerPrivate::retrySync(const QString& aliasName, const QString& 
     const QString of = QStringLiteral("'%1' of alias '%2'").arg(fileName, aliasName);
     if (VornSyncTypes::isAcknowledgeOnly(code)) {
         trace(QStringLiteral("Confirming deletion for ") + of);
-        queueCall(m_synchronizer, "confirmFileDeletion", Q_ARG(int, directoryId), Q_ARG(QString, fileName));
+        queueRequest(m_synchronizer, m_database, &VornSyncSynchronizer::confirmFileDeletion, directoryId,
+                     fileName);
     } else if (VornSyncTypes::isRestoreOrDelete(code)) {
         trace(QStringLiteral("Restoring distant from local for ") + of);
-        queueCall(m_synchronizer, "notifyLocalFileChanged", Q_ARG(int, directoryId),
-                  Q_ARG(QString, fileName));
+        queueRequest(m_synchronizer, m_database, &VornSyncSynchronizer::notifyLocalFileChanged, directoryId,
+                     fileName);
     } else {
         trace(QStringLiteral("Dispatching retry for ") + of);
-        queueCall(m_synchronizer, "resolveFileError", Q_ARG(int, directoryId), Q_ARG(QString, fileName),
-                  Q_ARG(int, status));
+        queueRequest(m_synchronizer, m_database, &VornSyncSynchronizer::resolveFileError, directoryId,
+                     fileName, status);
     }
 }
 
@@ -812,8 +831,8 @@ void VornSyncManagerPrivate::commitRename(const QString& aliasName, const QStrin
     VORN_SYNC_TRACE(
         kTag, "commitRename",
         QStringLiteral("Dispatching '%1': '%2' -> '%3'").arg(aliasName, oldFileName, newFileName));
-    queueCall(m_synchronizer, "commitRename", Q_ARG(int, directoryId), Q_ARG(QString, oldFileName),
-              Q_ARG(QString, newFileName));
+    queueRequest(m_synchronizer, m_database, &VornSyncSynchronizer::commitRename, directoryId, oldFileName,
+                 newFileName);
 }
 
 void VornSyncManagerPrivate::abortRename(const QString& aliasName, const QString& oldFileName,
@@ -837,7 +856,7 @@ void VornSyncManagerPrivate::moveToTrashFile(const QString& aliasName, const QSt
         return;
     VORN_SYNC_TRACE(kTag, "moveToTrashFile",
                     QStringLiteral("Dispatching trash for '%1' of alias '%2'").arg(fileName, aliasName));
-    queueCall(m_synchronizer, "moveToTrashFile", Q_ARG(int, directoryId), Q_ARG(QString, fileName));
+    queueRequest(m_synchronizer, m_database, &VornSyncSynchronizer::moveToTrashFile, directoryId, fileName);
 }
 
 void VornSyncManagerPrivate::notifyLocalFileDeleted(const QString& aliasName, const QString& fileName)
@@ -848,11 +867,15 @@ void VornSyncManagerPrivate::notifyLocalFileDeleted(const QString& aliasName, co
     if (directoryId <= 0 || !isUsableFileName(aliasName, fileName))
         return;
     // At once: a pass that runs now must not take the file for one that was lost.
+    const int resetCount = m_database->resetCount();
     const bool isApplied = m_database->setFileDeleted(directoryId, fileName);
     VORN_SYNC_TRACE(kTag, "notifyLocalFileDeleted",
                     QStringLiteral("Tombstone for '%1/%2' %3, dispatching distant cleanup")
                         .arg(aliasName, fileName, appliedText(isApplied)));
-    queueCall(m_synchronizer, "notifyLocalFileDeleted", Q_ARG(int, directoryId), Q_ARG(QString, fileName));
+    // The host may have answered a failure with a wipe.
+    if (m_database->resetCount() == resetCount)
+        queueRequest(m_synchronizer, m_database, &VornSyncSynchronizer::notifyLocalFileDeleted, directoryId,
+                     fileName);
     refreshDatabaseCounters();
 }
 

@@ -89,6 +89,7 @@ VornSyncSynchronizer::~VornSyncSynchronizer()
 void VornSyncSynchronizer::initialize(VornSyncDatabase* newDatabase)
 {
     database.storeRelease(newDatabase);
+    m_resetCount = newDatabase ? newDatabase->resetCount() : 0;
     pathCache.setDatabase(newDatabase);
     trash.setDatabase(newDatabase);
     verifier.setDatabase(newDatabase);
@@ -184,19 +185,19 @@ bool VornSyncSynchronizer::isSurelyGone(int directoryId)
 }
 
 // A directory id may be used again after a wipe: what was remembered about the old one must not meet the new
-// one. An id that is still registered only had its paths changed.
+// one. An id that is still registered only had its paths changed, and a wipe may have failed.
 void VornSyncSynchronizer::clearTables(int directoryId)
 {
-    if (!db() || (directoryId >= 0 && !isSurelyGone(directoryId)))
+    if (!db() || (directoryId >= 0 ? !isSurelyGone(directoryId) : m_resetCount == db()->resetCount()))
         return;
     observations.clear(directoryId);
     verifier.clear(directoryId);
     dispatcher.clear(directoryId);
-    if (directoryId >= 0)
-        renames.clear(directoryId);
-    else
-        renames.startOver(db()->resetCount());
     sideCars.clear(directoryId);
+    if (directoryId >= 0)
+        return renames.clear(directoryId);
+    m_resetCount = db()->resetCount();
+    renames.startOver(m_resetCount);
 }
 
 bool VornSyncSynchronizer::matchesExclusionPattern(const QString& fileName) const
@@ -594,8 +595,11 @@ bool VornSyncSynchronizer::doTask(const QString& sourceDir, const QString& desti
 void VornSyncSynchronizer::onTaskDone(pVornSyncTask task, bool doneOk)
 {
     Q_ASSERT(QThread::currentThread() == thread());
-    if (task && hasDatabase())
-        dispatcher.endTask(task, doneOk);
+    if (!task || !hasDatabase())
+        return;
+    // It may be here before the engine hears of a wipe: what is remembered under its id would meet another pair.
+    clearTables(VornSyncTypes::kNoDirectoryId);
+    dispatcher.endTask(task, doneOk);
 }
 
 bool VornSyncSynchronizer::isFileInFlight(int directoryId, const QString& fileName) const

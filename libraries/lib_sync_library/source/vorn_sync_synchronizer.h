@@ -118,6 +118,7 @@ private:
     bool cycleRunning = false;
     qint64 cycleNumber = 0;
     VornSyncPass* currentPass = nullptr; // set while synchronizeDirectory runs
+    int m_resetCount = 0;                // of the database, when the tables were cleared for the last time
 
     VornSyncPathCache pathCache;
     VornSyncRenameLocks renames;

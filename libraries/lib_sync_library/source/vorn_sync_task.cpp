@@ -244,6 +244,7 @@ void VornSyncTask::beginRun()
     ++m_runCount;
     m_carriedFiles.clear();
     m_carriedDirectories.clear();
+    m_checkedCopy.reset();
     const VornSyncFileFacts facts = VornSyncFiles::facts(m_sourcePath);
     m_sourceSizeAtStart = facts.isPlainFile ? facts.size : -1;
     m_sourceLmdSecsAtStart = facts.lmdSecs;
@@ -397,9 +398,13 @@ bool VornSyncTask::runSecuredCopy(const QString& source, const QString& destinat
     const bool isCopied = copyFile(source, workingPath, overrideCode);
     // QFile::copy overwrites nothing, so what it has made is ours; left in a local directory, it would be sent.
     isOurs = isOurs || (isCopied && m_expectedDestination);
-    if (isCopied && isCopyComplete(source, workingPath, overrideCode) &&
-        isDestinationAsExpected(destination) && putInPlace(workingPath, destination, overrideCode))
+    VornSyncFileFacts copy;
+    if (isCopied && isCopyComplete(source, workingPath, overrideCode, copy) &&
+        isDestinationAsExpected(destination) && putInPlace(workingPath, destination, overrideCode)) {
+        if (destination == m_destinationPath)
+            m_checkedCopy = copy;
         return true;
+    }
     // A name that could not be tested may hold somebody's file, which the copy has left alone.
     if (isOurs)
         QFile::remove(workingPath);
@@ -465,15 +470,15 @@ bool VornSyncTask::copyFile(const QString& source, const QString& workingPath, S
 }
 
 bool VornSyncTask::isCopyComplete(const QString& source, const QString& workingPath,
-                                  SyncErrorCode overrideCode)
+                                  SyncErrorCode overrideCode, VornSyncFileFacts& copy)
 {
     const VornSyncFileFacts sourceFacts = VornSyncFiles::facts(source);
-    const VornSyncFileFacts workingFacts = VornSyncFiles::facts(workingPath);
+    copy = VornSyncFiles::facts(workingPath);
     // Required: sizes cut to their low 32 bits, in the comparison and in both texts.
     const qint32 sourceSize = qint32(sourceFacts.size);
-    const qint32 workingSize = qint32(workingFacts.size);
+    const qint32 workingSize = qint32(copy.size);
     // Sizes that can't be learnt are both 0.
-    const bool areKnown = sourceFacts.isPlainFile && workingFacts.isPlainFile;
+    const bool areKnown = sourceFacts.isPlainFile && copy.isPlainFile;
     if ((areKnown && sourceSize == workingSize) || VORN_PLANTED(skipSizeCheck))
         return true;
 

@@ -60,6 +60,10 @@ public:
     qint64 sourceLmdSecsAtStart() const { return m_sourceLmdSecsAtStart; }
     qint64 sourceLmdNanosecsAtStart() const { return m_sourceLmdNanosecsAtStart; }
 
+    // What the last run has put in its place: the copy as it was when its size was checked. Nothing for a copy to a fresh
+    // name, which is not checked.
+    const std::optional<VornSyncFileFacts>& checkedCopy() const { return m_checkedCopy; }
+
 signals:
     void errorOccurred(const QString& message);
 
@@ -86,7 +90,8 @@ private:
     bool isDestinationUsable(const QString& destination, VornSyncPresence presence,
                              SyncErrorCode overrideCode);
     bool copyFile(const QString& source, const QString& workingPath, SyncErrorCode overrideCode);
-    bool isCopyComplete(const QString& source, const QString& workingPath, SyncErrorCode overrideCode);
+    bool isCopyComplete(const QString& source, const QString& workingPath, SyncErrorCode overrideCode,
+                        VornSyncFileFacts& copy);
     bool mayRemove(const QString& original, const QString& copy, SyncErrorCode code);
     void recordSizeMismatch(const QString& source, const QString& sourceSize, const QString& copySize,
                             SyncErrorCode code);
@@ -122,6 +127,7 @@ private:
     QStringList m_carriedFiles;
     QStringList m_carriedDirectories;
     std::optional<VornSyncFileFacts> m_expectedDestination;
+    std::optional<VornSyncFileFacts> m_checkedCopy;
 };
 
 Q_DECLARE_METATYPE(pVornSyncTask)

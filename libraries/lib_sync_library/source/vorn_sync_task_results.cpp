@@ -69,11 +69,14 @@ bool VornSyncTaskResults::recordSuccess()
 bool VornSyncTaskResults::recordCopy()
 {
     const VornSyncFileFacts distant = VornSyncFiles::facts(m_task.destinationPath());
+    const VornSyncFileFacts sent = m_task.checkedCopy().value_or(distant);
     // A copy to a fresh name is not checked. One that ended short gets no distant time: the next pass examines such
-    // a row, and sends the file again.
+    // a row, and sends the file again. What is shorter than a checked copy is another workstation's newer version.
     const bool isWhole =
-        distant.isPlainFile && (distant.size >= m_task.sourceSizeAtStart() || VORN_PLANTED(skipSizeCheck));
-    const QDateTime distantLmd = isWhole ? VornSyncTimes::fromSecs(distant.lmdSecs) : QDateTime();
+        sent.isPlainFile && (sent.size >= m_task.sourceSizeAtStart() || VORN_PLANTED(skipSizeCheck));
+    // The share may have gone since.
+    const qint64 distantLmdSecs = distant.isPlainFile ? distant.lmdSecs : sent.lmdSecs;
+    const QDateTime distantLmd = isWhole ? VornSyncTimes::fromSecs(distantLmdSecs) : QDateTime();
     if (m_task.sourceSizeAtStart() >= 0 && !VORN_PLANTED(recordPresent))
         return m_database.recordCopy(m_directoryId, m_fileName, m_task.sourceSizeAtStart(),
                                      VornSyncTimes::fromSecs(m_task.sourceLmdSecsAtStart()), distantLmd);
