@@ -307,14 +307,25 @@ void TestMonitorWindow::textsStandOut()
     };
     const QObject* colours = world.window()->property("theme").value<QObject*>();
     QVERIFY(colours != nullptr);
+    const auto colour = [colours](const char* name) { return colours->property(name).value<QColor>(); };
+    const auto isReadable = [&](const char* text, const char* ground, const QColor& seen) {
+        const double found = contrast(colour(text), seen);
+        return found >= 4.5 ? QString()
+                            : "%1 on %2: %3"_s.arg(QLatin1String(text), QLatin1String(ground)).arg(found);
+    };
+    const QColor accent = colour("accent");
+    const QColor base = colour("base");
+    const auto mixed = [](int upper, int lower) { return qRound(0.16 * upper + 0.84 * lower); };
+    const QColor chosen(mixed(accent.red(), base.red()), mixed(accent.green(), base.green()),
+                        mixed(accent.blue(), base.blue())); // a row that has the focus
     for (const char* text : {"text", "faint", "accent", "good", "bad"}) {
-        for (const char* ground : {"window", "base", "raised"}) {
-            const double found =
-                contrast(colours->property(text).value<QColor>(), colours->property(ground).value<QColor>());
-            QVERIFY2(found >= 4.5,
-                     qPrintable("%1 on %2: %3"_s.arg(QLatin1String(text), QLatin1String(ground)).arg(found)));
-        }
+        for (const char* ground : {"window", "base", "raised"})
+            QCOMPARE(isReadable(text, ground, colour(ground)), QString());
+        QCOMPARE(isReadable(text, "a chosen row", chosen), QString());
     }
+    for (const char* ground : {"hovered", "line"}) // a button under the mouse, and one that is held
+        QCOMPARE(isReadable("text", ground, colour(ground)), QString());
+    QCOMPARE(isReadable("accentText", "accent", accent), QString());
     QCOMPARE(world.complaints(), QString());
 }
 
