@@ -76,6 +76,7 @@ check_documents() {
 }
 
 check_monitor() {
+    local version
     read_page vorn_sync_monitor.1
     same "man: options" "$(options_of)" "$(page_options)"
     same "MONITOR.md: options" "$(options_of | grep -vx -- --help)" "$(table_options docs/MONITOR.md Option)"
