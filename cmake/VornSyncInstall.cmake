@@ -74,4 +74,9 @@ if(TARGET vorn_sync_monitor)
         DESTINATION ${CMAKE_INSTALL_DATADIR}/applications
         COMPONENT monitor
     )
+    # The sign of a mirror at rest, as the window draws it.
+    install(FILES packaging/vorn_sync_monitor.svg
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/icons/hicolor/scalable/apps
+        COMPONENT monitor
+    )
 endif()

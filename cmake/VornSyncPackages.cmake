@@ -131,5 +131,7 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${vorn_sync_runtime_package} (= ${vorn_s
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_MONITOR_PACKAGE_DEPENDS
     "${vorn_sync_runtime_package} (= ${vorn_sync_debian_version}), qml-module-qtquick2, qml-module-qtquick-controls2, qml-module-qtquick-layouts, qml-module-qtquick-templates2, qml-module-qtquick-window2")
+# Qt's own dialogs in the user's language.
+set(CPACK_DEBIAN_MONITOR_PACKAGE_RECOMMENDS qttranslations5-l10n)
 set(CPACK_DEBIAN_MONITOR_PACKAGE_SECTION utils)
 include(CPack)

@@ -12,11 +12,11 @@ packages_qt6="qt6-base-dev libqt6sql6-sqlite qt6-tools-dev qt6-l10n-tools"
 packages_build="$packages_tools $packages_qt5"
 # What the window takes besides, with Qt 5 and with Qt 6.
 packages_window="qtdeclarative5-dev qtquickcontrols2-5-dev qml-module-qtquick2 qml-module-qtquick-controls2
-    qml-module-qtquick-layouts qml-module-qtquick-templates2 qml-module-qtquick-window2"
+    qml-module-qtquick-layouts qml-module-qtquick-templates2 qml-module-qtquick-window2 qttranslations5-l10n"
 # shellcheck disable=SC2034
 packages_window_qt6="qt6-declarative-dev qml6-module-qtquick qml6-module-qtquick-controls qml6-module-qtquick-layouts
     qml6-module-qtquick-templates qml6-module-qtquick-window qml6-module-qtqml qml6-module-qtqml-models
-    qml6-module-qtqml-workerscript"
+    qml6-module-qtqml-workerscript qt6-translations-l10n"
 # What the tests use besides, those of the window among them.
 # shellcheck disable=SC2034
 packages_test="$packages_window binutils pkg-config sqlite3 util-linux mount procps samba smbclient smbnetfs bindfs

@@ -2,10 +2,11 @@
 # Makes the Debian packages, those of the library for either Qt, has lintian look at them, and tries them in a root of
 # their own.
 #
-# usage: scripts/package.sh [--abi REVISION] [DIRECTORY]     default: build/package/debs
+# usage: scripts/package.sh [--abi REVISION] [--bare] [DIRECTORY]     default: build/package/debs
 #
 # --abi compares the library with the one of that revision (a tag); without it, with the last tag before this commit,
-# where there is one. An incompatible change under the same SONAME fails.
+# where there is one. An incompatible change under the same SONAME fails. --bare tries the packages in a root with
+# nothing but Debian's base system, too, which takes minutes and the network.
 set -euo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
@@ -18,12 +19,17 @@ if [ "${1:-}" = --abi ]; then
     revision=${2:?"--abi needs a revision"}
     shift 2
 fi
+bare=
+if [ "${1:-}" = --bare ]; then
+    bare=1
+    shift
+fi
 build=build/package
 declare -A library_of=([5]=lib_sync_library.so [6]=lib_sync_library_qt6.so)
 debs=$(realpath -m "${1:-$build/debs}")
 
 # shellcheck disable=SC2086 # lists of packages
-install_missing $packages_build $packages_qt6 $packages_window $packages_package
+install_missing $packages_build $packages_qt6 $packages_window $packages_package ${bare:+debootstrap}
 
 # configure SOURCE BUILD QT: what Debian builds its packages with. The programs are packed with Qt 5 alone. Debug
 # symbols are for the comparison alone, and a fifth of the time: cpack strips them.
@@ -100,6 +106,7 @@ fi
 
 if [ "$(id -u)" -eq 0 ]; then
     tests/package/test_debs.sh "$debs"
+    [ -z "$bare" ] || tests/package/test_debs.sh --bare "$debs"
 else
     say "not tried in a root of their own: that needs root"
 fi

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# What vorn_sync says of itself stands in its manual page and in the completions, and nothing else does.
+# What vorn_sync says of itself stands in its manual page, in the completions and in the README, and nothing else does.
 #
-# usage: test_manual.sh man|bash|zsh|fish|monitor PROGRAM PACKAGING-DIRECTORY     monitor: the manual page of the window
+# usage: test_manual.sh man|bash|zsh|fish|documents|monitor PROGRAM PACKAGING-DIRECTORY
+#        monitor: the manual page of the window, and its own document
 set -euo pipefail
 
 what=$1
@@ -59,9 +60,28 @@ check_man() {
     grep -qF "VornSync $("$program" --version | cut -d ' ' -f 2)" "$work/page" || fail "another version"
 }
 
+# The first column of the table with that head in a document.
+table() { sed -n "/^| $2 |/,/^\$/p" "$packaging/../$1" | tail -n +3 | cut -d '|' -f 2; }
+table_options() { table "$@" | grep -oE -- '--[a-z-]+'; }
+
+check_documents() {
+    local command
+    same "README: options of mirror" "$(options_of mirror | grep -vx -- --help)" "$(table_options README.md option)"
+    same "README: commands" "$(printf '%s\n' "${commands[@]}" | grep -vx mirror)" \
+        "$(table README.md command | grep -oE '`[a-z-]+' | tr -d '`')"
+    # Whatever a document tells to type is a command.
+    while IFS= read -r command; do
+        [[ " ${commands[*]} " == *" $command "* ]] || fail "the documents know a command '$command'"
+    done < <(grep -ohE '\bvorn_sync [a-z][a-z-]*' "$packaging"/../*.md "$packaging"/../docs/*.md | cut -d ' ' -f 2 | sort -u)
+}
+
 check_monitor() {
+    local version
     read_page vorn_sync_monitor.1
     same "man: options" "$(options_of)" "$(page_options)"
+    same "MONITOR.md: options" "$(options_of | grep -vx -- --help)" "$(table_options docs/MONITOR.md Option)"
+    version=$(sed -n 's/^\.TH VORN_SYNC 1 .*"VornSync \(.*\)" .*/\1/p' "$packaging/vorn_sync.1")
+    grep -qF "VornSync $version" "$work/page" || fail "another version than vorn_sync.1"
 }
 
 check_bash() {

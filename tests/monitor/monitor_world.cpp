@@ -1,6 +1,6 @@
 #include "monitor_world.h"
 
-#include "vorn_cli_locale.h"
+#include "vorn_monitor_command.h"
 
 #include <QCoreApplication>
 #include <QTranslator>
@@ -35,8 +35,7 @@ MonitorWorld::MonitorWorld(const QString& language)
     , m_distant(m_world.makeDirectory(QStringLiteral("distant")))
     , m_language(language)
 {
-    VornCliLocale::installCatalogue(QStringLiteral("vorn_sync"), language);
-    VornCliLocale::installCatalogue(QStringLiteral("vorn_sync_monitor"), language);
+    VornMonitorCommand::installCatalogues(language);
 }
 
 MonitorWorld::~MonitorWorld()

@@ -10,6 +10,8 @@ class TestMonitorAnswers : public QObject
     Q_OBJECT
 
 private slots:
+    void thePermittedAnswersAreTheOnlyButtons_data();
+    void thePermittedAnswersAreTheOnlyButtons();
     void acknowledging();
     void restoring();
     void deletingToTrash();
@@ -24,12 +26,65 @@ private slots:
 
 private:
     static bool showGroup(MonitorWorld* world, const QString& key);
+    static void gatherButtons(const QQuickItem* item, QStringList* texts);
 };
 
 // The page of the errors, and the tab of a group on it.
 bool TestMonitorAnswers::showGroup(MonitorWorld* world, const QString& key)
 {
     return world->click("errorsTab"_s) && world->click(key + QLatin1String("Tab"));
+}
+
+// The texts of all buttons and tabs that can be seen below the item.
+void TestMonitorAnswers::gatherButtons(const QQuickItem* item, QStringList* texts)
+{
+    if (!item->isVisible())
+        return;
+    if (item->inherits("QQuickAbstractButton"))
+        texts->append(item->property("text").toString());
+    const QList<QQuickItem*> children = item->childItems();
+    for (const QQuickItem* child : children)
+        gatherButtons(child, texts);
+}
+
+void TestMonitorAnswers::thePermittedAnswersAreTheOnlyButtons_data()
+{
+    QTest::addColumn<int>("code");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QStringList>("buttons");
+    QTest::newRow("the distant copy is gone")
+        << 15 << kUpToDateInError
+        << QStringList{"Restore or delete (1)"_s, "Restore all…"_s, "Delete all to trash…"_s, "Restore"_s,
+                       "Delete to trash"_s};
+    QTest::newRow("it has become smaller")
+        << 7 << kUpToDateInError
+        << QStringList{"Compare and send over (1)"_s, "Send all over…"_s, "Send over"_s};
+    QTest::newRow("the local file is gone")
+        << 2 << kUpToDateInError << QStringList{"Acknowledge (1)"_s, "Acknowledge all…"_s, "Acknowledge"_s};
+    const QStringList retry{"Retry (1)"_s, "Retry all…"_s, "Retry"_s};
+    for (const int code : {1, 6, 7, 14}) // the model is asked for all
+        QTest::addRow("an operation failed with code %d", code) << code << kSyncingInError << retry;
+}
+
+void TestMonitorAnswers::thePermittedAnswersAreTheOnlyButtons()
+{
+    QFETCH(const int, code);
+    QFETCH(const int, status);
+    QFETCH(const QStringList, buttons);
+    MonitorWorld world;
+    QVERIFY(world.mirror({"file.doc"_s}));
+    QVERIFY(world.plantError("file.doc"_s, code, status));
+    QVERIFY(world.open());
+    QVERIFY(world.click("errorsTab"_s));
+    QVERIFY(world.await("errorRow"_s) != nullptr);
+    QStringList found;
+    gatherButtons(world.window()->contentItem(), &found);
+    QStringList expected{"&Synchronise now"_s, "&Pause"_s, "&Overview"_s, "&Files in error (1)"_s, "&Log"_s};
+    expected += buttons;
+    found.sort();
+    expected.sort();
+    QCOMPARE(found, expected);
+    QCOMPARE(world.complaints(), QString());
 }
 
 void TestMonitorAnswers::acknowledging()
@@ -194,6 +249,9 @@ void TestMonitorAnswers::eachAnswerForAll_data()
     QTest::newRow("send over") << "compare"_s
                                << "retryAllButton"_s << 7 << kUpToDateInError
                                << "Send 3 local files over their distant copies, which may be newer?"_s << 17;
+    QTest::newRow("delete to trash") << "restore"_s
+                                     << "trashAllButton"_s << 15 << kUpToDateInError
+                                     << "Move 3 local files to the trash?"_s << 33;
     QTest::newRow("retry") << "retry"_s
                            << "retryAllButton"_s << 5 << kSyncingInError << "Try 3 failed operations again?"_s
                            << 20;
@@ -220,6 +278,9 @@ void TestMonitorAnswers::eachAnswerForAll()
     QVERIFY(world.click(button));
     QVERIFY(world.await("question"_s) != nullptr);
     QCOMPARE(world.textOf("question"_s), question);
+    QCOMPARE(world.manager().errorCount(), 4); // nothing before the answer
+    for (const QString& name : names)
+        QCOMPARE(world.statusOf(name), status);
     QVERIFY(world.click("yesButton"_s));
     QTRY_COMPARE_WITH_TIMEOUT(world.manager().errorCount(), 1, kWaitMs);
     for (const QString& name : names)

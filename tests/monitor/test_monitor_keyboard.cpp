@@ -3,6 +3,8 @@
 #include "vorn_monitor_tray.h"
 
 #include <QAccessible>
+#include <QDir>
+#include <QFile>
 #include <QQmlEngine>
 #include <QSet>
 #include <QSignalSpy>
@@ -23,6 +25,7 @@ private slots:
     void longListsAreWalked();
     void everythingHasAName_data();
     void everythingHasAName();
+    void whatCouldNotBeDoneHasAName();
     void screenReaderPressesAButton();
 
 private:
@@ -212,7 +215,7 @@ bool isInteractive(QAccessible::Role role)
 {
     return role == QAccessible::Button || role == QAccessible::PageTab || role == QAccessible::PageTabList ||
            role == QAccessible::List || role == QAccessible::ListItem || role == QAccessible::ProgressBar ||
-           role == QAccessible::Dialog;
+           role == QAccessible::Dialog || role == QAccessible::EditableText;
 }
 
 void walk(QAccessibleInterface* interface, Found* found)
@@ -230,24 +233,53 @@ void walk(QAccessibleInterface* interface, Found* found)
         walk(interface->child(i), found);
 }
 
+// Which of the names are missing in the window, once all that is shown of it has come.
+QString lacking(MonitorWorld* world, const QStringList& names, Found* found)
+{
+    *found = Found();
+    walk(QAccessible::queryAccessibleInterface(world->window()), found);
+    QStringList rest;
+    for (const QString& name : names) {
+        if (!found->names.contains(name))
+            rest << name;
+    }
+    return rest.join(", "_s);
+}
+
 } // namespace
 
 void TestMonitorKeyboard::everythingHasAName_data()
 {
     QTest::addColumn<int>("key");
+    QTest::addColumn<QString>("button"); // that is clicked then
     QTest::addColumn<QStringList>("names");
-    const QStringList top{"VornSync"_s, "State: 2 files in error"_s, "Synchronise now"_s,
-                          "Pause"_s,    "Up to date: 1"_s,           "In error: 2"_s,
-                          "Overview"_s, "Files in error (2)"_s,      "Log"_s};
-    QTest::newRow("overview") << int(Qt::Key_1)
+    const QStringList top{"VornSync"_s, "State: 4 files in error"_s, "Synchronise now"_s,
+                          "Pause"_s,    "Up to date: 1"_s,           "In error: 4"_s,
+                          "Overview"_s, "Files in error (4)"_s,      "Log"_s};
+    QTest::newRow("overview") << int(Qt::Key_1) << QString()
                               << top + QStringList{"Pairs"_s, "Add a pair…"_s, "Pause the pair docs"_s,
-                                                   "Remove the pair docs"_s};
-    QTest::newRow("errors") << int(Qt::Key_2)
-                            << top + QStringList{"Restore or delete (1)"_s, "Acknowledge (1)"_s,
-                                                 "Restore all…"_s, "Restore: lost.doc"_s,
-                                                 "Delete to trash: lost.doc"_s};
+                                                   "Remove the pair docs"_s, "Recent operations"_s};
+    const QStringList errors =
+        top + QStringList{"What you may do"_s, "Restore or delete (1)"_s, "Compare and send over (1)"_s,
+                          "Acknowledge (1)"_s, "Retry (1)"_s};
+    QTest::newRow("restore") << int(Qt::Key_2) << QString()
+                             << errors + QStringList{"Restore or delete"_s, "Restore all…"_s,
+                                                     "Delete all to trash…"_s, "Restore: lost.doc"_s,
+                                                     "Delete to trash: lost.doc"_s};
+    QTest::newRow("compare") << int(Qt::Key_2) << "compareTab"_s
+                             << errors + QStringList{"Compare and send over"_s, "Send all over…"_s,
+                                                     "Send over: shrunk.doc"_s};
+    QTest::newRow("acknowledge") << int(Qt::Key_2) << "acknowledgeTab"_s
+                                 << errors + QStringList{"Acknowledge all…"_s, "Acknowledge: gone.doc"_s};
+    QTest::newRow("retry") << int(Qt::Key_2) << "retryTab"_s
+                           << errors + QStringList{"Retry all…"_s, "Retry: failed.doc"_s};
+    QTest::newRow("a question") << int(Qt::Key_2) << "trashAllButton"_s
+                                << QStringList{"Delete to trash"_s, "Move 1 local file to the trash?"_s,
+                                               "Cancel"_s};
+    QTest::newRow("a removal") << int(Qt::Key_1) << "removePairButton"_s
+                               << QStringList{"Stop mirroring"_s, "Cancel"_s};
     QTest::newRow("a new pair")
-        << int(Qt::Key_N)
+        << int(Qt::Key_N) << QString()
         << QStringList{"Add a pair"_s,
                        "Local directory, whose files are sent"_s,
                        "Choose: Local directory, whose files are sent"_s,
@@ -256,33 +288,45 @@ void TestMonitorKeyboard::everythingHasAName_data()
                        "Name of the pair"_s,
                        "Add"_s,
                        "Cancel"_s};
-    QTest::newRow("log") << int(Qt::Key_3) << top + QStringList{"What has happened"_s};
+    QTest::newRow("log") << int(Qt::Key_3) << QString() << top + QStringList{"What has happened"_s};
 }
 
 void TestMonitorKeyboard::everythingHasAName()
 {
     QFETCH(const int, key);
+    QFETCH(const QString, button);
     QFETCH(const QStringList, names);
     MonitorWorld world;
-    QVERIFY(world.mirror({"lost.doc"_s, "gone.doc"_s, "old.doc"_s}));
+    QVERIFY(world.mirror({"lost.doc"_s, "gone.doc"_s, "shrunk.doc"_s, "failed.doc"_s, "old.doc"_s}));
+    QVERIFY(world.plantError("shrunk.doc"_s, 7, kUpToDateInError));
+    QVERIFY(world.plantError("failed.doc"_s, 6, kSyncingInError));
     QVERIFY(world.plantError("lost.doc"_s, 15, kUpToDateInError));
     QVERIFY(world.plantError("gone.doc"_s, 2, kUpToDateInError));
     QVERIFY(world.local().remove("gone.doc"_s));
     QVERIFY(world.open());
     world.press(Qt::Key(key), Qt::ControlModifier);
+    QVERIFY(button.isEmpty() || world.click(button));
     Found found;
-    const auto lacking = [&] {
-        found = Found();
-        walk(QAccessible::queryAccessibleInterface(world.window()), &found);
-        QStringList rest;
-        for (const QString& name : names) {
-            if (!found.names.contains(name))
-                rest << name;
-        }
-        return rest.join(", "_s);
-    };
-    QTRY_COMPARE_WITH_TIMEOUT(lacking(), QString(), kWaitMs);
+    QTRY_COMPARE_WITH_TIMEOUT(lacking(&world, names, &found), QString(), kWaitMs);
     QVERIFY(found.interactive >= 8);
+    QCOMPARE(found.unnamed, QStringList());
+    QCOMPARE(world.complaints(), QString());
+}
+
+void TestMonitorKeyboard::whatCouldNotBeDoneHasAName()
+{
+    MonitorWorld world;
+    QVERIFY(world.mirror({"old.doc"_s}));
+    QVERIFY(world.open());
+    const QString list = world.world().statePath() + "/pairs.json"_s;
+    QVERIFY(QFile::remove(list) && QDir().mkpath(list)); // the removal can't be remembered
+    QVERIFY(world.click("removePairButton"_s));
+    QVERIFY(world.click("yesButton"_s));
+    QVERIFY(world.await("message"_s) != nullptr);
+    Found found;
+    QTRY_COMPARE_WITH_TIMEOUT(
+        lacking(&world, {"Stop mirroring"_s, world.textOf("message"_s), "Close"_s}, &found), QString(),
+        kWaitMs);
     QCOMPARE(found.unnamed, QStringList());
     QCOMPARE(world.complaints(), QString());
 }

@@ -1,9 +1,13 @@
 #include "monitor_world.h"
 
+#include "vorn_cli_locale.h"
+
 #include <QApplication>
 #include <QFile>
 #include <QFileDialog>
+#include <QLabel>
 #include <QLineEdit>
+#include <QTranslator>
 
 using namespace VornSyncTest;
 
@@ -40,6 +44,7 @@ private slots:
     void whatIsAddedInAPauseWaitsForItsEnd();
     void whatCannotBeRememberedIsNotMirrored();
     void choosingADirectory();
+    void choosingADirectoryInFrench();
     void removingAsksAndTouchesNoFile();
     void removingByKeysAlone();
     void aRemovalThatFailsIsTold();
@@ -383,6 +388,30 @@ void TestMonitorPairs::choosingADirectory()
     QCOMPARE(world.textOf("nameField"_s), "photos"_s);
     QCOMPARE(world.textOf("distantField"_s), QString());
     QTRY_VERIFY_WITH_TIMEOUT(picker() == nullptr, kWaitMs);
+    QCOMPARE(world.complaints(), QString());
+}
+
+// The desktop's dialog; where it has none, Qt's own, with Qt's own catalogue.
+void TestMonitorPairs::choosingADirectoryInFrench()
+{
+    const bool isCatalogueThere = VornCliLocale::installQtCatalogue("fr"_s);
+    const QList<QTranslator*> catalogues = QCoreApplication::instance()->findChildren<QTranslator*>();
+    qDeleteAll(catalogues);
+    if (!isCatalogueThere)
+        QSKIP("Qt's own catalogue (qttranslations5-l10n, qt6-translations-l10n) is missing.");
+    MonitorWorld world("fr"_s);
+    QVERIFY(world.mirror({"old.doc"_s}));
+    QVERIFY(world.open());
+    QVERIFY(world.click("addPairButton"_s));
+    QVERIFY(world.click("localChooseButton"_s));
+    const auto label = [](const char* name) {
+        const QWidget* dialog = QApplication::activeModalWidget();
+        const auto* found = dialog == nullptr ? nullptr : dialog->findChild<QLabel*>(QLatin1String(name));
+        return found == nullptr ? QString() : found->text();
+    };
+    QTRY_COMPARE_WITH_TIMEOUT(label("fileNameLabel"), "Répertoire :"_s, kWaitMs);
+    QCOMPARE(label("lookInLabel"), "Voir dans :"_s);
+    QApplication::activeModalWidget()->close();
     QCOMPARE(world.complaints(), QString());
 }
 

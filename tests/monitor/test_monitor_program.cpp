@@ -24,6 +24,7 @@ class TestMonitorProgram : public QObject
 private slots:
     void init();
     void refusesToRunBesideAMirrorInATerminal();
+    void refusesInFrench();
     void aMirrorInATerminalRefusesToRunBesideIt();
     void refusesWhatMakesNoSense_data();
     void refusesWhatMakesNoSense();
@@ -82,6 +83,20 @@ void TestMonitorProgram::refusesToRunBesideAMirrorInATerminal()
     QVERIFY(terminal.isRunning());
     QVERIFY(terminal.sendSignal(SIGTERM));
     QCOMPARE(terminal.waitForEnd().exitCode, 0);
+}
+
+// A desktop shows this in a dialog: it has the window's language.
+void TestMonitorProgram::refusesInFrench()
+{
+    CliProcess terminal;
+    QVERIFY(terminal.start(m_world->mirrorArguments(pair()), m_world->environment()));
+    QVERIFY(isMirrored("a.doc"_s));
+    CliProcess monitor;
+    QVERIFY(startMonitor(&monitor, {"--lang"_s, "fr"_s}));
+    const CliResult refused = monitor.waitForEnd();
+    QVERIFY2(refused.exitCode == 5, qPrintable(refused.words()));
+    const QByteArray reason = "est utilisé par le processus " + QByteArray::number(terminal.processId());
+    QVERIFY2(refused.err.contains(reason), qPrintable(refused.words()));
 }
 
 void TestMonitorProgram::aMirrorInATerminalRefusesToRunBesideIt()

@@ -32,10 +32,12 @@ private slots:
     void longNamesAreElidedAndTold();
     void fitsASmallScreen();
     void followsTheTheme();
+    void followsTheDesktop();
     void textsStandOut_data();
     void textsStandOut();
     void isMirroredFromRightToLeft();
     void trayTellsTheStateAndActs();
+    void trayHasASignForEachState();
     void livesInTheTray();
     void commandsReachTheWindow();
     void speaksFrench();
@@ -307,14 +309,25 @@ void TestMonitorWindow::textsStandOut()
     };
     const QObject* colours = world.window()->property("theme").value<QObject*>();
     QVERIFY(colours != nullptr);
+    const auto colour = [colours](const char* name) { return colours->property(name).value<QColor>(); };
+    const auto isReadable = [&](const char* text, const char* ground, const QColor& seen) {
+        const double found = contrast(colour(text), seen);
+        return found >= 4.5 ? QString()
+                            : "%1 on %2: %3"_s.arg(QLatin1String(text), QLatin1String(ground)).arg(found);
+    };
+    const QColor accent = colour("accent");
+    const QColor base = colour("base");
+    const auto mixed = [](int upper, int lower) { return qRound(0.16 * upper + 0.84 * lower); };
+    const QColor chosen(mixed(accent.red(), base.red()), mixed(accent.green(), base.green()),
+                        mixed(accent.blue(), base.blue())); // a row that has the focus
     for (const char* text : {"text", "faint", "accent", "good", "bad"}) {
-        for (const char* ground : {"window", "base", "raised"}) {
-            const double found =
-                contrast(colours->property(text).value<QColor>(), colours->property(ground).value<QColor>());
-            QVERIFY2(found >= 4.5,
-                     qPrintable("%1 on %2: %3"_s.arg(QLatin1String(text), QLatin1String(ground)).arg(found)));
-        }
+        for (const char* ground : {"window", "base", "raised"})
+            QCOMPARE(isReadable(text, ground, colour(ground)), QString());
+        QCOMPARE(isReadable(text, "a chosen row", chosen), QString());
     }
+    for (const char* ground : {"hovered", "line"}) // a button under the mouse, and one that is held
+        QCOMPARE(isReadable("text", ground, colour(ground)), QString());
+    QCOMPARE(isReadable("accentText", "accent", accent), QString());
     QCOMPARE(world.complaints(), QString());
 }
 
@@ -330,6 +343,22 @@ void TestMonitorWindow::followsTheTheme()
     }
     QVERIFY(colours.at(0).lightness() > 200);
     QVERIFY(colours.at(1).lightness() < 60);
+}
+
+void TestMonitorWindow::followsTheDesktop()
+{
+    const QPalette before = QGuiApplication::palette();
+    QGuiApplication::setPalette(QPalette(QColor(0x20, 0x20, 0x20)));
+    {
+        MonitorWorld world;
+        QVERIFY(world.mirror({"old.doc"_s}));
+        QVERIFY(world.open());
+        QTRY_VERIFY_WITH_TIMEOUT(world.window()->color().lightness() < 60, kWaitMs);
+        QGuiApplication::setPalette(QPalette(QColor(0xf0, 0xf0, 0xf0))); // in the morning
+        QTRY_VERIFY_WITH_TIMEOUT(world.window()->color().lightness() > 200, kWaitMs);
+        QCOMPARE(world.complaints(), QString());
+    }
+    QGuiApplication::setPalette(before);
 }
 
 void TestMonitorWindow::isMirroredFromRightToLeft()
@@ -380,6 +409,42 @@ void TestMonitorWindow::trayTellsTheStateAndActs()
     const QSignalSpy quits(&tray, &VornMonitorTray::quitRequested);
     action("trayQuit"_s)->trigger();
     QCOMPARE(quits.count(), 1);
+    QCOMPARE(world.complaints(), QString());
+}
+
+void TestMonitorWindow::trayHasASignForEachState()
+{
+    using State = VornMonitorStatus::State;
+    const auto sign = [](State state) { return VornMonitorIcon::icon(state).pixmap(32, 32).toImage(); };
+    QVector<QImage> signs;
+    for (const State state :
+         {State::UpToDate, State::Working, State::Paused, State::Away, State::Attention}) {
+        QVERIFY(!signs.contains(sign(state)));
+        signs.append(sign(state));
+    }
+
+    MonitorWorld world;
+    QVERIFY(world.mirror({"lost.doc"_s, "old.doc"_s}));
+    QVERIFY(world.plantError("lost.doc"_s, 15, kUpToDateInError));
+    QVERIFY(world.open());
+    const VornMonitorTray& tray = *world.monitor().tray();
+    const auto image = [&tray] { return tray.icon().icon().pixmap(32, 32).toImage(); };
+    QTRY_COMPARE_WITH_TIMEOUT(tray.icon().toolTip(), "VornSync: 1 file in error"_s, kWaitMs);
+    QCOMPARE(image(), sign(State::Attention));
+
+    QStringList told;
+    connect(world.host().status(), &VornMonitorStatus::changed, &tray, [&] {
+        if (image() == sign(State::Working))
+            told << tray.icon().toolTip();
+    });
+    world.manager().retrySync("docs"_s, "lost.doc"_s);
+    QTRY_COMPARE_WITH_TIMEOUT(tray.icon().toolTip(), "VornSync: Everything is up to date"_s, kWaitMs);
+    QCOMPARE(image(), sign(State::UpToDate));
+    QVERIFY2(told.contains("VornSync: 1 operation to go"_s), qPrintable(told.join(QLatin1Char('\n'))));
+
+    QVERIFY(QDir().rename(world.distant().path(), world.distant().path() + ".away"_s));
+    QTRY_COMPARE_WITH_TIMEOUT(tray.icon().toolTip(), "VornSync: A directory is not there"_s, kWaitMs);
+    QCOMPARE(image(), sign(State::Away));
     QCOMPARE(world.complaints(), QString());
 }
 

@@ -3,7 +3,10 @@
 # else sees; mirrors with the command-line host, builds the small host in both ways with each Qt, does what the documents
 # tell a newcomer to do, and removes them again.
 #
-# usage: test_debs.sh DIRECTORY     as root
+# usage: test_debs.sh [--bare] DIRECTORY     as root
+#
+# --bare takes a root with nothing but Debian's base system and lets apt install what the packages depend on, so that
+# what they do not name is missing. That needs debootstrap, the network, some minutes and 3 GB in $TMPDIR.
 set -euo pipefail
 
 fail() { printf 'FAIL: %s\n' "$*" >&2; exit 1; }
@@ -72,6 +75,35 @@ shows_window() {
     wait "$monitor" || fail "the window ended with $?"
 }
 
+# What who has installed only the programs can do.
+uses_programs() {
+    local icon
+    uses_package /usr/bin/vorn_sync lib-sync-library1
+    mirrors vorn_sync mirror --once --state state local distant
+    if [ -e /usr/bin/vorn_sync_monitor ]; then
+        uses_package /usr/bin/vorn_sync_monitor lib-sync-library1
+        shows_window
+        icon=$(sed -n 's/^Icon=//p' /usr/share/applications/vorn_sync_monitor.desktop)
+        [ -e "/usr/share/icons/hicolor/scalable/apps/$icon.svg" ] || fail "the menu shows an icon that is not there: $icon"
+    fi
+}
+
+# by_apt PACKAGE...: with what they depend on, and nothing that is only recommended.
+by_apt() {
+    DEBIAN_FRONTEND=noninteractive apt-get -qq -y -o Dpkg::Use-Pty=0 --no-install-recommends install "$@" \
+        >"$work/install.log" 2>&1 || { cat "$work/install.log"; fail "apt-get install $*"; }
+}
+
+# In the bare root: first the programs alone, then what a developer needs, as the documents name it.
+installs_bare() {
+    apt-get -qq update
+    by_apt "$debs"/lib-sync-library1_*.deb "$debs"/vorn-sync*.deb
+    uses_programs
+    # shellcheck disable=SC2046 # names of packages
+    by_apt "$debs"/*.deb g++ cmake make pkg-config python3 man-db systemd \
+        $(sed -n 's/^| what the QML host .*| `\(.*\)` | `\(.*\)` |$/\1 \2/p' "$source/EMBEDDING.md")
+}
+
 inside() {
     local debs=$1 source=$2 work files status=0
     local -a packages
@@ -79,23 +111,21 @@ inside() {
     work=$(mktemp -d)
     # What a build tree left in the environment must not help.
     unset CMAKE_PREFIX_PATH PKG_CONFIG_PATH LD_LIBRARY_PATH
-    dpkg --install "$debs"/*.deb >"$work/install.log" 2>&1 || { cat "$work/install.log"; fail "dpkg --install"; }
+    if [ -n "${bare:-}" ]; then
+        installs_bare
+    else
+        dpkg --install "$debs"/*.deb >"$work/install.log" 2>&1 || { cat "$work/install.log"; fail "dpkg --install"; }
+    fi
     files=$(dpkg --verify "${packages[@]}")
     [ -z "$files" ] || fail "dpkg --verify: $files"
 
-    uses_package /usr/bin/vorn_sync lib-sync-library1
-    mirrors vorn_sync mirror --once --state state local distant
+    uses_programs
     man --where vorn_sync >/dev/null || fail "no manual page"
     mkdir "$work/run"
     XDG_RUNTIME_DIR=$work/run systemd-analyze --user verify vorn_sync.service 2>"$work/verify" || status=$?
     if [ "$status" -ne 0 ] || grep -q vorn_sync "$work/verify"; then
         cat "$work/verify"
         fail "systemd-analyze verify"
-    fi
-
-    if [ -e /usr/bin/vorn_sync_monitor ]; then
-        uses_package /usr/bin/vorn_sync_monitor lib-sync-library1
-        shows_window
     fi
 
     builds_hosts lib-sync-library1 VornSync vornsync
@@ -127,21 +157,35 @@ if [ "$1" = --inside ]; then
     exit
 fi
 
+bare=
+if [ "$1" = --bare ]; then
+    bare=1
+    shift
+    command -v debootstrap >/dev/null || fail "debootstrap is missing"
+fi
 debs=$(realpath "$1")
 layer=$(mktemp -d)
 trap 'rm -rf "$layer"' EXIT
-export debs layer here
+export debs layer here bare
 # In a name space of its own, so that everything is unmounted with it.
 # shellcheck disable=SC2016 # expanded by the inner shell
 unshare --mount --propagation private bash -euc '
-    mount -t tmpfs layer "$layer"
-    mkdir "$layer/upper" "$layer/work" "$layer/root"
-    mount -t overlay overlay -o "lowerdir=/,upperdir=$layer/upper,workdir=$layer/work" "$layer/root"
+    if [ -n "$bare" ]; then
+        mkdir "$layer/root"
+        debootstrap --variant=minbase "$(. /etc/os-release && echo "$VERSION_CODENAME")" "$layer/root" >"$layer/log" ||
+            { tail -n 20 "$layer/log"; exit 1; }
+        cp /etc/resolv.conf /etc/hosts "$layer/root/etc"
+        cp -r /etc/apt/apt.conf.d/. "$layer/root/etc/apt/apt.conf.d"
+    else
+        mount -t tmpfs layer "$layer"
+        mkdir "$layer/upper" "$layer/work" "$layer/root"
+        mount -t overlay overlay -o "lowerdir=/,upperdir=$layer/upper,workdir=$layer/work" "$layer/root"
+    fi
     mount --rbind /proc "$layer/root/proc"
     mount --rbind /dev "$layer/root/dev"
     mount -t tmpfs tmp "$layer/root/tmp"
     mkdir "$layer/root/tmp/debs" "$layer/root/tmp/source"
     cp "$debs"/*.deb "$layer/root/tmp/debs"
     cp -r "$here"/. "$here/../../scripts/newcomer.py" "$here/../../docs/EMBEDDING.md" "$layer/root/tmp/source"
-    chroot "$layer/root" env -C /tmp bash /tmp/source/test_debs.sh --inside /tmp/debs /tmp/source
+    chroot "$layer/root" env -u TMPDIR -C /tmp bash /tmp/source/test_debs.sh --inside /tmp/debs /tmp/source
 '

@@ -1,11 +1,13 @@
 #include "vorn_cli_locale.h"
 
 #include <QCoreApplication>
+#include <QLibraryInfo>
 #include <QTranslator>
 
 #include <clocale>
 #include <cstring>
 #include <langinfo.h>
+#include <memory>
 
 // Of a static library; the macro can't stand in a namespace.
 static void initCatalogues()
@@ -32,6 +34,27 @@ QByteArray& chosenLocale()
 {
     static QByteArray value = messageLocale();
     return value;
+}
+
+// Qt 6 has another name for it; the int prefers that where it is there.
+template<typename Info>
+auto translationsPath(int /*preferred*/) -> decltype(Info::path(Info::TranslationsPath))
+{
+    return Info::path(Info::TranslationsPath);
+}
+
+template<typename Info> QString translationsPath(long /*otherwise*/)
+{
+    return Info::location(Info::TranslationsPath);
+}
+
+bool install(const QString& file, const QString& directory)
+{
+    auto catalogue = std::make_unique<QTranslator>();
+    if (!catalogue->load(file, directory))
+        return false;
+    catalogue->setParent(QCoreApplication::instance());
+    return QCoreApplication::installTranslator(catalogue.release());
 }
 
 } // namespace
@@ -64,10 +87,12 @@ QString environmentLanguage()
 bool installCatalogue(const QString& program, const QString& language)
 {
     initCatalogues();
-    auto* catalogue = new QTranslator(QCoreApplication::instance());
-    if (!catalogue->load(QStringLiteral(":/translations/%1_%2.qm").arg(program, language)))
-        return false;
-    return QCoreApplication::installTranslator(catalogue);
+    return install(QStringLiteral("%1_%2.qm").arg(program, language), QStringLiteral(":/translations"));
+}
+
+bool installQtCatalogue(const QString& language)
+{
+    return install(QStringLiteral("qtbase_%1.qm").arg(language), translationsPath<QLibraryInfo>(0));
 }
 
 } // namespace VornCliLocale

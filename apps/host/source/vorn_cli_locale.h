@@ -17,5 +17,7 @@ QString environmentLanguage();
 
 // Installs the program's catalogue of one of languages() in the application.
 bool installCatalogue(const QString& program, const QString& language);
+// Installs that of Qt's own dialogs; false: it is not on this machine.
+bool installQtCatalogue(const QString& language);
 
 } // namespace VornCliLocale

@@ -41,8 +41,7 @@ int VornCliMirror::lockState()
     // Looked at before anything is created: a mistyped command leaves no state directory behind.
     if (!m_options.mayStartEmpty() && m_options.pairs().isEmpty() && m_pairList.load() &&
         m_pairList.pairs().isEmpty()) {
-        return fail(kExitUsage, QStringLiteral("No pair is given, and none is remembered in '%1'.")
-                                    .arg(printable(m_state.path())));
+        return fail(kExitUsage, qtTrId("vorn_sync_no_pair").arg(printable(m_state.path())));
     }
     switch (m_state.lock()) {
     case VornCliStateDirectory::LockResult::Locked:
@@ -141,7 +140,7 @@ int VornCliMirror::chooseAlias(QStringList* taken, VornCliPair* pair)
     if (!known.isEmpty()) {
         if (!pair->alias.isEmpty() && pair->alias != known) {
             return fail(kExitUsage,
-                        QStringLiteral("'%1' is known under the alias '%2', not '%3'.")
+                        qtTrId("vorn_sync_local_known")
                             .arg(printable(pair->local), printable(known), printable(pair->alias)));
         }
         pair->alias = known;
@@ -150,9 +149,7 @@ int VornCliMirror::chooseAlias(QStringList* taken, VornCliPair* pair)
     if (!pair->alias.isEmpty()) {
         if (m_pairList.byAlias(pair->alias) == nullptr && !m_session->isKnownAlias(pair->alias))
             return kExitOk;
-        return fail(
-            kExitUsage,
-            QStringLiteral("The alias '%1' belongs to another local directory.").arg(printable(pair->alias)));
+        return fail(kExitUsage, qtTrId("vorn_sync_alias_taken").arg(printable(pair->alias)));
     }
     do {
         pair->alias = VornCliPairList::freeAlias(pair->local, *taken);

@@ -2,6 +2,7 @@
 
 #include "vorn_cli_text.h"
 
+#include <QCoreApplication>
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
@@ -43,12 +44,12 @@ bool VornCliPairList::load()
         return true;
     const QString shown = VornCliText::printable(m_path);
     if (!file.open(QIODevice::ReadOnly)) {
-        m_error = QStringLiteral("The remembered pairs can't be read: %1").arg(shown);
+        m_error = qtTrId("vorn_sync_pairs_unreadable").arg(shown);
         return false;
     }
     const QJsonObject root = QJsonDocument::fromJson(file.readAll()).object();
     if (root.value(kFormatKey).toInt() != kFormat || !root.value(kPairsKey).isArray()) {
-        m_error = QStringLiteral("The remembered pairs are damaged or of a newer version: %1").arg(shown);
+        m_error = qtTrId("vorn_sync_pairs_damaged").arg(shown);
         return false;
     }
     const QJsonArray entries = root.value(kPairsKey).toArray();
@@ -72,8 +73,8 @@ bool VornCliPairList::save() const
     const QByteArray content = QJsonDocument(root).toJson();
     if (file.open(QIODevice::WriteOnly) && file.write(content) == content.size() && file.commit())
         return true;
-    m_error = QStringLiteral("The pairs can't be remembered in %1: %2")
-                  .arg(VornCliText::printable(m_path), file.errorString());
+    m_error =
+        qtTrId("vorn_sync_pairs_not_remembered").arg(VornCliText::printable(m_path), file.errorString());
     return false;
 }
 

@@ -2,6 +2,7 @@
 
 #include "vorn_cli_text.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -31,7 +32,7 @@ VornCliStateDirectory::LockResult VornCliStateDirectory::lock()
     const QString shown = VornCliText::printable(m_path);
     const bool existed = QFileInfo::exists(m_path);
     if (!QDir().mkpath(m_path)) {
-        m_lockError = QStringLiteral("The state directory can't be created: %1").arg(shown);
+        m_lockError = qtTrId("vorn_sync_state_not_created").arg(shown);
         return LockResult::Unusable;
     }
     if (!existed)
@@ -44,17 +45,15 @@ VornCliStateDirectory::LockResult VornCliStateDirectory::lock()
 
     // A dead owner's lock stays where nothing can be written.
     if (m_lock->error() != QLockFile::LockFailedError || !QFileInfo(m_path).isWritable()) {
-        m_lockError = QStringLiteral("The state directory can't be locked; is it writable? %1").arg(shown);
+        m_lockError = qtTrId("vorn_sync_state_not_locked").arg(shown);
         return LockResult::Unusable;
     }
     qint64 processId = 0;
     QString hostName;
     QString application;
     m_lock->getLockInfo(&processId, &hostName, &application);
-    m_lockError =
-        QStringLiteral("The state directory %1 is in use by process %2 (%3 on %4). Stop it first, or "
-                       "choose another directory with --state.")
-            .arg(shown, QString::number(processId), VornCliText::printable(application),
-                 VornCliText::printable(hostName));
+    m_lockError = qtTrId("vorn_sync_state_in_use")
+                      .arg(shown, QString::number(processId), VornCliText::printable(application),
+                           VornCliText::printable(hostName));
     return LockResult::InUse;
 }

@@ -71,6 +71,42 @@
         <source>State: %1</source>
         <translation>State: %1</translation>
     </message>
+    <message id="vorn_sync_state_not_created">
+        <source>The state directory can't be created: %1</source>
+        <translation>The state directory can't be created: %1</translation>
+    </message>
+    <message id="vorn_sync_state_not_locked">
+        <source>The state directory can't be locked; is it writable? %1</source>
+        <translation>The state directory can't be locked; is it writable? %1</translation>
+    </message>
+    <message id="vorn_sync_state_in_use">
+        <source>The state directory %1 is in use by process %2 (%3 on %4). Stop it first, or choose another directory with --state.</source>
+        <translation>The state directory %1 is in use by process %2 (%3 on %4). Stop it first, or choose another directory with --state.</translation>
+    </message>
+    <message id="vorn_sync_pairs_unreadable">
+        <source>The remembered pairs can't be read: %1</source>
+        <translation>The remembered pairs can't be read: %1</translation>
+    </message>
+    <message id="vorn_sync_pairs_damaged">
+        <source>The remembered pairs are damaged or of a newer version: %1</source>
+        <translation>The remembered pairs are damaged or of a newer version: %1</translation>
+    </message>
+    <message id="vorn_sync_pairs_not_remembered">
+        <source>The pairs can't be remembered in %1: %2</source>
+        <translation>The pairs can't be remembered in %1: %2</translation>
+    </message>
+    <message id="vorn_sync_no_pair">
+        <source>No pair is given, and none is remembered in '%1'.</source>
+        <translation>No pair is given, and none is remembered in '%1'.</translation>
+    </message>
+    <message id="vorn_sync_local_known">
+        <source>'%1' is known under the alias '%2', not '%3'.</source>
+        <translation>'%1' is known under the alias '%2', not '%3'.</translation>
+    </message>
+    <message id="vorn_sync_alias_taken">
+        <source>The alias '%1' belongs to another local directory.</source>
+        <translation>The alias '%1' belongs to another local directory.</translation>
+    </message>
     <message id="vorn_sync_pair">
         <source>Pair %1: %2 -&gt; %3</source>
         <translation>Pair %1: %2 -&gt; %3</translation>

@@ -71,6 +71,42 @@
         <source>State: %1</source>
         <translation>État : %1</translation>
     </message>
+    <message id="vorn_sync_state_not_created">
+        <source>The state directory can't be created: %1</source>
+        <translation>Le répertoire d'état ne peut pas être créé : %1</translation>
+    </message>
+    <message id="vorn_sync_state_not_locked">
+        <source>The state directory can't be locked; is it writable? %1</source>
+        <translation>Le répertoire d'état ne peut pas être verrouillé ; est-il accessible en écriture ? %1</translation>
+    </message>
+    <message id="vorn_sync_state_in_use">
+        <source>The state directory %1 is in use by process %2 (%3 on %4). Stop it first, or choose another directory with --state.</source>
+        <translation>Le répertoire d'état %1 est utilisé par le processus %2 (%3 sur %4). Arrêtez-le d'abord, ou choisissez un autre répertoire avec --state.</translation>
+    </message>
+    <message id="vorn_sync_pairs_unreadable">
+        <source>The remembered pairs can't be read: %1</source>
+        <translation>Les paires mémorisées ne peuvent pas être lues : %1</translation>
+    </message>
+    <message id="vorn_sync_pairs_damaged">
+        <source>The remembered pairs are damaged or of a newer version: %1</source>
+        <translation>Les paires mémorisées sont endommagées ou d'une version plus récente : %1</translation>
+    </message>
+    <message id="vorn_sync_pairs_not_remembered">
+        <source>The pairs can't be remembered in %1: %2</source>
+        <translation>Les paires ne peuvent pas être mémorisées dans %1 : %2</translation>
+    </message>
+    <message id="vorn_sync_no_pair">
+        <source>No pair is given, and none is remembered in '%1'.</source>
+        <translation>Aucune paire n'est donnée, et aucune n'est mémorisée dans « %1 ».</translation>
+    </message>
+    <message id="vorn_sync_local_known">
+        <source>'%1' is known under the alias '%2', not '%3'.</source>
+        <translation>« %1 » est connu sous l'alias « %2 », pas « %3 ».</translation>
+    </message>
+    <message id="vorn_sync_alias_taken">
+        <source>The alias '%1' belongs to another local directory.</source>
+        <translation>L'alias « %1 » appartient à un autre répertoire local.</translation>
+    </message>
     <message id="vorn_sync_pair">
         <source>Pair %1: %2 -&gt; %3</source>
         <translation>Paire %1 : %2 -&gt; %3</translation>

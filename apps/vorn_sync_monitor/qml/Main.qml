@@ -30,7 +30,7 @@ ApplicationWindow {
     palette.mid: Theme.line
     palette.dark: Theme.line
     palette.highlight: Theme.accent
-    palette.highlightedText: Theme.onAccent
+    palette.highlightedText: Theme.accentText
     palette.toolTipBase: Theme.raised
     palette.toolTipText: Theme.text
 

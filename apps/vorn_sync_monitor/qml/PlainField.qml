@@ -10,7 +10,7 @@ TextField {
     selectByMouse: true
     color: Theme.text
     selectionColor: Theme.accent
-    selectedTextColor: Theme.onAccent
+    selectedTextColor: Theme.accentText
     placeholderTextColor: Theme.faint
     leftPadding: 8
     rightPadding: 8

@@ -15,7 +15,7 @@ QtObject {
     readonly property color text: isDark ? "#e8ecf1" : "#1c232b"
     readonly property color faint: isDark ? "#a9b4c0" : "#57626e"
     readonly property color accent: isDark ? "#6cb0ff" : "#0b5cc4"
-    readonly property color onAccent: isDark ? "#0d1117" : "#ffffff"
+    readonly property color accentText: isDark ? "#0d1117" : "#ffffff"
     readonly property color good: isDark ? "#56d06b" : "#1a7330"
     readonly property color bad: isDark ? "#ff9a6b" : "#a84300"
 

@@ -24,12 +24,9 @@ bool isDialogWanted()
 
 int VornMonitorCommand::run(const QStringList& arguments)
 {
-    const Qt::LayoutDirection direction = QGuiApplication::layoutDirection();
     switch (m_options.parse(arguments)) {
     case VornCliMirrorOptions::Result::Run:
-        VornCliLocale::installCatalogue(QStringLiteral("vorn_sync"), m_options.language());
-        VornCliLocale::installCatalogue(QStringLiteral("vorn_sync_monitor"), m_options.language());
-        QGuiApplication::setLayoutDirection(direction); // a catalogue that does not tell has reset it
+        installCatalogues(m_options.language());
         VornCliMessageHandler::install(m_options.verbose());
         return show();
     case VornCliMirrorOptions::Result::ShowHelp:
@@ -39,6 +36,15 @@ int VornMonitorCommand::run(const QStringList& arguments)
         break;
     }
     return refuse(kExitUsage, m_options.error());
+}
+
+void VornMonitorCommand::installCatalogues(const QString& language)
+{
+    const Qt::LayoutDirection direction = QGuiApplication::layoutDirection();
+    VornCliLocale::installCatalogue(QStringLiteral("vorn_sync"), language);
+    VornCliLocale::installCatalogue(QStringLiteral("vorn_sync_monitor"), language);
+    VornCliLocale::installQtCatalogue(language);
+    QGuiApplication::setLayoutDirection(direction); // a catalogue that does not tell has reset it
 }
 
 int VornMonitorCommand::refuse(int exitCode, const QString& error) const

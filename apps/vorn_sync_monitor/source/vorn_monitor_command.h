@@ -8,6 +8,9 @@ class VornMonitorCommand
 public:
     int run(const QStringList& arguments); // gives the exit code
 
+    // For the whole application: what the window, the mirror and Qt's own dialogs say.
+    static void installCatalogues(const QString& language);
+
 private:
     int refuse(int exitCode, const QString& error) const;
     int show();

@@ -41,7 +41,7 @@ int VornMonitorMirror::open()
     m_host = std::make_unique<VornMonitorHost>(m_mirror, m_log, m_options.theme());
     m_window = std::make_unique<VornMonitorWindow>(*session()->manager(), *m_host);
     if (window() == nullptr)
-        return fail(kExitRefused, QStringLiteral("The window can't be shown."));
+        return fail(kExitRefused, qtTrId("vorn_sync_monitor_window_refused"));
     m_tray = std::make_unique<VornMonitorTray>(*m_host, *window());
     QObject::connect(m_tray.get(), &VornMonitorTray::syncRequested, session()->manager(),
                      &VornSyncManager::requestSync);

@@ -7,6 +7,10 @@
         <source>VornSync</source>
         <translation>VornSync</translation>
     </message>
+    <message id="vorn_sync_monitor_window_refused">
+        <source>The window can't be shown.</source>
+        <translation>The window can't be shown.</translation>
+    </message>
     <message id="vorn_sync_monitor_overview">
         <source>&amp;Overview</source>
         <translation>&amp;Overview</translation>

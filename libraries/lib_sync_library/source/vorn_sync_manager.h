@@ -152,13 +152,12 @@ public:
     //! \name Property getters; they never touch the database.
     //! \{
 
-    //! The value of the property of the same name.
-    int inProgressCount() const;
-    int pendingCount() const;
-    int errorCount() const;
-    int doneCount() const;
-    QVariantList recentEvents() const;
-    QVariantList errorFiles() const;
+    int inProgressCount() const;       //!< The value of the property of the same name.
+    int pendingCount() const;          //!< The value of the property of the same name.
+    int errorCount() const;            //!< The value of the property of the same name.
+    int doneCount() const;             //!< The value of the property of the same name.
+    QVariantList recentEvents() const; //!< The value of the property of the same name.
+    QVariantList errorFiles() const;   //!< The value of the property of the same name.
     //! \}
 
     /*!
