@@ -22,7 +22,7 @@ declare -A members=(
     [engine]="vorn_sync_synchronizer vorn_sync_open_directory vorn_sync_pass vorn_sync_directory_listing vorn_sync_file_decision
         vorn_sync_exclusions vorn_sync_flight_table vorn_sync_observations vorn_sync_path_cache
         vorn_sync_rename_locks vorn_sync_verify_queue vorn_sync_side_car_deferrals vorn_sync_task_results
-        vorn_sync_verification vorn_sync_error_resolution vorn_sync_name_table vorn_sync_pass_report
+        vorn_sync_verification vorn_sync_error_resolution vorn_sync_name_table vorn_sync_large_vector vorn_sync_pass_report
         vorn_sync_verify_rounds vorn_sync_verifier vorn_sync_dispatcher vorn_sync_file_start vorn_sync_trash"
     # The private object emits the facade's signals, so the two know each other.
     [manager]="vorn_sync_manager_p vorn_sync_mailbox vorn_sync_error_list vorn_sync_manager vorn_sync_file_ready"

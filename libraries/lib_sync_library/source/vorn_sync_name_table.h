@@ -1,5 +1,7 @@
 #pragma once
 
+#include "vorn_sync_large_vector.h"
+
 #include <QHash>
 
 #include <algorithm>
@@ -19,7 +21,7 @@ public:
             m_blocks.back().reserve(std::max(kBlockBytes, name.size() + 1));
         }
         std::string& block = m_blocks.back();
-        m_begins.push_back((m_blocks.size() - 1) * kBlockBytes + block.size());
+        VornSyncLargeVector::append(m_begins, (m_blocks.size() - 1) * kBlockBytes + block.size());
         block.append(name);
         block.push_back('\0');
     }
@@ -77,6 +79,7 @@ private:
         std::size_t slotCount = 16;
         while (slotCount < 2 * std::size_t(m_indexedCount))
             slotCount *= 2;
+        VornSyncLargeVector::reserve(m_slots, slotCount);
         m_slots.resize(slotCount);
         for (int number = 0; number < m_indexedCount; ++number) {
             const uint hash = hashOf(at(number));

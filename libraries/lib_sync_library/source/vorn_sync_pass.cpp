@@ -1,6 +1,7 @@
 #include "vorn_sync_pass.h"
 
 #include "vorn_sync_exclusions.h"
+#include "vorn_sync_large_vector.h"
 #include "vorn_sync_open_directory.h"
 #include "vorn_utilities.h"
 
@@ -81,7 +82,7 @@ void VornSyncPass::addRow(std::string_view name, const VornSyncFileRow& row)
 int VornSyncPass::append(std::string_view name, const Item& item)
 {
     m_names.append(name);
-    m_items.push_back(item);
+    VornSyncLargeVector::append(m_items, item);
     return count() - 1;
 }
 
