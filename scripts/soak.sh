@@ -35,6 +35,8 @@ turn=$((total / 10))
 [ "$turn" -le 600 ] || turn=600
 
 export LC_ALL=C.UTF-8 QT_QPA_PLATFORM=offscreen
+# A whole sweep of one operation takes minutes, on a loaded machine more than the five that Qt gives a function.
+export QTEST_FUNCTION_TIMEOUT=1800000
 tests=build/dev/tests
 logs=$root/build/soak
 cache=${VORN_SYNC_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/vorn_sync}
