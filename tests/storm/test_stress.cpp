@@ -740,7 +740,7 @@ void TestStress::everythingAtAnyTime()
             desk.lull();
         // Paced time is the point, and nothing is awaited: now and then a busy host lets the others go first.
         if (m_random.bounded(2) == 0)
-            QThread::usleep(m_random.bounded(kMaximumPauseUs));
+            QThread::usleep(m_random.bounded(kMaximumPauseUs)); // paced
         QCoreApplication::processEvents(QEventLoop::AllEvents, 1 + int(m_random.bounded(3)));
     }
     if (QTest::currentTestFailed()) {

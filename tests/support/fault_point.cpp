@@ -12,6 +12,7 @@
 
 // Takes the place of the sleep between SQLite's tries to get a lock, and takes no time: SQLite counts the time by the
 // number of tries. Nothing else asks for it.
+// Simulated time: nobody sleeps here.
 extern "C" __attribute__((visibility("default"))) int usleep(useconds_t)
 {
     return 0;

@@ -507,6 +507,12 @@ static pVornSyncTask runCopy(Fixture& fixture)
     return gate && task && task->runtask() ? task : pVornSyncTask();
 }
 
+// The same for a file that is on the distant side alone.
+static pVornSyncTask runCopyOfNew(Fixture& fixture)
+{
+    return fixture.pair.distant().write(kName, "distant") ? runCopy(fixture) : pVornSyncTask();
+}
+
 void TestSyncManagerFileReady::distantChangedAfterTheCopyBegan()
 {
     Fixture fixture;
@@ -559,8 +565,7 @@ void TestSyncManagerFileReady::distantGrowsDuringTheCopy()
 void TestSyncManagerFileReady::localChangedAfterTheCopy()
 {
     Fixture fixture;
-    QVERIFY(fixture.pair.distant().write(kName, "distant"));
-    const pVornSyncTask task = runCopy(fixture);
+    const pVornSyncTask task = runCopyOfNew(fixture);
     QVERIFY(task);
     QVERIFY(fixture.pair.local().append(kName, " changed here"));
     Access::fileReadyTaskDone(*fixture.manager, task, true);
@@ -571,8 +576,7 @@ void TestSyncManagerFileReady::localChangedAfterTheCopy()
 void TestSyncManagerFileReady::localChangedToTheSameSizeAfterTheCopy()
 {
     Fixture fixture;
-    QVERIFY(fixture.pair.distant().write(kName, "distant"));
-    const pVornSyncTask task = runCopy(fixture);
+    const pVornSyncTask task = runCopyOfNew(fixture);
     QVERIFY(task);
     QVERIFY(fixture.pair.local().write(kName, "changed"));
     QVERIFY(fixture.pair.local().setLmd(kName, QDateTime::currentDateTimeUtc().addSecs(10)));
@@ -612,8 +616,7 @@ void TestSyncManagerFileReady::localWrittenBeforeTheCopy()
 void TestSyncManagerFileReady::localGoneAfterTheCopy()
 {
     Fixture fixture;
-    QVERIFY(fixture.pair.distant().write(kName, "distant"));
-    const pVornSyncTask task = runCopy(fixture);
+    const pVornSyncTask task = runCopyOfNew(fixture);
     QVERIFY(task);
     QVERIFY(fixture.pair.local().remove(kName));
     Access::fileReadyTaskDone(*fixture.manager, task, true);
@@ -661,8 +664,7 @@ void TestSyncManagerFileReady::aFileAfterADeletedOneIsKept()
 void TestSyncManagerFileReady::tombstoneSetWhileCopying()
 {
     Fixture fixture;
-    QVERIFY(fixture.pair.distant().write(kName, "distant"));
-    const pVornSyncTask task = runCopy(fixture);
+    const pVornSyncTask task = runCopyOfNew(fixture);
     QVERIFY(task);
     fixture.manager->tombstoneLocalFile(QStringLiteral("a"), kName);
     Access::fileReadyTaskDone(*fixture.manager, task, true);

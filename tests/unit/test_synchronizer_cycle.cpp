@@ -39,7 +39,7 @@ QString daysAgo(int days, int secs = 0)
 // Paced time is the point, and nothing is awaited: a look at the file that uses up a whole verification budget.
 int slowDisk()
 {
-    QThread::msleep(kPastBudgetMs);
+    QThread::msleep(kPastBudgetMs); // paced
     return 0;
 }
 

@@ -1087,14 +1087,18 @@ void TestSynchronizerDispatch::removedDuringACopy_isReportedByTheNextPass()
     QCOMPARE(engine.state("a.txt"_s), "145/2"_s);
 }
 
+// "a.txt" is sent, deleted, and back before the first copy of it has ended.
+static bool dispatchTwice(Engine& engine)
+{
+    return engine.local().write("a.txt"_s, "x") && engine.sync().copyToDistant(1, "a.txt"_s) &&
+           engine.database().setFileDeleted(1, "a.txt"_s) && engine.sync().copyToDistant(1, "a.txt"_s);
+}
+
 void TestSynchronizerDispatch::twoTasksOfOneFile_countTwice()
 {
     Engine engine;
     QVERIFY(engine.start());
-    QVERIFY(engine.local().write("a.txt"_s, "x"));
-    QVERIFY(engine.sync().copyToDistant(1, "a.txt"_s));
-    QVERIFY(engine.database().setFileDeleted(1, "a.txt"_s));
-    QVERIFY(engine.sync().copyToDistant(1, "a.txt"_s));
+    QVERIFY(dispatchTwice(engine));
     engine.forget();
     QVERIFY(engine.runNext());
     COMPARE_LINES(engine, "onTaskDone - Task on file '~/local/a.txt' done (in-flight=1)."_s);
@@ -1109,10 +1113,7 @@ void TestSynchronizerDispatch::twoTasksOfOneFile_deferredRemoveFollowsBoth()
 {
     Engine engine;
     QVERIFY(engine.start());
-    QVERIFY(engine.local().write("a.txt"_s, "x"));
-    QVERIFY(engine.sync().copyToDistant(1, "a.txt"_s));
-    QVERIFY(engine.database().setFileDeleted(1, "a.txt"_s));
-    QVERIFY(engine.sync().copyToDistant(1, "a.txt"_s));
+    QVERIFY(dispatchTwice(engine));
     QVERIFY(engine.database().setFileDeleted(1, "a.txt"_s));
     QVERIFY(engine.sync().notifyLocalFileDeleted(1, "a.txt"_s));
     QVERIFY(engine.runNext());
