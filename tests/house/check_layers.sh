@@ -25,7 +25,7 @@ declare -A members=(
         vorn_sync_verification vorn_sync_error_resolution vorn_sync_name_table vorn_sync_large_vector vorn_sync_pass_report
         vorn_sync_verify_rounds vorn_sync_verifier vorn_sync_dispatcher vorn_sync_file_start vorn_sync_trash"
     # The private object emits the facade's signals, so the two know each other.
-    [manager]="vorn_sync_manager_p vorn_sync_mailbox vorn_sync_error_list vorn_sync_manager vorn_sync_file_ready"
+    [manager]="vorn_sync_manager_p vorn_sync_queued_calls vorn_sync_mailbox vorn_sync_error_list vorn_sync_manager vorn_sync_file_ready"
 )
 declare -A may_know=(
     [utilities]=""
